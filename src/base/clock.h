@@ -1,0 +1,26 @@
+// Time as this system stores it: FILETIME ticks (100 ns since 1601-01-01 UTC) and Unix seconds or
+// milliseconds (UTC). The conversions are pure; the readers ask the system clock.
+#pragma once
+
+#include <cstdint>
+
+namespace korvel {
+
+constexpr uint64_t kFileTimeTicksPerSecond = 10'000'000;
+constexpr uint64_t kFileTimeTicksPerMillisecond = 10'000;
+constexpr uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
+
+constexpr uint64_t unixSecondsFromFileTime(uint64_t ticks) {
+  return ticks / kFileTimeTicksPerSecond - kSecondsFrom1601To1970;
+}
+constexpr uint64_t unixMillisecondsFromFileTime(uint64_t ticks) {
+  return ticks / kFileTimeTicksPerMillisecond - kSecondsFrom1601To1970 * 1000;
+}
+
+#ifdef _WIN32
+uint64_t systemFileTime();
+uint64_t unixSecondsNow();
+uint64_t unixMillisecondsNow();
+#endif
+
+}  // namespace korvel

@@ -1,0 +1,15 @@
+#include "base/clock.h"
+#include "base/win.h"
+
+namespace korvel {
+
+uint64_t systemFileTime() {
+  FILETIME now{};
+  ::GetSystemTimeAsFileTime(&now);
+  return static_cast<uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
+}
+
+uint64_t unixSecondsNow() { return unixSecondsFromFileTime(systemFileTime()); }
+uint64_t unixMillisecondsNow() { return unixMillisecondsFromFileTime(systemFileTime()); }
+
+}  // namespace korvel

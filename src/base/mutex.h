@@ -1,0 +1,46 @@
+// std::mutex with the annotations that clang's thread-safety analysis needs; GCC ignores them.
+#pragma once
+
+#include <mutex>
+
+#if defined(__clang__)
+#define KORVEL_ANNOTATION(x) __attribute__((x))
+#else
+#define KORVEL_ANNOTATION(x)
+#endif
+#define CAPABILITY(x) KORVEL_ANNOTATION(capability(x))
+#define SCOPED_CAPABILITY KORVEL_ANNOTATION(scoped_lockable)
+#define GUARDED_BY(x) KORVEL_ANNOTATION(guarded_by(x))
+#define REQUIRES(...) KORVEL_ANNOTATION(requires_capability(__VA_ARGS__))
+#define ACQUIRE(...) KORVEL_ANNOTATION(acquire_capability(__VA_ARGS__))
+#define RELEASE(...) KORVEL_ANNOTATION(release_capability(__VA_ARGS__))
+#define EXCLUDES(...) KORVEL_ANNOTATION(locks_excluded(__VA_ARGS__))
+
+namespace korvel {
+
+class CAPABILITY("mutex") Mutex {
+ public:
+  Mutex() = default;
+  Mutex(const Mutex&) = delete;
+  Mutex& operator=(const Mutex&) = delete;
+  void lock() ACQUIRE() { mutex_.lock(); }
+  void unlock() RELEASE() { mutex_.unlock(); }
+  /// For std::condition_variable, which works on the wrapped type only.
+  std::mutex& native() { return mutex_; }
+
+ private:
+  std::mutex mutex_;
+};
+
+class SCOPED_CAPABILITY MutexLock {
+ public:
+  explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+  ~MutexLock() RELEASE() { mutex_.unlock(); }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+
+ private:
+  Mutex& mutex_;
+};
+
+}  // namespace korvel

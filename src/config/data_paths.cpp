@@ -1,0 +1,57 @@
+#include "config/data_paths.h"
+
+#include "base/files.h"
+#include "base/paths.h"
+#include "base/unique_resource.h"
+#include "base/win.h"
+
+#include <knownfolders.h>
+#include <objbase.h>
+#include <shlobj.h>
+
+namespace korvel {
+namespace {
+
+struct TaskMemoryTraits {
+  using Value = wchar_t*;
+  static Value empty() { return nullptr; }
+  static bool valid(wchar_t* memory) { return memory != nullptr; }
+  static void close(wchar_t* memory) { ::CoTaskMemFree(memory); }
+};
+
+/// Empty when the folder cannot be looked up.
+std::wstring knownFolder(const KNOWNFOLDERID& id) {
+  UniqueResource<TaskMemoryTraits> path;
+  if (FAILED(::SHGetKnownFolderPath(id, /*flags=*/0, /*token=*/nullptr, path.receive())) || !path) return {};
+  return path.get();
+}
+
+}  // namespace
+
+std::wstring dataDir() {
+  std::wstring result;
+  if (const std::wstring shared = knownFolder(FOLDERID_ProgramData); !shared.empty()) {
+    result = shared + L"\\KORVEL Antivirus";
+  } else if (const std::wstring local = knownFolder(FOLDERID_LocalAppData); !local.empty()) {
+    result = local + L"\\KorvelAntivirus";
+  }
+  (void)createDirectories(result);  // whoever opens a file in it reports the trouble
+  return result;
+}
+
+std::wstring logPath() { return dataDir() + L"\\korvel.log"; }
+std::wstring settingsPath() { return dataDir() + L"\\settings.ini"; }
+std::wstring defaultQuarantineDir() { return dataDir() + L"\\Quarantine"; }
+std::wstring liveSignaturesPath() { return dataDir() + L"\\signatures.live.txt"; }
+std::wstring updatesDir() { return dataDir() + L"\\updates"; }
+
+std::wstring scanCachePath() { return dataDir() + L"scan.cache"; }  // no separator, on purpose
+
+std::wstring seedSignaturesPath() {
+  wchar_t executable[MAX_PATH] = {};
+  const DWORD length = ::GetModuleFileNameW(/*module=*/nullptr, executable, MAX_PATH);
+  const std::wstring folder = parentDirectory(std::wstring_view(executable, length));
+  return joinPath(joinPath(folder, L"data"), L"signatures.seed.txt");
+}
+
+}  // namespace korvel

@@ -1,0 +1,81 @@
+// The protection engine: owns the settings in force, the signature database, the quarantine store, the scan
+// cache and every background thread of the service.
+//
+// Life: construct, init() once, start() once, stop(); the engine host (service/engine_host.h) does that. All
+// other operations may be called from any thread between init() and stop(). Texts handed back through
+// `error` are UTF-8 and go to the user interface unchanged; `error` may be null.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/mutex.h"
+#include "config/settings.h"
+#include "engine/engine_status.h"
+#include "engine/scan_scope.h"
+#include "engine/threat_record.h"
+#include "remedy/quarantine_record.h"
+#include "remedy/quarantine_store.h"
+#include "scan/scan_records.h"
+
+namespace korvel {
+class FileScanner;
+class ScanCache;
+class SignatureDatabase;
+}  // namespace korvel
+
+namespace korvel::svc {
+
+class ScanWorker {
+ public:
+  ScanWorker();
+  ~ScanWorker();  ///< stops what still runs
+  ScanWorker(const ScanWorker&) = delete;
+  ScanWorker& operator=(const ScanWorker&) = delete;
+
+  /// Settings, signature database, quarantine store, scan cache. False when the quarantine store cannot be
+  /// opened; a missing database is only logged. Throws what reading the settings file throws.
+  bool init(std::string* error);
+  /// Starts the background threads. False once stop() was called.
+  bool start(std::string* error);
+  /// Ends and joins every thread, then saves the settings. Only the first call acts.
+  void stop();
+
+  /// Starts a scan on its own thread; refuses with a text while stopping, unprotected or already scanning.
+  bool startScan(ScanScope scope, const std::vector<std::wstring>& targets, std::string* error);
+  /// Asks the running scan to end; returns whether that had been asked before.
+  bool cancelScan();
+
+  /// Loads the signature files anew and swaps the database in; the old one serves its holders to the end.
+  bool reloadSignatures(std::string* error);
+  bool startLiveUpdate(std::string* error);
+  bool startUpdateCheck(std::string* error);
+
+  /// Replaces and saves the settings. Empty signatureDb and quarantineDir keep the values in force.
+  bool applySettings(const Settings& settings, std::string* error);
+  void saveSettings();
+  Settings getSettings() const;
+
+  EngineStatus getStatus() const;
+  ScanProgressInfo getProgress() const;
+  bool isScanning() const { return scanning_.load(); }
+  ScanSummary getLastSummary() const;
+  std::vector<ThreatRecord> getResults() const;
+  /// Hands out each pending event once, in order of detection.
+  std::vector<ThreatRecord> takeEvents();
+  /// Puts events back in front of the pending ones: those that did not fit into a reply.
+  void returnEvents(std::vector<ThreatRecord> events);
+
+  bool quarantineThreat(const ThreatRecord& threat, std::string* error);
+  /// Moves the file into quarantine, then erases it there.
+  bool deleteThreat(const ThreatRecord& threat, std::string* error);
+  std::vector<QuarantineRecord> listQuarantine();
+  bool restoreQuarantined(uint64_t id, std::string* error);
+  bool deleteQuarantined(uint64_t id, std::string* error);
+};
+
+}  // namespace korvel::svc

@@ -1,0 +1,22 @@
+// The text of quarantine.db. Pure and thread-safe.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "remedy/quarantine_record.h"
+
+namespace korvel {
+
+/// Reads leniently: the header is not checked, lines without "=" and unknown keys are skipped, a block
+/// without a non-zero ID is dropped. storedFileExists stays false; the caller asks the disk.
+std::vector<QuarantineRecord> parseQuarantineIndex(std::string_view text);
+
+/// The header and one block of ten lines and an empty line per record.
+std::string formatQuarantineIndex(const std::vector<QuarantineRecord>& records);
+
+/// "<time>_<first 16 characters of sha256>_<name>".
+std::wstring quarantinedFileName(uint64_t time, const std::string& sha256, const std::wstring& name);
+
+}  // namespace korvel

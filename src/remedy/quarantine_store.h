@@ -1,0 +1,42 @@
+// Moves detected files into the quarantine directory and keeps their index, quarantine.db. Holds no index in
+// memory: every operation reads it from the disk and writes it back where it changed something.
+//
+// Operations serialise themselves, so threads may share one store. Texts are UTF-8; `error` may be null.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/mutex.h"
+#include "remedy/quarantine_record.h"
+
+namespace korvel {
+
+class QuarantineStore {
+ public:
+  /// Creates the directory and, where there is none, an empty index. Throws std::filesystem::filesystem_error
+  /// ("exists") when the index's status cannot be read.
+  bool ensureStore(const std::wstring& dir, std::string* error) EXCLUDES(mutex_);
+
+  /// Moves the file at `path` into quarantine and records it. `outRecord` may be null. Throws as ensureStore().
+  bool addFile(const std::wstring& dir, const std::wstring& path, const std::string& sha256,
+               const std::string& threat, const std::string& code, Severity severity,
+               QuarantineRecord* outRecord, std::string* error) EXCLUDES(mutex_);
+
+  /// The index in file order. A missing or unreadable index is empty.
+  std::vector<QuarantineRecord> listRecords(const std::wstring& dir) EXCLUDES(mutex_);
+
+  /// Moves the file of the first record with this id back, over whatever stands there now.
+  bool restoreRecord(const std::wstring& dir, uint64_t id, std::string* error) EXCLUDES(mutex_);
+
+  /// Deletes the file of the first record with this id and removes the record, even if the file stays.
+  bool deleteRecord(const std::wstring& dir, uint64_t id, std::string* error) EXCLUDES(mutex_);
+
+ private:
+  bool prepare(const std::wstring& dir, std::string* error) REQUIRES(mutex_);
+
+  Mutex mutex_;  // one read-modify-write of the index at a time
+};
+
+}  // namespace korvel

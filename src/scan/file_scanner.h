@@ -1,0 +1,51 @@
+// Walks target directories and counts or scans the files that are worth it. One scanner serves one job: a
+// measure() followed by a scan(), on the caller's thread. cancel() may come from any thread.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "scan/scan_records.h"
+
+namespace korvel {
+
+class SignatureDatabase;
+
+class FileScanner {
+ public:
+  using ProgressCallback = std::function<void(const ScanProgressInfo&)>;
+  using VerdictCallback = std::function<void(const FileVerdict&)>;
+
+  FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options);
+
+  /// Counts the files that scan() would scan. Fills only filesTotal, bytesTotal and phase. A cancellation
+  /// that was already requested makes it return early; it is not cleared.
+  ScanProgressInfo measure(const std::vector<ScanTarget>& targets) const;
+
+  /// Scans every file of the targets in walk order; either callback may be empty and runs on this thread.
+  /// Progress is reported at once, then at most every 120 ms, then once at the end ("finishing"). A cancel()
+  /// that came before is forgotten. Exceptions of the callbacks pass through.
+  ScanSummary scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
+                   const VerdictCallback& onVerdict);
+
+  /// Ends the walk before its next file.
+  void cancel() { cancelRequested_.store(true); }
+
+  /// Scans one file, as scan() would.
+  FileVerdict scanSingleFile(const std::wstring& path) const;
+
+  /// User folders and program folders that exist on this machine.
+  static std::vector<ScanTarget> quickTargets();
+  /// The roots of all fixed and removable drives.
+  static std::vector<ScanTarget> fullTargets();
+
+ private:
+  std::shared_ptr<const SignatureDatabase> database_;
+  const ScanOptions options_;
+  std::atomic<bool> cancelRequested_{false};
+};
+
+}  // namespace korvel

@@ -1,0 +1,26 @@
+// The common interface of the message digests.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace korvel::hash {
+
+/// A running digest. Not thread-safe; separate objects are independent.
+class Hasher {
+ public:
+  virtual ~Hasher() = default;
+
+  /// Feeds bytes: any length, 0 included, in any number of calls.
+  virtual void update(const uint8_t* data, size_t length) = 0;
+
+  /// The digest of everything fed so far, lower-case hexadecimal. Leaves the object as it is, so feeding
+  /// may go on afterwards.
+  virtual std::string hexDigest() const = 0;
+
+  /// Bytes the compression function takes at a time: 64 for every digest here.
+  virtual size_t blockSize() const { return 64; }
+};
+
+}  // namespace korvel::hash

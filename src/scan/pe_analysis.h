@@ -1,0 +1,23 @@
+// Judges a Windows executable by its structure. Pure and thread-safe; bounded in time and memory for every
+// input: hostile headers can ask for no more work than a fixed budget.
+#pragma once
+
+#include <cstdint>
+
+#include "base/byte_view.h"
+#include "scan/pe_info.h"
+
+namespace korvel {
+
+/// At most this much of a file is looked at.
+inline constexpr uint64_t kPeReadLimitBytes = 67'108'864;
+
+/// Cheap test on the first bytes of a file: could this be an image at all ("MZ", at least 84 bytes)? Only
+/// then is it worth keeping the rest of the bytes.
+bool mayBePe(ByteView firstBytes, uint64_t fileSize);
+
+/// Analyses the first bytes of a file (all of it, or kPeReadLimitBytes). `fileSize` is the true size in bytes;
+/// `unixNow` is the current time in Unix seconds. Content that is not a PE image yields an empty analysis.
+PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow);
+
+}  // namespace korvel

@@ -1,0 +1,24 @@
+// Which files are worth scanning, which directories are never entered, and what a directory entry is. Pure
+// and thread-safe; word lists are built on first use.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "scan/scan_records.h"
+
+namespace korvel {
+
+/// The file filter, by the path alone.
+bool shouldScan(const std::wstring& path, const ScanOptions& options);
+
+/// True when the lower-cased path begins with an excluded prefix. A plain prefix test: siblings whose names
+/// merely begin the same are excluded too.
+bool isExcludedDirectory(const std::wstring& lowerPath);
+
+enum class EntryKind { kFile, kDirectory, kSymbolicLink, kJunction };
+
+/// Classifies a directory entry by its FILE_ATTRIBUTE_ bits and, for a reparse point, its tag.
+EntryKind classifyEntry(uint32_t attributes, uint32_t reparseTag);
+
+}  // namespace korvel

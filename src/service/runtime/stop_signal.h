@@ -1,0 +1,39 @@
+// The process-wide stop: a flag that is set once and never reset, and a manual-reset event that ends every
+// blocking pipe wait. Ctrl+C, the service's control handler and the stop request of the pipe all call
+// requestStop(); nobody else ends the service.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/mutex.h"
+#include "base/unique_resource.h"
+
+namespace korvel {
+
+class StopSignal {
+ public:
+  /// The one signal of this process.
+  static StopSignal& process();
+
+  /// Creates the event, not signalled. False when the system refuses.
+  bool createEvent() EXCLUDES(mutex_);
+  void closeEvent() EXCLUDES(mutex_);
+
+  /// Sets the flag, then signals the event if it exists. May be called from any thread, any number of times.
+  void requestStop() EXCLUDES(mutex_);
+
+  bool requested() const { return stopRequested_.load() != 0; }
+
+  /// The event to wait on, owned here; null before createEvent() and after closeEvent(). Only the thread
+  /// that creates and closes the event may wait on it.
+  HANDLE event() const EXCLUDES(mutex_);
+
+ private:
+  std::atomic<uint32_t> stopRequested_{0};
+  // Guards signalling against closing: a handle that is closed may be reused for another object.
+  mutable Mutex mutex_;
+  UniqueHandle stopEvent_ GUARDED_BY(mutex_);
+};
+
+}  // namespace korvel
