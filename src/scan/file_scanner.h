@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "scan/scan_file.h"
 #include "scan/scan_records.h"
 
 namespace korvel {
@@ -34,17 +35,17 @@ class FileScanner {
   /// Ends the walk before its next file.
   void cancel() { cancelRequested_.store(true); }
 
-  /// Scans one file, as scan() would.
-  FileVerdict scanSingleFile(const std::wstring& path) const;
-
-  /// User folders and program folders that exist on this machine.
-  static std::vector<ScanTarget> quickTargets();
-  /// The roots of all fixed and removable drives.
-  static std::vector<ScanTarget> fullTargets();
+  /// Scans one file, as scan() would. Not at the same time as a scan().
+  FileVerdict scanSingleFile(const std::wstring& path);
 
  private:
-  std::shared_ptr<const SignatureDatabase> database_;
+  class Progress;
+  void scanTarget(const ScanTarget& target, Progress& progress, ScanSummary& summary,
+                  const VerdictCallback& onVerdict);
+
+  const ScanContext context_;
   const ScanOptions options_;
+  ScanScratch scratch_;  // used by the scanning thread only
   std::atomic<bool> cancelRequested_{false};
 };
 

@@ -1,10 +1,12 @@
 // One file path becomes one verdict: attributes, size limit, digests, signature lookup, PE analysis, rules.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "scan/hash/triple_digest.h"
 #include "scan/scan_records.h"
 
 namespace korvel {
@@ -18,8 +20,33 @@ struct ScanContext {
   uint64_t readChunk = 0;    ///< bytes
 };
 
+/// The memory that scanning reuses from file to file: one page-aligned read buffer, and the kept bytes of a
+/// large image. Grows to what the files need, at most 72 MiB. Serves one thread at a time.
+class ScanScratch {
+ public:
+  /// At least `bytes` of room, page-aligned, content unspecified. Valid until the next call.
+  uint8_t* readBuffer(size_t bytes);
+  /// Room for the first bytes of a large image. Valid until the next call.
+  uint8_t* imageBuffer(size_t bytes);
+  hash::TripleDigest& digest() { return digest_; }
+
+ private:
+  struct PagesDeleter {
+    void operator()(uint8_t* pages) const;
+  };
+  struct Pages {
+    std::unique_ptr<uint8_t, PagesDeleter> memory;
+    size_t size = 0;
+    uint8_t* atLeast(size_t bytes);
+  };
+  Pages read_;
+  Pages image_;
+  hash::TripleDigest digest_;
+};
+
 /// Never throws for a file that cannot be read; such a file yields a verdict with little in it. The file is
-/// opened once, shared for reading only, and read once. Thread-safe; throws std::bad_alloc.
-FileVerdict scanFile(const ScanContext& context, const std::wstring& path);
+/// opened once, shared for reading only, and read once. Threads may scan at the same time, each with a scratch
+/// of its own. Throws std::bad_alloc.
+FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch);
 
 }  // namespace korvel

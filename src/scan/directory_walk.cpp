@@ -1,0 +1,76 @@
+#include "scan/directory_walk.h"
+
+#include <string_view>
+#include <utility>
+
+#include "base/files.h"
+#include "base/long_path.h"
+#include "base/paths.h"
+#include "base/text.h"
+#include "scan/scan_filter.h"
+
+namespace korvel {
+namespace {
+
+bool isDotEntry(const wchar_t* name) {
+  const std::wstring_view text(name);
+  return text == L"." || text == L"..";
+}
+
+}  // namespace
+
+DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, const std::atomic<bool>& cancel)
+    : recursive_(target.recursive), followSymlinks_(followSymlinks), cancel_(cancel) {
+  if (cancel_.load() || !pathExists(target.path)) return;
+  (void)enter(target.path);  // a target that cannot be listed yields nothing
+}
+
+DirectoryWalk::Entered DirectoryWalk::enter(const std::wstring& directory) {
+  Level level{UniqueFindHandle(), joinPath(directory, L""), {}, true};
+  level.find.reset(::FindFirstFileExW(forFileApi(level.directory + L"*").c_str(), FindExInfoBasic, &level.entry,
+                                      FindExSearchNameMatch, /*filter=*/nullptr, FIND_FIRST_EX_LARGE_FETCH));
+  if (!level.find) return ::GetLastError() == ERROR_ACCESS_DENIED ? Entered::kNoPermission : Entered::kFailed;
+  levels_.push_back(std::move(level));
+  return Entered::kYes;
+}
+
+bool DirectoryWalk::advance(Level& level) {
+  if (std::exchange(level.entryPending, false)) return true;
+  return ::FindNextFileW(level.find.get(), &level.entry) != FALSE;
+}
+
+bool DirectoryWalk::next(WalkedFile& file) {
+  while (!levels_.empty() && !cancel_.load()) {
+    Level& level = levels_.back();
+    if (!advance(level)) {
+      const bool endOfDirectory = ::GetLastError() == ERROR_NO_MORE_FILES;
+      levels_.pop_back();
+      if (!endOfDirectory) levels_.clear();
+      continue;
+    }
+    const WIN32_FIND_DATAW& entry = level.entry;
+    if (isDotEntry(entry.cFileName)) continue;
+
+    switch (classifyEntry(entry.dwFileAttributes, entry.dwReserved0)) {
+      case EntryKind::kJunction:
+        continue;
+      case EntryKind::kSymbolicLink:
+        if (!followSymlinks_) continue;
+        [[fallthrough]];
+      case EntryKind::kFile:
+        file.path.assign(level.directory).append(entry.cFileName);
+        file.size = static_cast<uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
+        return true;
+      case EntryKind::kDirectory: {
+        if (!recursive_) continue;
+        const std::wstring path = level.directory + entry.cFileName;
+        if (isExcludedDirectory(lowerWide(path))) continue;
+        if (enter(path) == Entered::kFailed) levels_.clear();  // `level` is gone from here on
+        continue;
+      }
+    }
+  }
+  return false;
+}
+
+}  // namespace korvel

@@ -1,0 +1,53 @@
+// The files below one scan target, one after another, in the order in which the file system lists them: an
+// entry comes before what is inside it.
+//
+// Links and junctions met on the way are neither handed out nor entered (with followSymlinks a symbolic link
+// is handed out as a file), so a walk visits nothing twice and ends even where links form a loop. A target
+// that is itself a link is walked. Excluded directories are not entered. A directory without permission is
+// skipped; any other failure ends the walk quietly. A target that is a file, or missing, yields nothing.
+//
+// Not thread-safe; the cancel flag may be set from any thread.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/unique_resource.h"
+#include "scan/scan_records.h"
+
+namespace korvel {
+
+struct WalkedFile {
+  std::wstring path;
+  uint64_t size = 0;  ///< bytes, as the directory lists it
+};
+
+class DirectoryWalk {
+ public:
+  /// `cancel` must outlive the walk; it is read at every step.
+  DirectoryWalk(const ScanTarget& target, bool followSymlinks, const std::atomic<bool>& cancel);
+
+  /// The next file; false at the end, after a failure, and once `cancel` is set.
+  bool next(WalkedFile& file);
+
+ private:
+  struct Level {
+    UniqueFindHandle find;
+    std::wstring directory;  // ends in a separator
+    WIN32_FIND_DATAW entry;
+    bool entryPending;  // `entry` has been read and not yet looked at
+  };
+
+  enum class Entered { kYes, kNoPermission, kFailed };
+  Entered enter(const std::wstring& directory);
+  bool advance(Level& level);
+
+  const bool recursive_;
+  const bool followSymlinks_;
+  const std::atomic<bool>& cancel_;
+  std::vector<Level> levels_;  // from the target down to the directory being listed
+};
+
+}  // namespace korvel
