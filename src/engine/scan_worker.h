@@ -7,6 +7,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -15,6 +16,7 @@
 
 #include "base/mutex.h"
 #include "config/settings.h"
+#include "engine/busy_job.h"
 #include "engine/engine_status.h"
 #include "engine/scan_scope.h"
 #include "engine/threat_record.h"
@@ -33,7 +35,7 @@ namespace korvel::svc {
 class ScanWorker {
  public:
   ScanWorker();
-  ~ScanWorker();  ///< stops what still runs
+  ~ScanWorker();  ///< ends the threads that still run
   ScanWorker(const ScanWorker&) = delete;
   ScanWorker& operator=(const ScanWorker&) = delete;
 
@@ -76,6 +78,50 @@ class ScanWorker {
   std::vector<QuarantineRecord> listQuarantine();
   bool restoreQuarantined(uint64_t id, std::string* error);
   bool deleteQuarantined(uint64_t id, std::string* error);
+
+ private:
+  void endThreads();
+
+  // The scan job, on scanThread_ (scan_job.cpp).
+  void scanLoop(ScanScope scope, const std::vector<std::wstring>& targets);
+  void runScan(ScanScope scope, const std::vector<std::wstring>& targets);
+  ScanSummary countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets);
+  void finishScan(const ScanSummary& summary, std::chrono::steady_clock::time_point start);
+  void endScanEarly(const wchar_t* state, bool cancelled);
+  void setScanState(const wchar_t* state);
+  void showProgress(const ScanProgressInfo& info);
+  void takeVerdict(const FileVerdict& verdict);
+
+  std::shared_ptr<const SignatureDatabase> currentDatabase() const;
+  void recordThreat(const FileVerdict& verdict, bool pending);
+
+  // Synchronise themselves.
+  QuarantineStore quarantine_;
+  BusyJob liveUpdateJob_;
+  BusyJob updateCheckJob_;
+
+  // Created by init(), then used by the scan thread only.
+  std::unique_ptr<ScanCache> scanCache_;
+
+  mutable Mutex dbMutex_;  // held only to copy or swap the pointer
+  std::shared_ptr<const SignatureDatabase> database_ GUARDED_BY(dbMutex_);
+
+  mutable Mutex stateMutex_;  // held only to copy or swap a value
+  Settings settings_ GUARDED_BY(stateMutex_);
+  ScanProgressInfo progress_ GUARDED_BY(stateMutex_);
+  ScanSummary lastSummary_ GUARDED_BY(stateMutex_);
+  std::vector<ThreatRecord> results_ GUARDED_BY(stateMutex_);  // of the current or last scan
+  std::vector<ThreatRecord> events_ GUARDED_BY(stateMutex_);   // not yet handed out
+
+  Mutex saveMutex_;  // one save at a time, so that the newest settings are the last to reach the disk
+
+  Mutex threadMutex_;
+  std::thread scanThread_ GUARDED_BY(threadMutex_);
+
+  // Exchanged, so that "already running" needs no lock.
+  std::atomic<bool> scanning_{false};
+  std::atomic<bool> cancelRequested_{false};
+  std::atomic<bool> stopping_{false};  // set once by stop(), never cleared
 };
 
 }  // namespace korvel::svc

@@ -1,0 +1,177 @@
+// The engine's life, its settings and what it reports. The scan job is in scan_job.cpp, what happens to a
+// detection in threat_response.cpp.
+#include "engine/scan_worker.h"
+
+#include <utility>
+
+#include "base/error.h"
+#include "base/utf.h"
+#include "base/version.h"
+#include "config/data_paths.h"
+#include "config/settings_file.h"
+#include "engine/signature_loader.h"
+#include "scan/scan_cache.h"
+#include "scan/signature_database.h"
+#include "service/runtime/log.h"
+
+namespace korvel::svc {
+namespace {
+
+void logInfo(const std::string& text) { Log::instance().write(kLogInfo, text); }
+void logWarning(const std::string& text) { Log::instance().write(kLogWarning, text); }
+
+const char* onOff(bool on) { return on ? "on" : "off"; }
+
+}  // namespace
+
+ScanWorker::ScanWorker() = default;
+
+ScanWorker::~ScanWorker() {
+  // A half-started engine ends its threads here. It saves nothing: what it holds may never have been read.
+  if (!stopping_.exchange(true)) endThreads();
+}
+
+bool ScanWorker::init(std::string* error) {
+  Log::instance().open(logPath());
+  logInfo("KorvelService starting, version " + toUtf8(kServiceVersion));
+
+  Settings settings;
+  if (!readSettingsFile(settings, settingsPath())) {
+    logWarning("config not found, using defaults");
+    (void)writeSettingsFile(settings, settingsPath());
+  }
+  {
+    const MutexLock lock(stateMutex_);
+    settings_ = settings;
+  }
+
+  std::string loadError;
+  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(settings, &loadError);
+  if (database) {
+    const SignatureDbInfo info = database->info();
+    logInfo("signatures loaded: " + std::to_string(info.entryCount) + " entries, version " + info.version);
+  } else {
+    logWarning("signature database not loaded: " + loadError);
+  }
+  {
+    const MutexLock lock(dbMutex_);
+    database_ = std::move(database);
+  }
+
+  if (!quarantine_.ensureStore(settings.quarantineDir, error)) return false;
+  scanCache_ = std::make_unique<ScanCache>();
+  scanCache_->load(scanCachePath());
+  return true;
+}
+
+bool ScanWorker::start(std::string*) {
+  if (stopping_.load()) return false;
+  const Settings settings = getSettings();
+  const bool realTime = settings.realTimeEnabled && settings.protectionEnabled;
+  logInfo(std::string("workers started (scheduled=") + onOff(settings.scheduledScan) +
+          ", realtime=" + onOff(realTime) + ")");
+  return true;
+}
+
+void ScanWorker::stop() {
+  if (stopping_.exchange(true)) return;
+  endThreads();
+  saveSettings();
+  logInfo("workers stopped");
+}
+
+void ScanWorker::endThreads() {
+  cancelRequested_.store(true);
+  {
+    const MutexLock lock(threadMutex_);
+    if (scanThread_.joinable()) scanThread_.join();
+  }
+  liveUpdateJob_.join();
+  updateCheckJob_.join();
+}
+
+bool ScanWorker::reloadSignatures(std::string* error) {
+  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(getSettings(), error);
+  if (!database) return false;
+  const uint64_t entries = database->info().entryCount;
+  {
+    const MutexLock lock(dbMutex_);
+    database_.swap(database);
+  }
+  database.reset();  // the old one, outside the lock: freeing millions of entries takes a while
+  logInfo("signatures reloaded: " + std::to_string(entries) + " entries");
+  return true;
+}
+
+bool ScanWorker::startLiveUpdate(std::string* error) {
+  return fail(error, "live signature updates are not available in this build");
+}
+
+bool ScanWorker::startUpdateCheck(std::string* error) {
+  return fail(error, "the self-update check is not available in this build");
+}
+
+bool ScanWorker::applySettings(const Settings& settings, std::string*) {
+  bool realTimeChanged = false;
+  {
+    const MutexLock lock(stateMutex_);
+    Settings updated = settings;
+    if (updated.signatureDb.empty()) updated.signatureDb = settings_.signatureDb;
+    if (updated.quarantineDir.empty()) updated.quarantineDir = settings_.quarantineDir;
+    realTimeChanged = updated.realTimeEnabled != settings_.realTimeEnabled;
+    settings_ = std::move(updated);
+  }
+  saveSettings();
+  if (realTimeChanged) logInfo("real-time setting changed, service restart required");
+  return true;
+}
+
+void ScanWorker::saveSettings() {
+  const MutexLock lock(saveMutex_);
+  (void)writeSettingsFile(getSettings(), settingsPath());  // the record in memory stays in force
+}
+
+Settings ScanWorker::getSettings() const {
+  const MutexLock lock(stateMutex_);
+  return settings_;
+}
+
+EngineStatus ScanWorker::getStatus() const {
+  EngineStatus status;
+  status.serviceVersion = toUtf8(kServiceVersion);
+  if (const std::shared_ptr<const SignatureDatabase> database = currentDatabase()) {
+    const SignatureDbInfo info = database->info();
+    status.signatureCount = info.entryCount;
+    status.signatureVersion = info.version;
+  }
+  const Settings settings = getSettings();
+  status.protectionEnabled = settings.protectionEnabled;
+  status.realTimeActive = settings.realTimeEnabled && settings.protectionEnabled;
+  status.scanRunning = scanning_.load();
+  status.updateCheckRunning = updateCheckJob_.busy();
+  status.updateCheckError = updateCheckJob_.lastError();
+  status.liveUpdateRunning = liveUpdateJob_.busy();
+  return status;
+}
+
+ScanProgressInfo ScanWorker::getProgress() const {
+  const MutexLock lock(stateMutex_);
+  return progress_;
+}
+
+ScanSummary ScanWorker::getLastSummary() const {
+  const MutexLock lock(stateMutex_);
+  return lastSummary_;
+}
+
+std::vector<ThreatRecord> ScanWorker::getResults() const {
+  const MutexLock lock(stateMutex_);
+  return results_;
+}
+
+std::shared_ptr<const SignatureDatabase> ScanWorker::currentDatabase() const {
+  const MutexLock lock(dbMutex_);
+  return database_;
+}
+
+}  // namespace korvel::svc
