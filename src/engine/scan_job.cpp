@@ -7,6 +7,7 @@
 #include "base/error.h"
 #include "config/data_paths.h"
 #include "engine/scan_canceller.h"
+#include "engine/scan_options.h"
 #include "engine/scan_worker.h"
 #include "scan/file_scanner.h"
 #include "scan/scan_cache.h"
@@ -34,16 +35,10 @@ std::vector<ScanTarget> targetsOf(ScanScope scope, const std::vector<std::wstrin
   return targets;
 }
 
-ScanOptions optionsFrom(const Settings& settings) {
-  ScanOptions options;
-  options.scanArchives = settings.scanArchives;
-  return options;
-}
-
 }  // namespace
 
 bool ScanWorker::startScan(ScanScope scope, const std::vector<std::wstring>& targets, std::string* error) {
-  if (stopping_.load()) return fail(error, "service is stopping");
+  if (stopping_.isSet()) return fail(error, "service is stopping");
   if (!getSettings().protectionEnabled) return fail(error, "protection is disabled");
   if (scanning_.exchange(true)) return fail(error, "a scan is already running");
   cancelRequested_.store(false);
@@ -58,7 +53,7 @@ bool ScanWorker::startScan(ScanScope scope, const std::vector<std::wstring>& tar
   const MutexLock lock(threadMutex_);
   if (scanThread_.joinable()) scanThread_.join();
   // stop() joins under the same mutex: past this point it finds the thread, or nothing is started.
-  if (stopping_.load()) {
+  if (stopping_.isSet()) {
     scanning_.store(false);
     return fail(error, "service is stopping");
   }
@@ -101,7 +96,7 @@ void ScanWorker::runScan(ScanScope scope, const std::vector<std::wstring>& paths
 
   ScanSummary summary;
   try {
-    FileScanner scanner(database, optionsFrom(settings));
+    FileScanner scanner(database, scanOptionsFrom(settings));
     summary = countAndScan(scanner, targets);
   } catch (const std::exception& exception) {
     Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
@@ -110,7 +105,7 @@ void ScanWorker::runScan(ScanScope scope, const std::vector<std::wstring>& paths
 }
 
 ScanSummary ScanWorker::countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets) {
-  ScanCanceller canceller(scanner, cancelRequested_, stopping_);
+  ScanCanceller canceller(scanner, cancelRequested_, stopping_.flag());
   setScanState(L"counting");
   ScanProgressInfo counted = scanner.measure(targets);
   counted.phase = L"scanning";
@@ -118,7 +113,7 @@ ScanSummary ScanWorker::countAndScan(FileScanner& scanner, const std::vector<Sca
     const MutexLock lock(stateMutex_);
     progress_ = std::move(counted);
   }
-  if (stopping_.load()) return {};
+  if (stopping_.isSet()) return {};
   canceller.watchCancelRequests();
   return scanner.scan(
       targets, [this](const ScanProgressInfo& info) { showProgress(info); },

@@ -28,7 +28,7 @@ ScanWorker::ScanWorker() = default;
 
 ScanWorker::~ScanWorker() {
   // A half-started engine ends its threads here. It saves nothing: what it holds may never have been read.
-  if (!stopping_.exchange(true)) endThreads();
+  if (!stopping_.exchangeSet()) endThreads();
 }
 
 bool ScanWorker::init(std::string* error) {
@@ -65,27 +65,42 @@ bool ScanWorker::init(std::string* error) {
 }
 
 bool ScanWorker::start(std::string*) {
-  if (stopping_.load()) return false;
+  if (stopping_.isSet()) return false;
+  std::string linkError;
+  if (filter_.connect([this](const std::wstring& path) { return allowAccess(path); }, &linkError)) {
+    logInfo("minifilter connected, kernel protection active");
+  } else {
+    logInfo("minifilter unavailable (" + linkError + "), using userspace realtime");
+  }
   const Settings settings = getSettings();
   const bool realTime = settings.realTimeEnabled && settings.protectionEnabled;
+  if (settings.scheduledScan) scheduledThread_ = std::thread([this] { scheduledScanLoop(); });
+  if (realTime) realtimeThread_ = std::thread([this] { realtimeLoop(); });
   logInfo(std::string("workers started (scheduled=") + onOff(settings.scheduledScan) +
           ", realtime=" + onOff(realTime) + ")");
   return true;
 }
 
 void ScanWorker::stop() {
-  if (stopping_.exchange(true)) return;
+  if (stopping_.exchangeSet()) return;
   endThreads();
   saveSettings();
   logInfo("workers stopped");
 }
 
+/// The order is part of the contract with the driver: its link ends first and may wait for one more message.
 void ScanWorker::endThreads() {
+  const auto join = [](std::thread& thread) {
+    if (thread.joinable()) thread.join();
+  };
+  filter_.stop();
   cancelRequested_.store(true);
   {
     const MutexLock lock(threadMutex_);
-    if (scanThread_.joinable()) scanThread_.join();
+    join(scanThread_);
   }
+  join(realtimeThread_);
+  join(scheduledThread_);
   liveUpdateJob_.join();
   updateCheckJob_.join();
 }
@@ -147,6 +162,8 @@ EngineStatus ScanWorker::getStatus() const {
   const Settings settings = getSettings();
   status.protectionEnabled = settings.protectionEnabled;
   status.realTimeActive = settings.realTimeEnabled && settings.protectionEnabled;
+  status.minifilterConnected = filter_.connected();
+  status.minifilterHandled = filter_.handled();
   status.scanRunning = scanning_.load();
   status.updateCheckRunning = updateCheckJob_.busy();
   status.updateCheckError = updateCheckJob_.lastError();

@@ -18,10 +18,13 @@
 #include "config/settings.h"
 #include "engine/busy_job.h"
 #include "engine/engine_status.h"
+#include "engine/filter_link.h"
 #include "engine/scan_scope.h"
+#include "engine/stop_flag.h"
 #include "engine/threat_record.h"
 #include "remedy/quarantine_record.h"
 #include "remedy/quarantine_store.h"
+#include "scan/scan_file.h"
 #include "scan/scan_records.h"
 
 namespace korvel {
@@ -82,6 +85,14 @@ class ScanWorker {
  private:
   void endThreads();
 
+  // The bodies of the long-lived threads (background_loops.cpp).
+  void scheduledScanLoop();
+  void startScheduledScan();
+  void realtimeLoop();
+
+  /// The driver's question: may this file be used? On the link's thread.
+  bool allowAccess(const std::wstring& path);
+
   // The scan job, on scanThread_ (scan_job.cpp).
   void scanLoop(ScanScope scope, const std::vector<std::wstring>& targets);
   void runScan(ScanScope scope, const std::vector<std::wstring>& targets);
@@ -96,12 +107,16 @@ class ScanWorker {
   void recordThreat(const FileVerdict& verdict, bool pending);
 
   // Synchronise themselves.
+  StopFlag stopping_;  // set once by stop(), never cleared
   QuarantineStore quarantine_;
   BusyJob liveUpdateJob_;
   BusyJob updateCheckJob_;
 
   // Created by init(), then used by the scan thread only.
   std::unique_ptr<ScanCache> scanCache_;
+
+  // Used by the link's thread only.
+  ScanScratch driverScratch_;
 
   mutable Mutex dbMutex_;  // held only to copy or swap the pointer
   std::shared_ptr<const SignatureDatabase> database_ GUARDED_BY(dbMutex_);
@@ -121,7 +136,11 @@ class ScanWorker {
   // Exchanged, so that "already running" needs no lock.
   std::atomic<bool> scanning_{false};
   std::atomic<bool> cancelRequested_{false};
-  std::atomic<bool> stopping_{false};  // set once by stop(), never cleared
+
+  // Started by start(), joined by endThreads().
+  FilterLink filter_;
+  std::thread scheduledThread_;
+  std::thread realtimeThread_;
 };
 
 }  // namespace korvel::svc

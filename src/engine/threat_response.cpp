@@ -1,8 +1,10 @@
 // What happens to a detection: it is recorded, and quarantined or deleted when the user asks for it.
+#include <exception>
 #include <iterator>
 #include <utility>
 
 #include "base/utf.h"
+#include "engine/scan_options.h"
 #include "engine/scan_worker.h"
 #include "service/runtime/log.h"
 
@@ -24,6 +26,21 @@ std::vector<ThreatRecord> ScanWorker::takeEvents() {
 void ScanWorker::returnEvents(std::vector<ThreatRecord> events) {
   const MutexLock lock(stateMutex_);
   events_.insert(events_.begin(), std::make_move_iterator(events.begin()), std::make_move_iterator(events.end()));
+}
+
+bool ScanWorker::allowAccess(const std::wstring& path) {
+  try {
+    const std::shared_ptr<const SignatureDatabase> database = currentDatabase();
+    if (!database) return true;
+    const ScanOptions options = scanOptionsFrom(getSettings());
+    const FileVerdict verdict = scanFile({database, options.maxFileSize, options.readChunk}, path, driverScratch_);
+    // One step above what scans report: only what is surely harmful is blocked outright.
+    if (verdict.severity < kSeverityHigh) return true;
+    recordThreat(verdict, /*pending=*/true);
+    return false;
+  } catch (const std::exception&) {
+    return true;  // trouble of ours must not lock the user out
+  }
 }
 
 bool ScanWorker::quarantineThreat(const ThreatRecord& threat, std::string* error) {

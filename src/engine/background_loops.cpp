@@ -1,0 +1,62 @@
+// The long-lived threads of the engine. start() starts them; each ends with the stop flag, whose event it
+// sleeps on, so none makes stop() wait for a sleep.
+#include <exception>
+#include <string>
+
+#include "base/clock.h"
+#include "base/win.h"
+#include "engine/daily_window.h"
+#include "engine/realtime_watcher.h"
+#include "engine/scan_options.h"
+#include "engine/scan_worker.h"
+#include "service/runtime/log.h"
+
+namespace korvel::svc {
+namespace {
+
+constexpr uint32_t kSchedulePollMs = 60'000;
+
+UtcMoment utcNow() {
+  const uint64_t ticks = systemFileTime();
+  const FILETIME time{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+  SYSTEMTIME utc{};
+  ::FileTimeToSystemTime(&time, &utc);
+  return {utc.wYear, utc.wMonth, utc.wDay, utc.wHour, utc.wMinute};
+}
+
+}  // namespace
+
+void ScanWorker::scheduledScanLoop() {
+  DailyWindow window;
+  while (!stopping_.isSet()) {
+    if (window.due(utcNow(), getSettings().scheduledHour)) startScheduledScan();
+    stopping_.sleep(kSchedulePollMs);
+  }
+}
+
+void ScanWorker::startScheduledScan() {
+  std::string error;
+  try {
+    if (startScan(ScanScope::kQuick, {}, &error)) return;
+  } catch (const std::exception& exception) {
+    error = exception.what();
+  }
+  Log::instance().write(kLogWarning, "scheduled scan skipped: " + error);
+}
+
+void ScanWorker::realtimeLoop() {
+  try {
+    std::shared_ptr<const SignatureDatabase> database = currentDatabase();
+    if (!database) {
+      Log::instance().write(kLogError, "real-time: signature database is not loaded");
+      return;
+    }
+    RealtimeWatcher watcher(std::move(database), scanOptionsFrom(getSettings()), stopping_,
+                            [this](const FileVerdict& verdict) { recordThreat(verdict, /*pending=*/true); });
+    watcher.run(watchedRoots());
+  } catch (const std::exception& exception) {
+    Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
+  }
+}
+
+}  // namespace korvel::svc

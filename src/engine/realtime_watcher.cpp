@@ -1,0 +1,172 @@
+#include "engine/realtime_watcher.h"
+
+#include <exception>
+#include <utility>
+
+#include "base/unique_resource.h"
+#include "base/utf.h"
+#include "engine/notify_records.h"
+#include "scan/scan_filter.h"
+#include "service/runtime/log.h"
+
+namespace korvel::svc {
+namespace {
+
+constexpr DWORD kBufferBytes = 65'536;
+constexpr DWORD kWaitMs = 1'000;
+constexpr DWORD kNotifyFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE |
+                                FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_CREATION;
+static_assert(kNotifyFilter == 0x59);
+
+}  // namespace
+
+const std::vector<std::wstring>& watchedRoots() {
+  static const std::vector<std::wstring> roots = {
+      L"C:\\Users",         L"C:\\ProgramData",           L"C:\\Program Files", L"C:\\Program Files (x86)",
+      L"C:\\Windows\\Temp", L"C:\\Windows\\Downloaded Files",
+  };
+  return roots;
+}
+
+/// One opened root with its outstanding read. The system writes into the buffer and the OVERLAPPED until the
+/// read has ended, so destruction cancels the read and waits for it.
+class RealtimeWatcher::WatchedDir {
+ public:
+  explicit WatchedDir(std::wstring root)
+      : root_(std::move(root)),
+        directory_(::CreateFileW(root_.c_str(), FILE_LIST_DIRECTORY,
+                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, /*security=*/nullptr,
+                                 OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED,
+                                 /*template=*/nullptr)) {}
+
+  ~WatchedDir() {
+    if (!armed_) return;
+    ::CancelIo(directory_.get());
+    DWORD ignored = 0;
+    ::GetOverlappedResult(directory_.get(), &overlapped_, &ignored, /*wait=*/TRUE);
+  }
+  WatchedDir(const WatchedDir&) = delete;
+  WatchedDir& operator=(const WatchedDir&) = delete;
+
+  bool opened() const { return static_cast<bool>(directory_); }
+  const std::wstring& root() const { return root_; }
+  HANDLE event() const { return event_.get(); }
+  bool armed() const { return armed_; }
+
+  bool createEvent() {
+    event_.reset(::CreateEventW(/*security=*/nullptr, /*manualReset=*/TRUE, /*initialState=*/FALSE,
+                                /*name=*/nullptr));
+    overlapped_.hEvent = event_.get();
+    buffer_.resize(kBufferBytes);
+    return static_cast<bool>(event_);
+  }
+
+  /// Starts the next read; the reason of a failure is in GetLastError().
+  bool arm() {
+    armed_ = ::ReadDirectoryChangesW(directory_.get(), buffer_.data(), kBufferBytes, /*watchSubtree=*/TRUE,
+                                     kNotifyFilter, /*bytesReturned=*/nullptr, &overlapped_,
+                                     /*completion=*/nullptr) != FALSE;
+    return armed_;
+  }
+
+  /// Takes the names out of the read that has ended. An overflow leaves nothing to take: zero bytes, or an
+  /// error.
+  std::vector<std::wstring> takeNames() {
+    DWORD bytes = 0;
+    if (!::GetOverlappedResult(directory_.get(), &overlapped_, &bytes, /*wait=*/FALSE)) bytes = 0;
+    armed_ = false;
+    ::ResetEvent(event_.get());
+    return changedNames(ByteView(buffer_.data(), buffer_.size()).clipped(0, bytes));
+  }
+
+ private:
+  const std::wstring root_;
+  UniqueHandle directory_;
+  UniqueHandle event_;
+  OVERLAPPED overlapped_ = {};
+  std::vector<uint8_t> buffer_;
+  bool armed_ = false;
+};
+
+RealtimeWatcher::RealtimeWatcher(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
+                                 const StopFlag& stopping, DetectionCallback onDetection)
+    : options_(options),
+      scanner_(std::move(database), options),
+      stopping_(stopping),
+      onDetection_(std::move(onDetection)) {}
+
+RealtimeWatcher::~RealtimeWatcher() = default;
+
+void RealtimeWatcher::run(const std::vector<std::wstring>& roots) {
+  open(roots);
+  if (dirs_.empty()) return;
+  arm();
+  loop();
+  dirs_.clear();
+}
+
+void RealtimeWatcher::open(const std::vector<std::wstring>& roots) {
+  Log& log = Log::instance();
+  bool anyOpened = false;
+  for (const std::wstring& root : roots) {
+    auto dir = std::make_unique<WatchedDir>(root);
+    if (!dir->opened()) continue;
+    anyOpened = true;
+    if (dir->createEvent()) {
+      dirs_.push_back(std::move(dir));
+    } else {
+      log.write(kLogError, "real-time: CreateEvent failed");
+    }
+  }
+  if (!anyOpened) log.write(kLogWarning, "real-time: no watchable directories");
+}
+
+void RealtimeWatcher::arm() {
+  for (const std::unique_ptr<WatchedDir>& dir : dirs_) {
+    if (dir->arm()) continue;
+    const DWORD code = ::GetLastError();
+    Log::instance().write(kLogWarning, "real-time: ReadDirectoryChangesW failed on " + toUtf8(dir->root()) +
+                                           ", win32=" + std::to_string(code));
+  }
+}
+
+/// Ends with the stop flag, whose event is one of those waited on; otherwise wakes at least once a second.
+void RealtimeWatcher::loop() {
+  std::vector<HANDLE> events;
+  for (const std::unique_ptr<WatchedDir>& dir : dirs_) events.push_back(dir->event());
+  events.push_back(stopping_.event());
+  while (!stopping_.isSet()) {
+    const DWORD result = ::WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(),
+                                                  /*waitAll=*/FALSE, kWaitMs);
+    if (stopping_.isSet()) return;
+    if (result == WAIT_TIMEOUT) continue;
+    const size_t index = result - WAIT_OBJECT_0;
+    if (index >= dirs_.size()) {
+      stopping_.sleep(kWaitMs);
+    } else if (dirs_[index]->armed()) {
+      handle(*dirs_[index]);
+    }
+  }
+}
+
+void RealtimeWatcher::handle(WatchedDir& dir) {
+  for (const std::wstring& name : dir.takeNames()) {
+    if (stopping_.isSet()) return;
+    scanChanged(dir.root() + L"\\" + name);
+  }
+  (void)dir.arm();  // a root that cannot be armed again stays silent
+}
+
+void RealtimeWatcher::scanChanged(const std::wstring& path) {
+  try {
+    if (!shouldScan(path, options_)) return;
+    const FileVerdict verdict = scanner_.scanSingleFile(path);
+    if (verdict.severity < kSeverityMedium) return;
+    onDetection_(verdict);
+    Log::instance().write(kLogInfo, "real-time detection: " + toUtf8(path));
+  } catch (const std::exception& exception) {
+    Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
+  }
+}
+
+}  // namespace korvel::svc
