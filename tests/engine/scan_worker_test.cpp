@@ -1,0 +1,359 @@
+// The whole engine in this process, on the data directory of the test's own Windows prefix.
+#include "engine/scan_worker.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "base/files.h"
+#include "base/utf.h"
+#include "config/data_paths.h"
+#include "config/settings_file.h"
+#include "scan/file_scanner.h"
+#include "scan/scan_cache.h"
+#include "service/runtime/log.h"
+#include "support/temp_folder.h"
+
+namespace korvel::svc {
+namespace {
+
+constexpr const char* kAbcSha256 = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+
+class ScanWorkerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    test::removeTree(dataDir());
+    test::removeTree(scanCachePath());
+    seed_ = folder_.write(L"seed.txt", std::string("KORVELDB/1\nVERSION test-1\n") + kAbcSha256 + ":Test.Abc:Abc\n");
+    settings_.signatureDb = seed_;
+    settings_.realTimeEnabled = false;
+    settings_.scheduledScan = false;
+    settings_.webShield = false;
+    settings_.liveUpdates = false;
+  }
+  void TearDown() override {
+    worker_.reset();
+    test::removeTree(dataDir());
+    test::removeTree(scanCachePath());
+  }
+
+  ScanWorker& startWorker() {
+    writeSettingsFile(settings_, settingsPath());
+    worker_ = std::make_unique<ScanWorker>();
+    std::string error;
+    EXPECT_TRUE(worker_->init(&error)) << error;
+    EXPECT_TRUE(worker_->start(&error)) << error;
+    return *worker_;
+  }
+  static void waitForEnd(const ScanWorker& worker) {
+    for (int i = 0; i < 3000 && worker.isScanning(); ++i) ::Sleep(10);
+    EXPECT_FALSE(worker.isScanning());
+  }
+  /// Runs one scan of the test's folder to its end.
+  void scanFolder(ScanWorker& worker) {
+    std::string error;
+    ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, &error)) << error;
+    waitForEnd(worker);
+  }
+  static std::string log() { return test::readFile(logPath()); }
+  static bool logged(const std::string& text) { return log().find(text) != std::string::npos; }
+  static Settings savedSettings() {
+    Settings settings;
+    EXPECT_TRUE(readSettingsFile(settings, settingsPath()));
+    return settings;
+  }
+
+  test::TempFolder folder_;
+  std::wstring seed_;
+  Settings settings_;
+  std::unique_ptr<ScanWorker> worker_;
+};
+
+TEST_F(ScanWorkerTest, AFreshInstallationGetsDefaultsAndAFile) {
+  ScanWorker worker;
+  std::string error;
+  ASSERT_TRUE(worker.init(&error)) << error;
+  EXPECT_TRUE(logged("[INF] KorvelService starting, version 1.2.0\n"));
+  EXPECT_TRUE(logged("[WRN] config not found, using defaults\n"));
+  EXPECT_EQ(savedSettings(), Settings());
+}
+
+TEST_F(ScanWorkerTest, LogsTheLoadedSignatures) {
+  startWorker();
+  EXPECT_TRUE(logged("[INF] signatures loaded: 1 entries, version test-1\n"));
+  EXPECT_TRUE(logged("[INF] workers started (scheduled=off, realtime=off)\n"));
+  EXPECT_TRUE(logged("[INF] minifilter unavailable (фильтр-драйвер недоступен (hr=0x"));
+  EXPECT_FALSE(logged("config not found"));
+}
+
+TEST_F(ScanWorkerTest, WithoutADatabaseItStartsAndAScanFails) {
+  settings_.signatureDb = folder_.at(L"missing.txt");
+  settings_.lastScanUtc = 77;
+  ScanWorker& worker = startWorker();
+  EXPECT_TRUE(logged("[WRN] signature database not loaded: cannot open: " + toUtf8(settings_.signatureDb) + "\n"));
+  EXPECT_EQ(worker.getStatus().signatureCount, 0u);
+  EXPECT_EQ(worker.getStatus().signatureVersion, "");
+  scanFolder(worker);
+  EXPECT_EQ(worker.getProgress().phase, L"failed");
+  EXPECT_TRUE(worker.getLastSummary().cancelled);
+  EXPECT_TRUE(logged("[ERR] scan aborted: signature database is not loaded\n"));
+  EXPECT_EQ(worker.getSettings().lastScanUtc, 77u);
+}
+
+TEST_F(ScanWorkerTest, AnEmptySeedIsAnEmptyDatabase) {
+  test::writeFile(seed_, "# nothing\n");
+  startWorker();
+  EXPECT_TRUE(logged("[WRN] signature database not loaded: database is empty\n"));
+}
+
+TEST_F(ScanWorkerTest, AFailingSeedWithALiveFileLoadsTheLiveFile) {
+  settings_.signatureDb = folder_.at(L"missing.txt");
+  test::writeFile(liveSignaturesPath(), std::string(kAbcSha256) + "\n");
+  ScanWorker& worker = startWorker();
+  EXPECT_EQ(worker.getStatus().signatureCount, 1u);
+  EXPECT_FALSE(logged("signature database not loaded"));
+}
+
+TEST_F(ScanWorkerTest, AQuarantineDirectoryThatCannotBeMadeStopsTheStart) {
+  settings_.quarantineDir = folder_.write(L"file", "x") + L"\\quarantine";
+  writeSettingsFile(settings_, settingsPath());
+  ScanWorker worker;
+  std::string error;
+  EXPECT_FALSE(worker.init(&error));
+  EXPECT_EQ(error, "cannot create quarantine dir: " + toUtf8(settings_.quarantineDir));
+}
+
+TEST_F(ScanWorkerTest, ABadHourStopsTheStartAndLeavesTheFileAlone) {
+  const std::string text = "ScheduledHour=x\nUpdateServer=keep\n";
+  test::writeFile(settingsPath(), text);
+  {
+    ScanWorker worker;
+    std::string error;
+    EXPECT_THROW(worker.init(&error), std::invalid_argument);
+  }
+  EXPECT_EQ(test::readFile(settingsPath()), text);
+}
+
+TEST_F(ScanWorkerTest, AFinishedScanIsRecordedAsCancelledAndStillCounts) {
+  folder_.write(L"listed.exe", "abc");
+  folder_.write(L"clean.exe", "clean");
+  ScanWorker& worker = startWorker();
+  scanFolder(worker);
+  EXPECT_EQ(worker.getProgress().phase, L"cancelled");
+  EXPECT_EQ(worker.getProgress().filesTotal, 2u);
+  EXPECT_EQ(worker.getProgress().filesDone, 2u);
+  const ScanSummary summary = worker.getLastSummary();
+  EXPECT_TRUE(summary.cancelled);
+  EXPECT_EQ(summary.filesScanned, 2u);
+  EXPECT_EQ(summary.threats, 1u);
+  EXPECT_TRUE(logged("[INF] scan finished: files=2 threats=1 ms=" + std::to_string(summary.elapsedMs) + "\n"));
+  EXPECT_EQ(savedSettings().lastThreatCount, 1u);
+  EXPECT_GT(savedSettings().lastScanUtc, 1'700'000'000u);
+}
+
+TEST_F(ScanWorkerTest, ResultsHoldDetectionsAndTheCacheHoldsEveryFile) {
+  const std::wstring listed = folder_.write(L"listed.exe", "abc");
+  const std::wstring clean = folder_.write(L"clean.exe", "clean");
+  ScanWorker& worker = startWorker();
+  scanFolder(worker);
+  const std::vector<ThreatRecord> results = worker.getResults();
+  ASSERT_EQ(results.size(), 1u);
+  EXPECT_EQ(results[0].path, listed);
+  EXPECT_EQ(results[0].name, "Test.Abc");
+  EXPECT_EQ(results[0].code, "Abc");
+  EXPECT_EQ(results[0].severity, 3);
+  EXPECT_EQ(results[0].size, 3u);
+  EXPECT_EQ(results[0].sha256, kAbcSha256);
+  EXPECT_EQ(results[0].labels, std::vector<std::string>{"Точное совпадение в базе угроз"});
+  EXPECT_TRUE(worker.takeEvents().empty());
+
+  const std::string cache = test::readFile(scanCachePath());
+  EXPECT_NE(cache.find(toUtf8(clean) + "|5|"), std::string::npos);
+  EXPECT_NE(cache.find(toUtf8(listed) + "|3|"), std::string::npos);
+}
+
+TEST_F(ScanWorkerTest, ANewScanBeginsWithEmptyResults) {
+  const std::wstring listed = folder_.write(L"listed.exe", "abc");
+  ScanWorker& worker = startWorker();
+  scanFolder(worker);
+  ASSERT_EQ(worker.getResults().size(), 1u);
+  test::removeTree(listed);
+  scanFolder(worker);
+  EXPECT_TRUE(worker.getResults().empty());
+}
+
+TEST_F(ScanWorkerTest, NoTargetsEndIdleAndWriteNothing) {
+  settings_.lastScanUtc = 77;
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {}, nullptr));
+  waitForEnd(worker);
+  EXPECT_EQ(worker.getProgress().phase, L"idle");
+  EXPECT_FALSE(worker.getLastSummary().cancelled);
+  EXPECT_EQ(savedSettings().lastScanUtc, 77u);
+  EXPECT_FALSE(logged("scan finished"));
+}
+
+TEST_F(ScanWorkerTest, AMemoryScanLogsItsWarningAndEndsIdle) {
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startScan(ScanScope::kMemory, {folder_.path()}, nullptr));
+  waitForEnd(worker);
+  EXPECT_EQ(worker.getProgress().phase, L"idle");
+  EXPECT_TRUE(logged("[WRN] memory scan requested but not implemented\n"));
+}
+
+TEST_F(ScanWorkerTest, AnUnknownScopeIsACustomScan) {
+  folder_.write(L"listed.exe", "abc");
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startScan(static_cast<ScanScope>(9), {folder_.path()}, nullptr));
+  waitForEnd(worker);
+  EXPECT_EQ(worker.getResults().size(), 1u);
+}
+
+TEST_F(ScanWorkerTest, DisabledProtectionIsReportedBeforeARunningScan) {
+  settings_.protectionEnabled = false;
+  std::string error;
+  EXPECT_FALSE(startWorker().startScan(ScanScope::kCustom, {folder_.path()}, &error));
+  EXPECT_EQ(error, "protection is disabled");
+}
+
+TEST_F(ScanWorkerTest, OfTwoScansAtOnceExactlyOneStarts) {
+  for (int i = 0; i < 300; ++i) folder_.write(std::to_wstring(i) + L".exe", "x");
+  ScanWorker& worker = startWorker();
+  std::atomic<int> started{0};
+  std::atomic<int> refused{0};
+  const auto tryStart = [&] {
+    std::string error;
+    if (worker.startScan(ScanScope::kCustom, {folder_.path()}, &error)) {
+      ++started;
+    } else if (error == "a scan is already running") {
+      ++refused;
+    }
+  };
+  std::thread one(tryStart);
+  std::thread two(tryStart);
+  one.join();
+  two.join();
+  EXPECT_EQ(started, 1);
+  EXPECT_EQ(refused, 1);
+  waitForEnd(worker);
+}
+
+TEST_F(ScanWorkerTest, CancelReturnsWhetherItHadBeenAskedBefore) {
+  ScanWorker& worker = startWorker();
+  EXPECT_FALSE(worker.cancelScan());
+  EXPECT_TRUE(worker.cancelScan());
+}
+
+TEST_F(ScanWorkerTest, StopRefusesEverythingAfterwards) {
+  ScanWorker& worker = startWorker();
+  worker.stop();
+  std::string error;
+  EXPECT_FALSE(worker.startScan(ScanScope::kCustom, {folder_.path()}, &error));
+  EXPECT_EQ(error, "service is stopping");
+  EXPECT_FALSE(worker.start(&error));
+  EXPECT_TRUE(logged("[INF] workers stopped\n"));
+  const size_t size = log().size();
+  worker.stop();
+  EXPECT_EQ(log().size(), size);
+}
+
+TEST_F(ScanWorkerTest, StopEndsARunningScan) {
+  for (int i = 0; i < 2000; ++i) folder_.write(std::to_wstring(i) + L".exe", "x");
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, nullptr));
+  worker.stop();
+  EXPECT_FALSE(worker.isScanning());
+}
+
+TEST_F(ScanWorkerTest, ApplySettingsKeepsThePathsInForceWhereNewOnesAreEmpty) {
+  ScanWorker& worker = startWorker();
+  Settings changed = settings_;
+  changed.signatureDb.clear();
+  changed.quarantineDir.clear();
+  changed.updateServer.clear();
+  changed.scheduledHour = 9;
+  changed.lastScanUtc = 5;
+  EXPECT_TRUE(worker.applySettings(changed, nullptr));
+  EXPECT_EQ(worker.getSettings().signatureDb, settings_.signatureDb);
+  EXPECT_EQ(worker.getSettings().quarantineDir, settings_.quarantineDir);
+  EXPECT_EQ(worker.getSettings().scheduledHour, 9u);
+  EXPECT_EQ(savedSettings().lastScanUtc, 5u);
+}
+
+TEST_F(ScanWorkerTest, ApplySettingsSaysThatRealTimeNeedsARestart) {
+  ScanWorker& worker = startWorker();
+  EXPECT_TRUE(worker.applySettings(settings_, nullptr));
+  EXPECT_FALSE(logged("service restart required"));
+  Settings changed = settings_;
+  changed.realTimeEnabled = true;
+  EXPECT_TRUE(worker.applySettings(changed, nullptr));
+  EXPECT_TRUE(logged("[INF] real-time setting changed, service restart required\n"));
+}
+
+TEST_F(ScanWorkerTest, ReloadSwapsTheDatabaseAndAFailingOneKeepsIt) {
+  ScanWorker& worker = startWorker();
+  std::string error;
+  test::writeFile(seed_, std::string(kAbcSha256) + "\n900150983cd24fb0d6963f7d28e17f72\n");
+  EXPECT_TRUE(worker.reloadSignatures(&error));
+  EXPECT_TRUE(logged("[INF] signatures reloaded: 2 entries\n"));
+  test::writeFile(seed_, "");
+  EXPECT_FALSE(worker.reloadSignatures(&error));
+  EXPECT_EQ(error, "database is empty");
+  EXPECT_EQ(worker.getStatus().signatureCount, 2u);
+}
+
+TEST_F(ScanWorkerTest, QuarantineListRestoreAndDelete) {
+  const std::wstring file = folder_.write(L"bad.exe", "abc");
+  ScanWorker& worker = startWorker();
+  ThreatRecord threat;
+  threat.path = file;
+  threat.sha256 = kAbcSha256;
+  threat.name = "Test.Abc";
+  threat.code = "Abc";
+  std::string error;
+  ASSERT_TRUE(worker.quarantineThreat(threat, &error)) << error;
+  EXPECT_FALSE(pathExists(file));
+  EXPECT_TRUE(logged("[INF] quarantined: " + toUtf8(file) + "\n"));
+  ASSERT_EQ(worker.listQuarantine().size(), 1u);
+  EXPECT_EQ(worker.listQuarantine()[0].threat, "Test.Abc");
+  ASSERT_TRUE(worker.restoreQuarantined(worker.listQuarantine()[0].id, &error)) << error;
+  EXPECT_EQ(test::readFile(file), "abc");
+
+  ASSERT_TRUE(worker.deleteThreat(threat, &error)) << error;
+  EXPECT_FALSE(pathExists(file));
+  EXPECT_TRUE(worker.listQuarantine().empty());
+  EXPECT_TRUE(logged("[INF] deleted: " + toUtf8(file) + "\n"));
+  EXPECT_FALSE(worker.deleteThreat(threat, &error));
+  EXPECT_EQ(error, "file not found");
+}
+
+TEST_F(ScanWorkerTest, EventsAreHandedOutOnce) {
+  ScanWorker& worker = startWorker();
+  worker.returnEvents({ThreatRecord{}, ThreatRecord{}});
+  EXPECT_EQ(worker.takeEvents().size(), 2u);
+  EXPECT_TRUE(worker.takeEvents().empty());
+}
+
+TEST_F(ScanWorkerTest, StatusTellsWhatTheEngineIsDoing) {
+  settings_.realTimeEnabled = true;
+  settings_.protectionEnabled = false;
+  const EngineStatus status = startWorker().getStatus();
+  EXPECT_EQ(status.serviceVersion, "1.2.0");
+  EXPECT_EQ(status.signatureCount, 1u);
+  EXPECT_EQ(status.signatureVersion, "test-1");
+  EXPECT_FALSE(status.protectionEnabled);
+  EXPECT_FALSE(status.realTimeActive);
+  EXPECT_FALSE(status.scanRunning);
+  EXPECT_FALSE(status.minifilterConnected);
+}
+
+TEST_F(ScanWorkerTest, AReloadDuringAScanLeavesTheScanWhole) {
+  for (int i = 0; i < 200; ++i) folder_.write(std::to_wstring(i) + L".exe", i % 2 ? "abc" : "x");
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, nullptr));
+  while (worker.isScanning()) ASSERT_TRUE(worker.reloadSignatures(nullptr));
+  EXPECT_EQ(worker.getLastSummary().threats, 100u);
+}
+
+}  // namespace
+}  // namespace korvel::svc
