@@ -1,9 +1,14 @@
 #include "scan/file_scanner.h"
 
+#include <algorithm>
+#include <bit>
 #include <chrono>
+#include <optional>
 #include <utility>
 
+#include "base/win.h"
 #include "scan/directory_walk.h"
+#include "scan/ordered_pipeline.h"
 #include "scan/scan_filter.h"
 
 namespace korvel {
@@ -12,38 +17,82 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int64_t kProgressIntervalMs = 120;
+constexpr size_t kMostWorkers = 4;
+// A large file counts only so much in the pipeline's window, so that two of them may overlap.
+constexpr uint64_t kHeaviestFile = 16ull << 20;
 
 int64_t wholeMilliseconds(Clock::duration duration) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
 }
 
+size_t workersByProcessors() {
+  DWORD_PTR process = 0;
+  DWORD_PTR system = 0;
+  if (!::GetProcessAffinityMask(::GetCurrentProcess(), &process, &system)) return 0;
+  const auto processors = static_cast<size_t>(std::popcount(static_cast<uint64_t>(process)));
+  return processors > 1 ? std::min(processors, kMostWorkers) : 0;
+}
+
 }  // namespace
 
-/// The progress record of one scan and the throttle of its reports.
-class FileScanner::Progress {
+/// What becomes of each verdict on the scanning thread: counters, throttled progress, callback.
+class FileScanner::Delivery {
  public:
-  explicit Progress(const ProgressCallback& callback) : callback_(callback) { record_.phase = L"scanning"; }
+  Delivery(const ProgressCallback& onProgress, const VerdictCallback& onVerdict)
+      : onProgress_(onProgress), onVerdict_(onVerdict) {
+    record_.phase = L"scanning";
+  }
 
-  void startFile(const std::wstring& path) { record_.currentPath = path; }
-  void finishFile(uint64_t size) {
+  void deliver(const FileVerdict& verdict) {
+    record_.currentPath = verdict.path;
     record_.filesDone += 1;
-    record_.bytesDone += size;
+    record_.bytesDone += verdict.size;
+    addToSummary(verdict, summary_);
+    if (wholeMilliseconds(Clock::now() - lastReport_) >= kProgressIntervalMs) report();
+    if (onVerdict_) onVerdict_(verdict);
   }
   void setPhase(const wchar_t* phase) { record_.phase = phase; }
-
   void report() {
-    if (callback_ && wholeMilliseconds(Clock::now() - lastReport_) >= kProgressIntervalMs) forceReport();
-  }
-  void forceReport() {
-    if (!callback_) return;
-    callback_(record_);
+    if (onProgress_) onProgress_(record_);
     lastReport_ = Clock::now();
+  }
+  const ScanSummary& summary() const { return summary_; }
+
+ private:
+  const ProgressCallback& onProgress_;
+  const VerdictCallback& onVerdict_;
+  ScanProgressInfo record_;
+  ScanSummary summary_;
+  Clock::time_point lastReport_;
+};
+
+/// The files of all targets that pass the filter, in walk order, until the walk ends or is cancelled.
+class FileScanner::FileSource {
+ public:
+  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, const std::atomic<bool>& cancel)
+      : targets_(targets), options_(options), cancel_(cancel) {}
+
+  bool next(WalkedFile& file) {
+    while (!cancel_.load()) {
+      if (!walk_) {
+        if (nextTarget_ == targets_.size()) return false;
+        walk_.emplace(targets_[nextTarget_++], options_.followSymlinks, cancel_);
+      }
+      if (!walk_->next(file)) {
+        walk_.reset();
+      } else if (shouldScan(file.path, options_)) {
+        return true;
+      }
+    }
+    return false;
   }
 
  private:
-  const ProgressCallback& callback_;
-  ScanProgressInfo record_;
-  Clock::time_point lastReport_;
+  const std::vector<ScanTarget>& targets_;
+  const ScanOptions& options_;
+  const std::atomic<bool>& cancel_;
+  size_t nextTarget_ = 0;
+  std::optional<DirectoryWalk> walk_;
 };
 
 FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options)
@@ -52,14 +101,10 @@ FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, cons
 ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) const {
   ScanProgressInfo result;
   result.phase = L"counting";
-  WalkedFile file;
-  for (const ScanTarget& target : targets) {
-    DirectoryWalk walk(target, options_.followSymlinks, cancelRequested_);
-    while (walk.next(file)) {
-      if (!shouldScan(file.path, options_)) continue;
-      result.filesTotal += 1;
-      result.bytesTotal += file.size;
-    }
+  FileSource source(targets, options_, cancelRequested_);
+  for (WalkedFile file; source.next(file);) {
+    result.filesTotal += 1;
+    result.bytesTotal += file.size;
   }
   return result;
 }
@@ -68,32 +113,44 @@ ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const Prog
                               const VerdictCallback& onVerdict) {
   const Clock::time_point start = Clock::now();
   cancelRequested_.exchange(false);
-  ScanSummary summary;
-  Progress progress(onProgress);
-  progress.forceReport();
-  for (const ScanTarget& target : targets) {
-    if (cancelRequested_.load()) break;
-    scanTarget(target, progress, summary, onVerdict);
+  Delivery delivery(onProgress, onVerdict);
+  delivery.report();
+
+  FileSource source(targets, options_, cancelRequested_);
+  const size_t workers = options_.workers == kWorkersByProcessors ? workersByProcessors() : options_.workers;
+  if (workers == 0) {
+    scanInline(source, delivery);
+  } else {
+    scanAhead(source, delivery, workers);
   }
-  progress.setPhase(L"finishing");
-  progress.forceReport();
+
+  delivery.setPhase(L"finishing");
+  delivery.report();
+  ScanSummary summary = delivery.summary();
   summary.cancelled = cancelRequested_.load();
   summary.elapsedMs = static_cast<uint64_t>(wholeMilliseconds(Clock::now() - start));
   return summary;
 }
 
-void FileScanner::scanTarget(const ScanTarget& target, Progress& progress, ScanSummary& summary,
-                             const VerdictCallback& onVerdict) {
-  DirectoryWalk walk(target, options_.followSymlinks, cancelRequested_);
+void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
+  for (WalkedFile file; source.next(file);) delivery.deliver(scanSingleFile(file.path));
+}
+
+void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers) {
+  OrderedPipeline<std::wstring, FileVerdict> pipeline(workers, [this] {
+    return [this, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) {
+      return scanFile(context_, path, *scratch);
+    };
+  });
   WalkedFile file;
-  while (walk.next(file)) {
-    if (cancelRequested_.load() || !shouldScan(file.path, options_)) continue;
-    progress.startFile(file.path);
-    const FileVerdict verdict = scanSingleFile(file.path);
-    progress.finishFile(verdict.size);
-    addToSummary(verdict, summary);
-    progress.report();
-    if (onVerdict) onVerdict(verdict);
+  bool more = source.next(file);
+  for (;;) {
+    for (; more && pipeline.hasRoom(std::min(file.size, kHeaviestFile)); more = source.next(file)) {
+      pipeline.push(file.path, std::min(file.size, kHeaviestFile));
+    }
+    if (pipeline.empty()) return;
+    delivery.deliver(pipeline.pop().second);
+    if (cancelRequested_.load()) return;  // what was hashed ahead is forgotten
   }
 }
 

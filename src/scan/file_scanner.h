@@ -1,5 +1,8 @@
 // Walks target directories and counts or scans the files that are worth it. One scanner serves one job: a
 // measure() followed by a scan(), on the caller's thread. cancel() may come from any thread.
+//
+// With workers, files are read and hashed ahead of their turn; walk, counters, progress and callbacks stay on
+// the caller's thread and in walk order, and files that were hashed ahead of a cancellation leave no trace.
 #pragma once
 
 #include <atomic>
@@ -32,16 +35,17 @@ class FileScanner {
   ScanSummary scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                    const VerdictCallback& onVerdict);
 
-  /// Ends the walk before its next file.
+  /// Ends the scan with the file being scanned.
   void cancel() { cancelRequested_.store(true); }
 
   /// Scans one file, as scan() would. Not at the same time as a scan().
   FileVerdict scanSingleFile(const std::wstring& path);
 
  private:
-  class Progress;
-  void scanTarget(const ScanTarget& target, Progress& progress, ScanSummary& summary,
-                  const VerdictCallback& onVerdict);
+  class Delivery;
+  class FileSource;
+  void scanInline(FileSource& source, Delivery& delivery);
+  void scanAhead(FileSource& source, Delivery& delivery, size_t workers);
 
   const ScanContext context_;
   const ScanOptions options_;

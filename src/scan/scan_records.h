@@ -2,6 +2,7 @@
 // the control channel. Plain values; user texts are UTF-8, paths UTF-16.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -107,6 +108,9 @@ struct ScanSummary {
 /// Counts one verdict: a listed file is a threat at any severity, a skipped file counts with its size.
 void addToSummary(const FileVerdict& verdict, ScanSummary& summary);
 
+/// As many workers as the process may use processors, at most 4; none where there is only one.
+inline constexpr size_t kWorkersByProcessors = SIZE_MAX;
+
 /// How one scan job reads and filters files; fixed for the life of a scanner.
 struct ScanOptions {
   bool followSymlinks = false;
@@ -114,6 +118,8 @@ struct ScanOptions {
   bool skipKernelFiles = true;
   uint64_t maxFileSize = 536'870'912;  ///< bytes; larger files are not read
   uint64_t readChunk = 1'048'576;      ///< bytes
+  /// Threads that read and hash ahead of the walk; 0 scans on the calling thread. Changes no result.
+  size_t workers = kWorkersByProcessors;
 };
 
 }  // namespace korvel

@@ -1,6 +1,9 @@
 #include "scan/file_scanner.h"
 
+#include <atomic>
 #include <stdexcept>
+#include <thread>
+#include <tuple>
 
 #include "base/win.h"
 #include "scan_fixture.h"
@@ -145,6 +148,50 @@ TEST_F(FileScannerTest, AnExceptionOfACallbackPassesThrough) {
   folder_.write(L"a.exe", "abc");
   EXPECT_THROW(scanner().scan(target(), nullptr, [](const FileVerdict&) { throw std::runtime_error("no"); }),
                std::runtime_error);
+}
+
+TEST_F(FileScannerTest, AnyNumberOfWorkersGivesTheSameVerdictsInTheSameOrder) {
+  for (int i = 0; i < 300; ++i) {
+    const std::wstring name = L"d" + std::to_wstring(i % 7) + L"\\f" + std::to_wstring(i);
+    folder_.write(name + (i % 11 == 0 ? L".pdf.exe" : L".exe"), i % 5 == 0 ? "abc" : std::string(static_cast<size_t>(i) * 37, 'x'));
+  }
+  folder_.write(L"large.exe", std::string(9'000'000, 'y'));
+  const auto run = [this](size_t workers) {
+    ScanOptions options;
+    options.workers = workers;
+    std::vector<FileVerdict> verdicts;
+    std::vector<ScanProgressInfo> reports;
+    ScanSummary summary = scanner(std::string(test::kAbcSha256) + "\n", options)
+                              .scan(target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); },
+                                    [&verdicts](const FileVerdict& verdict) { verdicts.push_back(verdict); });
+    summary.elapsedMs = 0;
+    return std::tuple(verdicts, summary, reports.front(), reports.back());
+  };
+  const auto expected = run(0);
+  EXPECT_EQ(std::get<0>(expected).size(), 301u);
+  for (const size_t workers : {1u, 2u, 4u}) EXPECT_TRUE(run(workers) == expected) << workers;
+}
+
+TEST_F(FileScannerTest, ACancelFromAnotherThreadDeliversAtMostOneMoreVerdict) {
+  for (int i = 0; i < 400; ++i) folder_.write(std::to_wstring(i) + L".exe", "zzz");
+  for (const size_t workers : {0u, 1u, 2u, 4u}) {
+    ScanOptions options;
+    options.workers = workers;
+    FileScanner& subject = scanner("", options);
+    std::atomic<int> delivered{0};
+    int atCancel = -1;
+    std::thread canceller([&] {
+      while (delivered < 20) std::this_thread::yield();
+      subject.cancel();
+      atCancel = delivered;
+    });
+    subject.scan(target(), nullptr, [&](const FileVerdict&) {
+      ++delivered;
+      ::Sleep(1);
+    });
+    canceller.join();
+    EXPECT_LE(delivered, atCancel + 1) << workers;
+  }
 }
 
 TEST_F(FileScannerTest, ScansASingleFileWithoutAskingTheFilter) {

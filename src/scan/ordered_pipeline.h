@@ -1,0 +1,171 @@
+// Work done ahead of its consumer by a few threads, taken back in the order in which it was put in.
+//
+// One thread owns the pipeline: it pushes items while there is room, then pops the oldest result, waiting for
+// it where necessary. Items travel to the workers in small groups, since handing over one small file at a time
+// costs more than the file. An exception of the work is kept and thrown by the pop() of its own item, so
+// failures come in order too. Destruction abandons what has not begun and joins the workers.
+//
+// Pure: standard threads only. Not thread-safe except for what it does with its own workers.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace korvel {
+
+struct PipelineLimits {
+  size_t windowItems = 128;                  ///< items inside at any time
+  uint64_t windowWeight = 64ull << 20;       ///< bytes inside; one heavier item alone is let in
+  size_t groupItems = 16;                    ///< items of one hand-over
+  uint64_t groupWeight = 1ull << 20;         ///< bytes of one hand-over
+};
+
+template <typename Item, typename Result>
+class OrderedPipeline {
+ public:
+  using Work = std::function<Result(const Item&)>;
+
+  /// Starts `workers` threads (at least 1). Each calls `makeWork` once, for a function of its own, so that work
+  /// may keep buffers without a lock. Throws std::system_error when not even one thread can be made.
+  OrderedPipeline(size_t workers, const std::function<Work()>& makeWork, const PipelineLimits& limits = {})
+      : limits_(limits) {
+    for (size_t i = 0; i < workers; ++i) startWorker(makeWork());
+  }
+  ~OrderedPipeline() {
+    {
+      const std::lock_guard lock(mutex_);
+      ending_ = true;
+      waiting_.clear();
+    }
+    wakeWorkers_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+  OrderedPipeline(const OrderedPipeline&) = delete;
+  OrderedPipeline& operator=(const OrderedPipeline&) = delete;
+
+  bool empty() const { return items_ == 0; }
+
+  /// True while another item of this weight fits into the window.
+  bool hasRoom(uint64_t weight) const {
+    return empty() || (items_ < limits_.windowItems && weight_ + weight <= limits_.windowWeight);
+  }
+
+  void push(Item item, uint64_t weight) {
+    if (!filling_) filling_ = std::make_shared<Group>();
+    filling_->slots.push_back({std::move(item), weight, std::nullopt, nullptr});
+    filling_->weight += weight;
+    weight_ += weight;
+    ++items_;
+    if (filling_->slots.size() >= limits_.groupItems || filling_->weight >= limits_.groupWeight) handOver();
+  }
+
+  /// The oldest item with its result; throws what its work threw. Must not be called when empty().
+  std::pair<Item, Result> pop() {
+    if (groups_.empty()) handOver();
+    const std::shared_ptr<Group> group = groups_.front();
+    awaitDone(*group);
+    Slot slot = std::move(group->slots[group->taken]);
+    if (++group->taken == group->slots.size()) groups_.pop_front();
+    weight_ -= slot.weight;
+    --items_;
+    if (slot.error) std::rethrow_exception(slot.error);
+    return {std::move(slot.item), std::move(*slot.result)};
+  }
+
+ private:
+  struct Slot {
+    Item item;
+    uint64_t weight;
+    std::optional<Result> result;
+    std::exception_ptr error;
+  };
+  struct Group {
+    std::vector<Slot> slots;  // touched by one side at a time: owner, one worker, owner
+    uint64_t weight = 0;
+    size_t taken = 0;   // by the owner
+    bool done = false;  // guarded by mutex_
+  };
+
+  void startWorker(Work work) {
+    try {
+      threads_.emplace_back([this, own = std::move(work)] { workerLoop(own); });
+    } catch (const std::exception&) {
+      if (threads_.empty()) throw;  // fewer workers than asked for will do
+    }
+  }
+
+  void handOver() {
+    if (!filling_) return;
+    groups_.push_back(filling_);
+    {
+      const std::lock_guard lock(mutex_);
+      waiting_.push_back(std::move(filling_));
+    }
+    filling_.reset();
+    wakeWorkers_.notify_one();
+  }
+
+  void awaitDone(const Group& group) {
+    std::unique_lock lock(mutex_);
+    groupDone_.wait(lock, [&group] { return group.done; });
+  }
+
+  void workerLoop(const Work& work) {
+    for (;;) {
+      std::shared_ptr<Group> group;
+      {
+        std::unique_lock lock(mutex_);
+        wakeWorkers_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
+        if (ending_) return;
+        group = std::move(waiting_.front());
+        waiting_.pop_front();
+      }
+      for (Slot& slot : group->slots) {
+        if (abandoned()) return;
+        try {
+          slot.result.emplace(work(slot.item));
+        } catch (...) {
+          slot.error = std::current_exception();
+        }
+      }
+      {
+        const std::lock_guard lock(mutex_);
+        group->done = true;
+      }
+      groupDone_.notify_one();
+    }
+  }
+
+  bool abandoned() {
+    const std::lock_guard lock(mutex_);
+    return ending_;
+  }
+
+  const PipelineLimits limits_;
+
+  // The owner's side.
+  std::shared_ptr<Group> filling_;             // not yet handed over
+  std::deque<std::shared_ptr<Group>> groups_;  // handed over, oldest first
+  size_t items_ = 0;
+  uint64_t weight_ = 0;
+  std::vector<std::thread> threads_;
+
+  // Guarded by mutex_.
+  std::mutex mutex_;
+  std::condition_variable wakeWorkers_;
+  std::condition_variable groupDone_;
+  std::deque<std::shared_ptr<Group>> waiting_;
+  bool ending_ = false;
+};
+
+}  // namespace korvel
