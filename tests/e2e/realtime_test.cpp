@@ -1,0 +1,144 @@
+// Real-time protection of the running service: files appear below the watched trees and become events. Files
+// are made in folders that appear after the start: the test platform does not report older subfolders.
+#include <set>
+
+#include "e2e/sample_files.h"
+#include "e2e/service_test.h"
+
+namespace korvel::test {
+namespace {
+
+constexpr DWORD kLimitMs = 20'000;
+
+class Realtime : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    removeFolders();
+    writeSettings("RealTimeEnabled=1\n");
+  }
+  void TearDown() override {
+    ServiceTest::TearDown();
+    removeFolders();
+  }
+  static void removeFolders() {
+    removeTree(L"C:\\users\\korvel-test");
+    removeTree(L"C:\\ProgramData\\korvel-test");
+  }
+
+  void collectEvents() {
+    for (const svc::ThreatRecord& event : progress().events) {
+      events_.push_back(event);
+      paths_.insert(event.path);
+    }
+  }
+  /// Waits for an event of this path.
+  bool reported(const std::wstring& path) {
+    const ULONGLONG end = ::GetTickCount64() + kLimitMs;
+    while (paths_.count(path) == 0) {
+      if (::GetTickCount64() > end) return false;
+      ::Sleep(50);
+      collectEvents();
+    }
+    return true;
+  }
+  /// Starts the service and waits until its watch is armed: until a file made again and again is reported.
+  void startArmed() {
+    startService();
+    const std::wstring probe = L"C:\\users\\korvel-test\\probe\\probe.pdf.exe";
+    for (int i = 0; i < 100 && paths_.count(probe) == 0; ++i) {
+      try {
+        removeTree(L"C:\\users\\korvel-test");
+        writeFile(probe, "x");
+      } catch (const std::exception&) {
+        // being scanned at this moment
+      }
+      ::Sleep(100);
+      collectEvents();
+    }
+    ASSERT_EQ(paths_.count(probe), 1u) << "the watch was never armed";
+  }
+
+  std::vector<svc::ThreatRecord> events_;
+  std::set<std::wstring> paths_;
+};
+
+TEST_F(Realtime, AFileCreatedInAUsersDownloadsBecomesAnEvent) {
+  startArmed();
+  const std::wstring path = L"C:\\Users\\korvel-test\\t1\\Downloads\\x.exe";
+  writeFile(path, "x");
+  EXPECT_TRUE(reported(path));
+  EXPECT_TRUE(logGets("[INF] real-time detection: C:\\Users\\korvel-test\\t1\\Downloads\\x.exe\n"));
+}
+
+TEST_F(Realtime, AFileBelowProgramDataBecomesAnEventWithItsThreat) {
+  startArmed();
+  const std::wstring path = L"C:\\ProgramData\\korvel-test\\eicar.com";
+  writeFile(path, eicarText());
+  ASSERT_TRUE(reported(path));
+  for (const svc::ThreatRecord& event : events_) {
+    if (event.path != path) continue;
+    EXPECT_EQ(event.severity, 3);
+    EXPECT_EQ(event.size, 68u);
+  }
+}
+
+TEST_F(Realtime, ARenamedFileIsScannedUnderItsNewName) {
+  startArmed();
+  const std::wstring before = L"C:\\Users\\korvel-test\\t2\\letter.txt";
+  const std::wstring after = L"C:\\Users\\korvel-test\\t2\\letter.doc.exe";
+  writeFile(before, "x");
+  ASSERT_TRUE(::MoveFileExW(before.c_str(), after.c_str(), 0));
+  EXPECT_TRUE(reported(after));
+}
+
+TEST_F(Realtime, AModifiedFileIsScannedAgain) {
+  startArmed();
+  const std::wstring path = L"C:\\Users\\korvel-test\\t3\\tool.com";
+  writeFile(path, "harmless");
+  writeFile(path, eicarText());
+  EXPECT_TRUE(reported(path));
+}
+
+TEST_F(Realtime, EachEventIsHandedOutOnce) {
+  startArmed();
+  const std::wstring path = L"C:\\Users\\korvel-test\\t4\\once.pdf.exe";
+  writeFile(path, "x");
+  ASSERT_TRUE(reported(path));
+  ::Sleep(500);
+  collectEvents();
+  EXPECT_TRUE(progress().events.empty());
+}
+
+TEST_F(Realtime, ABurstOfAThousandFilesIsSurvived) {
+  startArmed();
+  for (int i = 0; i < 1'000; ++i) {
+    writeFile(L"C:\\Users\\korvel-test\\burst\\" + std::to_wstring(i) + L".pdf.exe", "x");
+  }
+  ::Sleep(1'000);
+  collectEvents();
+  const std::wstring last = L"C:\\Users\\korvel-test\\t5\\after.pdf.exe";
+  writeFile(last, "x");
+  EXPECT_TRUE(reported(last));
+  EXPECT_TRUE(service().running());
+}
+
+TEST_F(Realtime, WithoutADatabaseTheWatcherSaysSo) {
+  writeSettings("SignatureDb=C:\\missing.txt\n");
+  startService();
+  EXPECT_TRUE(logGets("[ERR] real-time: signature database is not loaded\n"));
+}
+
+TEST_F(Realtime, SwitchedOffItWatchesNothing) {
+  writeSettings("ProtectionEnabled=0\n");
+  startService();
+  EXPECT_TRUE(logGets("workers started (scheduled=off, realtime=off)\n"));
+  ::Sleep(500);
+  writeFile(L"C:\\Users\\korvel-test\\t6\\x.pdf.exe", "x");
+  ::Sleep(1'500);
+  collectEvents();
+  EXPECT_TRUE(paths_.empty());
+}
+
+}  // namespace
+}  // namespace korvel::test

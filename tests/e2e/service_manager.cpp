@@ -1,0 +1,73 @@
+#include "e2e/service_manager.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "e2e/machine.h"
+
+namespace korvel::test {
+namespace {
+
+constexpr wchar_t kName[] = L"KorvelService";
+constexpr DWORD kPollMs = 5;
+
+[[noreturn]] void fail(const char* step) {
+  throw std::runtime_error(std::string(step) + ", win32=" + std::to_string(::GetLastError()));
+}
+
+bool differs(const SERVICE_STATUS_PROCESS& a, const SERVICE_STATUS_PROCESS& b) {
+  return a.dwCurrentState != b.dwCurrentState || a.dwCheckPoint != b.dwCheckPoint ||
+         a.dwControlsAccepted != b.dwControlsAccepted;
+}
+
+}  // namespace
+
+RegisteredService::RegisteredService()
+    : manager_(::OpenSCManagerW(/*machine=*/nullptr, /*database=*/nullptr, SC_MANAGER_ALL_ACCESS)) {
+  if (!manager_) fail("OpenSCManager");
+  const std::wstring path = L"\"" + serviceExecutable() + L"\"";
+  service_.reset(::CreateServiceW(manager_.get(), kName, kName, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
+                                  SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, path.c_str(), /*group=*/nullptr,
+                                  /*tag=*/nullptr, /*dependencies=*/nullptr, /*account=*/nullptr,
+                                  /*password=*/nullptr));
+  if (!service_) fail("CreateService");
+}
+
+RegisteredService::~RegisteredService() {
+  if (status().dwCurrentState != SERVICE_STOPPED) {
+    (void)control(SERVICE_CONTROL_STOP);  // may have been asked already
+    (void)waitFor(SERVICE_STOPPED);
+  }
+  ::DeleteService(service_.get());
+}
+
+bool RegisteredService::start() { return ::StartServiceW(service_.get(), 0, nullptr) != FALSE; }
+
+bool RegisteredService::control(DWORD code) {
+  SERVICE_STATUS ignored{};
+  return ::ControlService(service_.get(), code, &ignored) != FALSE;
+}
+
+SERVICE_STATUS_PROCESS RegisteredService::status() const {
+  SERVICE_STATUS_PROCESS status{};
+  DWORD needed = 0;
+  if (!::QueryServiceStatusEx(service_.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
+                              sizeof status, &needed)) {
+    fail("QueryServiceStatusEx");
+  }
+  return status;
+}
+
+std::vector<SERVICE_STATUS_PROCESS> RegisteredService::waitFor(DWORD state, DWORD limitMs) const {
+  std::vector<SERVICE_STATUS_PROCESS> seen;
+  const ULONGLONG end = ::GetTickCount64() + limitMs;
+  do {
+    const SERVICE_STATUS_PROCESS now = status();
+    if (seen.empty() || differs(seen.back(), now)) seen.push_back(now);
+    if (now.dwCurrentState == state) break;
+    ::Sleep(kPollMs);
+  } while (::GetTickCount64() < end);
+  return seen;
+}
+
+}  // namespace korvel::test
