@@ -1,0 +1,45 @@
+#include "scan/pe_analysis.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "scan/entropy.h"
+#include "scan/pe_parser.h"
+#include "scan/pe_rules.h"
+
+namespace korvel {
+namespace {
+
+void fillEntropies(ByteView bytes, PeInfo& info) {
+  std::vector<ByteRange> ranges;
+  ranges.reserve(info.sections.size());
+  for (const PeSection& section : info.sections) ranges.push_back({section.rawPointer, section.rawSize});
+
+  const BufferEntropies entropies = measureEntropies(bytes, ranges);
+  info.entropy = entropies.whole;
+  for (size_t i = 0; i < info.sections.size(); ++i) {
+    info.sections[i].entropy = entropies.ranges[i];
+    info.maxSectionEntropy = std::max(info.maxSectionEntropy, entropies.ranges[i]);
+  }
+}
+
+}  // namespace
+
+bool mayBePe(ByteView firstBytes, uint64_t fileSize) {
+  return fileSize >= kPeMinimumBytes && firstBytes.u8(0) == 'M' && firstBytes.u8(1) == 'Z';
+}
+
+PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow) {
+  const ByteView seen = bytes.clipped(0, kPeReadLimitBytes);
+  PeAnalysis analysis;
+  analysis.info = parsePe(seen, fileSize);
+  if (!analysis.info.isPe) return analysis;
+
+  fillEntropies(seen, analysis.info);
+  analysis.info.packed = hasPackedMark(analysis.info);
+  analysis.packer = findPacker(analysis.info.sections);
+  analysis.findings = peFindings(analysis.info, analysis.packer, unixNow);
+  return analysis;
+}
+
+}  // namespace korvel

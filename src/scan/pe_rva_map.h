@@ -1,0 +1,34 @@
+// Finds the bytes of a PE file that the loader would place at a relative virtual address (RVA). Pure; reading
+// is thread-safe.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/byte_view.h"
+
+namespace korvel {
+
+/// The part of a section header that says what goes where. Sizes and pointers in bytes, as in the file.
+struct PeSectionPlace {
+  uint32_t address = 0;  ///< RVA
+  uint32_t virtualSize = 0;
+  uint32_t rawPointer = 0;
+  uint32_t rawSize = 0;
+};
+
+class RvaMap {
+ public:
+  /// `file` must outlive the map. The sections may be anything, in any order.
+  RvaMap(ByteView file, uint32_t fileAlignment, std::vector<PeSectionPlace> sections);
+
+  /// The bytes from `rva` on, as far as the same section (or, below all sections, the headers) has any in the
+  /// file. Memory that no byte of the file reaches is zero, so callers read past the end as 0.
+  ByteView at(uint64_t rva) const;
+
+ private:
+  ByteView file_;
+  std::vector<PeSectionPlace> sections_;  // by address, no two alike
+};
+
+}  // namespace korvel
