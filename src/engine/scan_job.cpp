@@ -128,7 +128,7 @@ void ScanWorker::finishScan(const ScanSummary& summary, std::chrono::steady_cloc
       static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count());
   const bool cancelled = cancelRequested_.load();
 
-  scanCache_->save(scanCachePath());
+  (void)scanCache_->save(scanCachePath());  // a lost cache costs nothing but itself
   {
     const MutexLock lock(stateMutex_);
     lastSummary_ = summary;
@@ -168,7 +168,7 @@ void ScanWorker::showProgress(const ScanProgressInfo& info) {
 }
 
 void ScanWorker::takeVerdict(const FileVerdict& verdict) {
-  scanCache_->record(verdict.path, {verdict.size, verdict.lastWriteTime, verdict.severity});
+  scanCache_->record(verdict.path, verdict.size, verdict.lastWriteTime, verdict.severity);
   if (verdict.severity >= kSeverityMedium) recordThreat(verdict, /*pending=*/false);
 }
 

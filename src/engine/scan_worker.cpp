@@ -60,7 +60,7 @@ bool ScanWorker::init(std::string* error) {
 
   if (!quarantine_.ensureStore(settings.quarantineDir, error)) return false;
   scanCache_ = std::make_unique<ScanCache>();
-  scanCache_->load(scanCachePath());
+  (void)scanCache_->load(scanCachePath());  // there is none before the first scan
   return true;
 }
 
