@@ -3,11 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "base/mutex.h"
 #include "scan/scan_records.h"
-#include "scan/signature_table.h"
+#include "scan/signature_text.h"
 
 namespace korvel {
 
@@ -31,9 +32,20 @@ class SignatureDatabase {
 
   SignatureDbInfo info() const EXCLUDES(mutex_);
 
+  /// The entries as they are now, for many lookups by binary digest. Never null; later loads do not change
+  /// it.
+  std::shared_ptr<const SignatureTable> table() const EXCLUDES(mutex_);
+
  private:
+  void add(SignatureFile file, const std::wstring& path) EXCLUDES(mutex_);
+
+  // Held while one file is merged: the merge builds a new table from the one in force, so a second merge has
+  // to wait for its result. Taken before mutex_.
+  Mutex mergeMutex_;
+
+  // Held only to copy or swap a value; a search works on its own copy of the pointer.
   mutable Mutex mutex_;
-  SignatureTable table_ GUARDED_BY(mutex_);
+  std::shared_ptr<const SignatureTable> table_ GUARDED_BY(mutex_) = std::make_shared<const SignatureTable>();
   SignatureDbInfo info_ GUARDED_BY(mutex_);
 };
 
