@@ -1,0 +1,16 @@
+// Files, separated by a 0x01 byte and merged one after the other, hold what the plain rules say.
+#include <cstdlib>
+
+#include "scan/signature_reference.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  std::istringstream files(std::string(reinterpret_cast<const char*>(data), size));
+  korvel::SignatureTable table = korvel::parseSignatureText("").table;
+  std::map<std::string, korvel::test::ReferenceEntry> held;
+  for (std::string text; std::getline(files, text, '\x01');) {
+    table = mergedTable(korvel::parseSignatureText(text).table, table);
+    referenceMerge(held, korvel::test::referenceParse(text));
+    if (!korvel::test::firstDifference(table, held).empty()) std::abort();
+  }
+  return 0;
+}
