@@ -42,7 +42,8 @@ class ByteView {
   ByteView clipped(uint64_t offset, uint64_t count) const {
     if (offset >= bytes_.size()) return {};
     const uint64_t room = bytes_.size() - offset;
-    return ByteView(bytes_.subspan(static_cast<size_t>(offset), static_cast<size_t>(count < room ? count : room)));
+    return ByteView(
+        bytes_.subspan(static_cast<size_t>(offset), static_cast<size_t>(count < room ? count : room)));
   }
 
  private:

@@ -1,5 +1,6 @@
 // Time as this system stores it: FILETIME ticks (100 ns since 1601-01-01 UTC) and Unix seconds or
-// milliseconds (UTC). The conversions are pure; the readers ask the system clock.
+// milliseconds (UTC). The conversions are pure and meant for moments from 1970 on: earlier ones wrap. The
+// readers ask the system clock.
 #pragma once
 
 #include <cstdint>

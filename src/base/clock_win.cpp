@@ -5,7 +5,7 @@ namespace korvel {
 
 uint64_t systemFileTime() {
   FILETIME now{};
-  ::GetSystemTimeAsFileTime(&now);
+  ::GetSystemTimePreciseAsFileTime(&now);  // the plain one moves in steps of up to 16 ms
   return static_cast<uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
 }
 

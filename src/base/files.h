@@ -15,9 +15,12 @@ namespace korvel {
 
 enum class PathStatus { kExists, kMissing, kUnreadable };
 
-/// kMissing for not found, path not found, bad network path, invalid name and not a directory.
-/// kUnreadable leaves the reason in GetLastError().
+/// kMissing when the system says that nothing of this name can be there: file, path, network path or share
+/// not found, not a valid name, a file in the place of a directory. kUnreadable (access denied, a failing
+/// device) leaves the reason in GetLastError().
 PathStatus pathStatus(const std::wstring& path);
+/// What an error code says about a path whose attributes could not be read.
+PathStatus pathStatusFromError(DWORD code);
 
 /// Any kind of file system object at `path`, its status readable.
 inline bool pathExists(const std::wstring& path) { return pathStatus(path) == PathStatus::kExists; }
@@ -26,9 +29,18 @@ inline bool pathExists(const std::wstring& path) { return pathStatus(path) == Pa
 /// tells why it is not.
 bool createDirectories(const std::wstring& path);
 
+/// Opens an existing file for one pass over it; others may read, write and delete it meanwhile. Empty on
+/// failure; GetLastError() tells why.
+UniqueHandle openForReading(const std::wstring& path);
+
+/// Reads from the file's position, which must be its beginning, to its end, also when the file grows
+/// meanwhile. False when a read fails; `bytes` then holds the part before it, and GetLastError() tells why.
+/// Throws std::bad_alloc when the file does not fit into memory.
+bool readToEnd(HANDLE file, std::string& bytes);
+
 /// Reads a whole file into `bytes`. The file may be open elsewhere for reading, writing and deletion.
-/// False when it cannot be opened or read; GetLastError() tells why. Throws std::bad_alloc when the file
-/// does not fit into memory.
+/// False, and `bytes` empty, when it cannot be opened or read; GetLastError() tells why. Throws
+/// std::bad_alloc when the file does not fit into memory.
 bool readWholeFile(const std::wstring& path, std::string& bytes);
 
 /// Writes all of `bytes`, in as many calls as it takes; false on the first failure, last error kept.
@@ -61,8 +73,10 @@ class FileReplacement {
   bool temporaryExists_ = false;
 };
 
-/// Replaces the text file at `path` through `path` + ".tmp"; where that cannot be made or moved, rewrites
-/// the file in place. False only when the file can be opened for writing in neither way.
+/// Replaces the text file at `path` through `path` + ".tmp", so that a kill at any moment leaves the old or
+/// the new text; where the temporary cannot be made or moved, rewrites the file in place. False only when
+/// the file can be opened for writing in neither way. Errors while writing are not reported: a full disk
+/// leaves the old text. Calls of one process take turns, so two writers of one file never tear it.
 bool rewriteTextFile(const std::wstring& path, std::string_view bytes);
 
 }  // namespace korvel

@@ -3,27 +3,16 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/mutex.h"
 #include "base/paths.h"
 
 namespace korvel {
 namespace {
 
 constexpr DWORD kIoPieceBytes = 1u << 20;
-
-bool meansMissing(DWORD code) {
-  switch (code) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-    case ERROR_BAD_NETPATH:
-    case ERROR_BAD_NET_NAME:
-    case ERROR_INVALID_NAME:
-    case ERROR_BAD_PATHNAME:
-    case ERROR_DIRECTORY:
-      return true;
-    default:
-      return false;
-  }
-}
+constexpr size_t kGrowthBytes = 64u << 10;
+constexpr DWORD kProtectingAttributes =
+    FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
 
 UniqueHandle createForWriting(const std::wstring& path) {
   return UniqueHandle(::CreateFileW(path.c_str(), GENERIC_WRITE,
@@ -34,11 +23,26 @@ UniqueHandle createForWriting(const std::wstring& path) {
 
 }  // namespace
 
+PathStatus pathStatusFromError(DWORD code) {
+  switch (code) {
+    case ERROR_SHARING_VIOLATION:  // somebody has it open, so it is there
+      return PathStatus::kExists;
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_BAD_NETPATH:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_INVALID_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_DIRECTORY:
+      return PathStatus::kMissing;
+    default:
+      return PathStatus::kUnreadable;
+  }
+}
+
 PathStatus pathStatus(const std::wstring& path) {
   if (::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return PathStatus::kExists;
-  // A file that is open without sharing is there all the same.
-  if (::GetLastError() == ERROR_SHARING_VIOLATION) return PathStatus::kExists;
-  return meansMissing(::GetLastError()) ? PathStatus::kMissing : PathStatus::kUnreadable;
+  return pathStatusFromError(::GetLastError());
 }
 
 bool createDirectories(const std::wstring& path) {
@@ -57,7 +61,8 @@ bool createDirectories(const std::wstring& path) {
   while (end < path.size()) {
     end = path.find_first_of(L"\\/", end);
     if (end == std::wstring::npos) end = path.size();
-    code = ::CreateDirectoryW(path.substr(0, end).c_str(), /*security=*/nullptr) ? ERROR_SUCCESS : ::GetLastError();
+    code = ::CreateDirectoryW(path.substr(0, end).c_str(), /*security=*/nullptr) ? ERROR_SUCCESS
+                                                                                 : ::GetLastError();
     while (end < path.size() && isPathSeparator(path[end])) ++end;
   }
   if (isDirectory(path)) return true;
@@ -66,33 +71,39 @@ bool createDirectories(const std::wstring& path) {
   return false;
 }
 
-bool readWholeFile(const std::wstring& path, std::string& bytes) {
+UniqueHandle openForReading(const std::wstring& path) {
+  return UniqueHandle(::CreateFileW(path.c_str(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    /*security=*/nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, /*template=*/nullptr));
+}
+
+bool readToEnd(HANDLE file, std::string& bytes) {
   bytes.clear();
-  UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_READ,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                  /*security=*/nullptr, OPEN_EXISTING,
-                                  FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, /*template=*/nullptr));
-  if (!file) return false;
   LARGE_INTEGER size{};
-  if (!::GetFileSizeEx(file.get(), &size)) return false;
-  bytes.resize(static_cast<size_t>(size.QuadPart));
+  if (!::GetFileSizeEx(file, &size)) return false;
+  // One byte of room beyond the size: the read that finds the end, or finds that the file has grown.
+  bytes.resize(static_cast<size_t>(size.QuadPart) + 1);
 
   size_t done = 0;
+  bool ok = true;
   for (;;) {
-    // One byte of room beyond the size shows whether the file has grown since it was asked for.
-    if (done == bytes.size()) bytes.resize(done + 1);
     const DWORD want = static_cast<DWORD>(std::min<size_t>(bytes.size() - done, kIoPieceBytes));
     DWORD got = 0;
-    if (!::ReadFile(file.get(), bytes.data() + done, want, &got, /*overlapped=*/nullptr)) {
-      bytes.clear();
-      return false;
-    }
-    if (got == 0) break;
+    ok = ::ReadFile(file, bytes.data() + done, want, &got, /*overlapped=*/nullptr) != FALSE;
+    if (!ok || got == 0) break;
     done += got;
-    if (done == bytes.size()) bytes.resize(done + kIoPieceBytes / 16);
+    if (done == bytes.size()) bytes.resize(done + kGrowthBytes);
   }
   bytes.resize(done);
-  return true;
+  return ok;
+}
+
+bool readWholeFile(const std::wstring& path, std::string& bytes) {
+  const UniqueHandle file = openForReading(path);
+  if (file && readToEnd(file.get(), bytes)) return true;
+  bytes.clear();
+  return false;
 }
 
 bool writeAll(HANDLE file, std::string_view bytes) {
@@ -148,14 +159,22 @@ bool FileReplacement::commit(bool clearAttributes) {
 }
 
 bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
-  FileReplacement replacement(path, path + L".tmp");
-  if (replacement.open() && replacement.write(bytes) && replacement.finish() &&
-      replacement.commit(/*clearAttributes=*/false)) {
-    return true;
+  static Mutex turn;  // the temporary's name is fixed, so that a kill leaves at most one behind
+  const MutexLock lock(turn);
+
+  // A move would replace what opening for writing refuses to touch; such a file goes the plain way.
+  const DWORD attributes = ::GetFileAttributesW(path.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & kProtectingAttributes) == 0) {
+    FileReplacement replacement(path, path + L".tmp");
+    if (replacement.open()) {
+      // No room for the new text: the plain way would only destroy the old one.
+      if (!replacement.write(bytes) || !replacement.finish()) return true;
+      if (replacement.commit(/*clearAttributes=*/false)) return true;
+    }
   }
   const UniqueHandle file = createForWriting(path);
   if (!file) return false;
-  (void)writeAll(file.get(), bytes);  // as with a plain rewrite, only a failed open counts
+  (void)writeAll(file.get(), bytes);
   return true;
 }
 

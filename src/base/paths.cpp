@@ -21,8 +21,8 @@ std::wstring fileName(std::wstring_view path) {
 }
 
 size_t rootLength(std::wstring_view path) {
-  const bool network = path.size() > 2 && isPathSeparator(path[0]) && isPathSeparator(path[1]) &&
-                       !isPathSeparator(path[2]);
+  const bool network =
+      path.size() > 2 && isPathSeparator(path[0]) && isPathSeparator(path[1]) && !isPathSeparator(path[2]);
   if (network) {
     const size_t share = skipSeparators(path, skipComponent(path, 2));
     return skipSeparators(path, skipComponent(path, share));

@@ -9,10 +9,10 @@ wchar_t lowerUnit(wchar_t unit) {
   const auto shifted = [unit](int by) { return static_cast<wchar_t>(unit + by); };
   if (unit >= L'A' && unit <= L'Z') return shifted(0x20);
   if (unit < 0xC0) return unit;
-  if (unit <= 0xDE && unit != 0xD7) return shifted(0x20);                       // Latin-1
+  if (unit <= 0xDE && unit != 0xD7) return shifted(0x20);                        // Latin-1
   if (unit >= 0x0391 && unit <= 0x03AB && unit != 0x03A2) return shifted(0x20);  // Greek
-  if (unit >= 0x0400 && unit <= 0x040F) return shifted(0x50);                   // Cyrillic, Ѐ to Џ
-  if (unit >= 0x0410 && unit <= 0x042F) return shifted(0x20);                   // Cyrillic, А to Я
+  if (unit >= 0x0400 && unit <= 0x040F) return shifted(0x50);                    // Cyrillic, Ѐ to Џ
+  if (unit >= 0x0410 && unit <= 0x042F) return shifted(0x20);                    // Cyrillic, А to Я
   return unit;
 }
 

@@ -83,7 +83,8 @@ std::string toUtf8(std::wstring_view text) {
   result.reserve(text.size());
   for (size_t i = 0; i < text.size(); ++i) {
     uint32_t codePoint = static_cast<uint32_t>(text[i]);
-    if (isHighSurrogate(codePoint) && i + 1 < text.size() && isLowSurrogate(static_cast<uint32_t>(text[i + 1]))) {
+    if (isHighSurrogate(codePoint) && i + 1 < text.size() &&
+        isLowSurrogate(static_cast<uint32_t>(text[i + 1]))) {
       codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (static_cast<uint32_t>(text[++i]) - 0xDC00);
     } else if (isHighSurrogate(codePoint) || isLowSurrogate(codePoint) || codePoint > 0x10FFFF) {
       codePoint = kReplacement;
