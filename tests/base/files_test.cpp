@@ -1,0 +1,347 @@
+#include "base/files.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/temp_folder.h"
+
+namespace korvel {
+namespace {
+
+using test::readFile;
+using test::TempFolder;
+using test::writeFile;
+
+/// Keeps a file open, so that nobody can move anything over it.
+UniqueHandle hold(const std::wstring& path, DWORD share) {
+  return UniqueHandle(::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+bool isDirectory(const std::wstring& path) {
+  const DWORD attributes = ::GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// --- status ---
+
+TEST(PathStatus, FindsFilesAndDirectories) {
+  const TempFolder folder;
+  EXPECT_EQ(pathStatus(folder.path()), PathStatus::kExists);
+  EXPECT_EQ(pathStatus(folder.write(L"файл.txt", "x")), PathStatus::kExists);
+  EXPECT_TRUE(pathExists(folder.at(L"файл.txt")));
+}
+
+TEST(PathStatus, AFileOpenWithoutSharingIsThere) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"f", "x");
+  const UniqueHandle held = hold(path, /*share=*/0);
+  ASSERT_TRUE(held);
+  EXPECT_EQ(pathStatus(path), PathStatus::kExists);
+}
+
+TEST(PathStatus, NamesThatCannotBeThereAreMissing) {
+  const TempFolder folder;
+  const std::wstring file = folder.write(L"f", "x");
+  EXPECT_EQ(pathStatus(folder.at(L"none")), PathStatus::kMissing);
+  EXPECT_EQ(pathStatus(folder.at(L"none\\below")), PathStatus::kMissing);
+  EXPECT_EQ(pathStatus(folder.at(L"a<b>")), PathStatus::kMissing);
+  EXPECT_EQ(pathStatus(file + L"\\below"), PathStatus::kMissing);
+  EXPECT_EQ(pathStatus(L""), PathStatus::kMissing);
+  EXPECT_FALSE(pathExists(folder.at(L"none")));
+}
+
+TEST(PathStatus, OnlyTheCodesOfAbsenceMeanMissing) {
+  constexpr DWORD kAbsent[] = {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, ERROR_BAD_NETPATH,
+                               ERROR_BAD_NET_NAME,   ERROR_INVALID_NAME,   ERROR_BAD_PATHNAME,
+                               ERROR_DIRECTORY};
+  constexpr DWORD kOther[] = {ERROR_ACCESS_DENIED, ERROR_NOT_READY, ERROR_CRC, ERROR_GEN_FAILURE};
+  for (const DWORD code : kAbsent) EXPECT_EQ(pathStatusFromError(code), PathStatus::kMissing) << code;
+  for (const DWORD code : kOther) EXPECT_EQ(pathStatusFromError(code), PathStatus::kUnreadable) << code;
+  EXPECT_EQ(pathStatusFromError(ERROR_SHARING_VIOLATION), PathStatus::kExists);
+}
+
+// --- directories ---
+
+TEST(CreateDirectories, MakesEveryMissingParentWithEitherSeparator) {
+  const TempFolder folder;
+  EXPECT_TRUE(createDirectories(folder.at(L"a\\b/c\\\\d")));
+  EXPECT_TRUE(isDirectory(folder.at(L"a\\b\\c\\d")));
+  EXPECT_TRUE(createDirectories(folder.at(L"e/f\\")));
+  EXPECT_TRUE(isDirectory(folder.at(L"e\\f")));
+}
+
+TEST(CreateDirectories, IsContentWithWhatIsThere) {
+  const TempFolder folder;
+  EXPECT_TRUE(createDirectories(folder.path()));
+  EXPECT_TRUE(createDirectories(folder.path() + L"\\"));
+  EXPECT_TRUE(createDirectories(L"C:\\"));
+}
+
+TEST(CreateDirectories, FailsOnAFileInTheWay) {
+  const TempFolder folder;
+  const std::wstring file = folder.write(L"f", "x");
+  EXPECT_FALSE(createDirectories(file));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
+  EXPECT_FALSE(createDirectories(file + L"\\below"));
+  EXPECT_NE(::GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(readFile(file), "x");
+}
+
+TEST(CreateDirectories, FailsOnAnEmptyPath) { EXPECT_FALSE(createDirectories(L"")); }
+
+TEST(CreateDirectories, ManyThreadsMayMakeTheSameTree) {
+  const TempFolder folder;
+  std::atomic<int> made{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] { made += createDirectories(folder.at(L"a\\b\\c\\d\\e\\f")) ? 1 : 0; });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(made, 4);
+}
+
+// --- reading ---
+
+TEST(ReadWholeFile, ReturnsEveryByte) {
+  const TempFolder folder;
+  std::string big;
+  for (size_t i = 0; i < (1u << 20) + 251; ++i) big.push_back(static_cast<char>(i % 251));
+  for (const size_t size : {size_t{0}, size_t{1}, size_t{1u << 20} - 1, size_t{1u << 20}, big.size()}) {
+    const std::string bytes = big.substr(0, size);
+    std::string read = "before";
+    ASSERT_TRUE(readWholeFile(folder.write(L"f", bytes), read));
+    EXPECT_TRUE(read == bytes) << size;
+  }
+}
+
+TEST(ReadWholeFile, ReadsAFileThatOthersHaveOpen) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"f", "text");
+  const UniqueHandle writer(::CreateFileW(path.c_str(), GENERIC_WRITE | DELETE,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                          OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(writer);
+  EXPECT_EQ(readFile(path), "text");
+}
+
+TEST(ReadWholeFile, FailsWithTheReason) {
+  const TempFolder folder;
+  std::string bytes = "before";
+  EXPECT_FALSE(readWholeFile(folder.at(L"none"), bytes));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+  EXPECT_TRUE(bytes.empty());
+
+  const UniqueHandle held = hold(folder.write(L"f", "x"), /*share=*/0);
+  EXPECT_FALSE(readWholeFile(folder.at(L"f"), bytes));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+}
+
+TEST(ReadToEnd, FailsOnAHandleThatCannotBeRead) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"f", "x");
+  const UniqueHandle writeOnly(
+      ::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  std::string bytes = "before";
+  EXPECT_FALSE(readToEnd(writeOnly.get(), bytes));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_TRUE(bytes.empty());
+}
+
+TEST(WriteAll, FailsWithTheReason) {
+  const TempFolder folder;
+  const UniqueHandle readOnly = hold(folder.write(L"f", "x"), FILE_SHARE_READ);
+  EXPECT_FALSE(writeAll(readOnly.get(), "y"));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_TRUE(writeAll(readOnly.get(), ""));
+}
+
+// --- replacing ---
+
+class FileReplacementTest : public testing::Test {
+ protected:
+  TempFolder folder_;
+  const std::wstring target_ = folder_.at(L"hosts");
+  const std::wstring temporary_ = folder_.at(L"hosts.new");
+};
+
+TEST_F(FileReplacementTest, ShowsTheNewTextOnlyAfterCommit) {
+  writeFile(target_, "old");
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open());
+  EXPECT_TRUE(replacement.write("new "));
+  EXPECT_TRUE(replacement.write("text"));
+  EXPECT_TRUE(replacement.finish());
+  EXPECT_EQ(readFile(target_), "old");
+  EXPECT_EQ(readFile(temporary_), "new text");
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(readFile(target_), "new text");
+  EXPECT_FALSE(pathExists(temporary_));
+}
+
+TEST_F(FileReplacementTest, MakesATargetThatWasNotThere) {
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(readFile(target_), "new");
+}
+
+TEST_F(FileReplacementTest, TruncatesATemporaryThatAKillLeftBehind) {
+  writeFile(temporary_, "a long text of an earlier life");
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(readFile(target_), "new");
+}
+
+TEST_F(FileReplacementTest, DroppedBeforeCommitLeavesNothingBehindAndKeepsTheLastError) {
+  writeFile(target_, "old");
+  for (const bool finished : {false, true}) {
+    {
+      FileReplacement replacement(target_, temporary_);
+      ASSERT_TRUE(replacement.open() && replacement.write("new"));
+      if (finished) {
+        ASSERT_TRUE(replacement.finish());
+      }
+      ::SetLastError(4711);
+    }
+    EXPECT_EQ(::GetLastError(), 4711u);
+    EXPECT_FALSE(pathExists(temporary_));
+    EXPECT_EQ(readFile(target_), "old");
+  }
+}
+
+TEST_F(FileReplacementTest, AFailedMoveKeepsTheOldFileAndTheMovesCode) {
+  writeFile(target_, "old");
+  const UniqueHandle held = hold(target_, FILE_SHARE_READ);
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  EXPECT_FALSE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_FALSE(pathExists(temporary_));
+  EXPECT_EQ(readFile(target_), "old");
+}
+
+TEST_F(FileReplacementTest, ATemporaryThatCannotBeMadeFailsWithTheReason) {
+  ASSERT_TRUE(createDirectories(temporary_));
+  FileReplacement replacement(target_, temporary_);
+  EXPECT_FALSE(replacement.open());
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_FALSE(replacement.write("x"));
+}
+
+TEST_F(FileReplacementTest, NeverDeletesATemporaryThatItDidNotMake) {
+  ASSERT_TRUE(createDirectories(temporary_));
+  { FileReplacement unopened(target_, temporary_); }
+  {
+    FileReplacement refused(target_, temporary_);
+    EXPECT_FALSE(refused.open());
+  }
+  EXPECT_TRUE(isDirectory(temporary_));
+}
+
+TEST_F(FileReplacementTest, ReplacesAReadOnlyTargetWhenAttributesAreCleared) {
+  writeFile(target_, "old");
+  ASSERT_TRUE(::SetFileAttributesW(target_.c_str(), FILE_ATTRIBUTE_READONLY));
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/true));
+  EXPECT_EQ(readFile(target_), "new");
+  EXPECT_EQ(::GetFileAttributesW(target_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+}
+
+// The attributes are cleared before the move and nobody puts them back, not even when the move fails.
+TEST_F(FileReplacementTest, ClearedAttributesStayClearedAfterAFailedMove) {
+  writeFile(target_, "old");
+  ASSERT_TRUE(::SetFileAttributesW(target_.c_str(), FILE_ATTRIBUTE_READONLY));
+  const UniqueHandle held = hold(target_, FILE_SHARE_READ);
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  EXPECT_FALSE(replacement.commit(/*clearAttributes=*/true));
+  EXPECT_EQ(readFile(target_), "old");
+  EXPECT_EQ(::GetFileAttributesW(target_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+}
+
+// --- rewriting text files ---
+
+class RewriteTextFileTest : public FileReplacementTest {
+ protected:
+  const std::wstring path_ = folder_.at(L"settings.ini");
+  const std::wstring temporaryOfPath_ = path_ + L".tmp";
+};
+
+TEST_F(RewriteTextFileTest, MakesAndReplacesTheFile) {
+  EXPECT_TRUE(rewriteTextFile(path_, "first, long text"));
+  EXPECT_EQ(readFile(path_), "first, long text");
+  EXPECT_TRUE(rewriteTextFile(path_, "second"));
+  EXPECT_EQ(readFile(path_), "second");
+  EXPECT_TRUE(rewriteTextFile(path_, ""));
+  EXPECT_EQ(readFile(path_), "");
+  EXPECT_FALSE(pathExists(temporaryOfPath_));
+}
+
+TEST_F(RewriteTextFileTest, RewritesInPlaceWhenTheTemporaryCannotBeMade) {
+  writeFile(path_, "old and longer");
+  ASSERT_TRUE(createDirectories(temporaryOfPath_));
+  EXPECT_TRUE(rewriteTextFile(path_, "new"));
+  EXPECT_EQ(readFile(path_), "new");
+  EXPECT_TRUE(isDirectory(temporaryOfPath_));
+}
+
+TEST_F(RewriteTextFileTest, RewritesInPlaceWhenTheTemporaryCannotBeMoved) {
+  writeFile(path_, "old and longer");
+  const UniqueHandle reader = hold(path_, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  EXPECT_TRUE(rewriteTextFile(path_, "new"));
+  EXPECT_EQ(readFile(path_), "new");
+  EXPECT_FALSE(pathExists(temporaryOfPath_));
+}
+
+TEST_F(RewriteTextFileTest, FailsWhenTheFileCannotBeOpenedEitherWay) {
+  writeFile(path_, "old");
+  {
+    const UniqueHandle reader = hold(path_, FILE_SHARE_READ);
+    EXPECT_FALSE(rewriteTextFile(path_, "new"));
+  }
+  EXPECT_EQ(readFile(path_), "old");
+  EXPECT_FALSE(pathExists(temporaryOfPath_));
+
+  EXPECT_FALSE(rewriteTextFile(folder_.at(L"none\\settings.ini"), "new"));
+  EXPECT_FALSE(rewriteTextFile(folder_.path(), "new"));
+}
+
+TEST_F(RewriteTextFileTest, DoesNotGoAroundTheAttributesThatProtectAFile) {
+  constexpr DWORD kAttributes[] = {FILE_ATTRIBUTE_READONLY, FILE_ATTRIBUTE_HIDDEN, FILE_ATTRIBUTE_SYSTEM};
+  for (const DWORD attribute : kAttributes) {
+    writeFile(path_, "old");
+    ASSERT_TRUE(::SetFileAttributesW(path_.c_str(), attribute));
+    const bool protectedFromOpening =
+        !UniqueHandle(::CreateFileW(path_.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+    EXPECT_EQ(rewriteTextFile(path_, "new"), !protectedFromOpening) << attribute;
+    EXPECT_EQ(readFile(path_), protectedFromOpening ? "old" : "new") << attribute;
+    ::SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
+  }
+}
+
+// Two savers share the temporary's name; a reader must never meet a mixture or a part.
+TEST_F(RewriteTextFileTest, WritersAtTheSameTimeLeaveOneOfTheirTexts) {
+  const std::string texts[] = {std::string(70'000, 'a'), std::string(9'000, 'b'), std::string(40, 'c')};
+  for (int round = 0; round < 10; ++round) {
+    std::vector<std::thread> writers;
+    for (const std::string& text : texts) {
+      writers.emplace_back([this, &text] {
+        for (int i = 0; i < 5; ++i) EXPECT_TRUE(rewriteTextFile(path_, text));
+      });
+    }
+    for (std::thread& writer : writers) writer.join();
+    const std::string left = readFile(path_);
+    EXPECT_TRUE(left == texts[0] || left == texts[1] || left == texts[2]) << left.size();
+  }
+}
+
+}  // namespace
+}  // namespace korvel
