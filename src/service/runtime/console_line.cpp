@@ -11,8 +11,8 @@ namespace {
 HANDLE consoleOutput() {
   static HANDLE output = INVALID_HANDLE_VALUE;
   if (output == INVALID_HANDLE_VALUE) {
-    output = ::CreateFileW(L"CONOUT$", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, /*security=*/nullptr,
-                           OPEN_EXISTING, /*flags=*/0, /*template=*/nullptr);
+    output = ::CreateFileW(L"CONOUT$", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                           /*security=*/nullptr, OPEN_EXISTING, /*flags=*/0, /*template=*/nullptr);
   }
   return output;
 }
@@ -26,10 +26,11 @@ void writeConsoleLine(const std::wstring& text) {
 
   const std::wstring line = text + L"\r\n";
   DWORD written = 0;
-  if (::WriteConsoleW(output, line.data(), static_cast<DWORD>(line.size()), &written, /*reserved=*/nullptr)) return;
+  if (::WriteConsoleW(output, line.data(), static_cast<DWORD>(line.size()), &written, /*reserved=*/nullptr))
+    return;
+  // Redirected to a file or a pipe.
   const std::string bytes = toUtf8(line);
-  if (bytes.empty()) return;
-  ::WriteFile(output, bytes.data(), static_cast<DWORD>(bytes.size()), &written, /*overlapped=*/nullptr);
+  (void)::WriteFile(output, bytes.data(), static_cast<DWORD>(bytes.size()), &written, /*overlapped=*/nullptr);
 }
 
 }  // namespace korvel

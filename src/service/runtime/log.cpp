@@ -48,14 +48,10 @@ std::FILE* openForAppending(const std::wstring& path) {
 }  // namespace
 
 Log& Log::instance() {
-  static Log log;
+  // Never destroyed: threads and static objects that still log while the process ends find it whole. Every
+  // line is flushed, so nothing is left to close.
+  static Log& log = *new Log;
   return log;
-}
-
-Log::~Log() {
-  const MutexLock lock(mutex_);
-  if (stream_ != nullptr) std::fclose(stream_);
-  stream_ = nullptr;
 }
 
 void Log::open(const std::wstring& path) {

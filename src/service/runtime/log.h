@@ -15,6 +15,7 @@ enum LogLevel : int32_t { kLogDebug = 0, kLogInfo = 1, kLogWarning = 2, kLogErro
 
 class Log {
  public:
+  /// The one log of this process, there from the first call until the process ends.
   static Log& instance();
 
   /// Closes the current file, creates the parent directories of `path` and opens it for appending. When
@@ -31,7 +32,7 @@ class Log {
 
  private:
   Log() = default;
-  ~Log();
+  ~Log() = delete;
 
   Mutex mutex_;
   std::FILE* stream_ GUARDED_BY(mutex_) = nullptr;

@@ -3,7 +3,8 @@
 namespace korvel {
 
 StopSignal& StopSignal::process() {
-  static StopSignal signal;
+  // Never destroyed: a console handler may still run on a thread of its own while the process ends.
+  static StopSignal& signal = *new StopSignal;
   return signal;
 }
 
