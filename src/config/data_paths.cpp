@@ -48,9 +48,9 @@ std::wstring updatesDir() { return dataDir() + L"\\updates"; }
 std::wstring scanCachePath() { return dataDir() + L"scan.cache"; }  // no separator, on purpose
 
 std::wstring seedSignaturesPath() {
-  wchar_t executable[MAX_PATH] = {};
-  const DWORD length = ::GetModuleFileNameW(/*module=*/nullptr, executable, MAX_PATH);
-  const std::wstring folder = parentDirectory(std::wstring_view(executable, length));
+  wchar_t executable[MAX_PATH + 1] = {};
+  (void)::GetModuleFileNameW(/*module=*/nullptr, executable, MAX_PATH);  // a longer path arrives cut
+  const std::wstring folder = parentDirectory(executable);
   return joinPath(joinPath(folder, L"data"), L"signatures.seed.txt");
 }
 

@@ -1,0 +1,21 @@
+#include "config/settings_file.h"
+
+#include "base/files.h"
+#include "config/settings_text.h"
+
+namespace korvel {
+
+bool readSettingsFile(Settings& settings, const std::wstring& path) {
+  const UniqueHandle file = openForReading(path);
+  if (!file) return false;
+  std::string text;
+  (void)readToEnd(file.get(), text);  // where reading fails the text ends
+  parseSettingsText(text, settings);
+  return true;
+}
+
+bool writeSettingsFile(const Settings& settings, const std::wstring& path) {
+  return rewriteTextFile(path, formatSettingsText(settings));
+}
+
+}  // namespace korvel

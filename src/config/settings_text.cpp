@@ -1,0 +1,110 @@
+#include "config/settings_text.h"
+
+#include <cstdint>
+#include <stdexcept>
+#include <variant>
+
+#include "base/text.h"
+#include "base/utf.h"
+
+namespace korvel {
+namespace {
+
+constexpr char kHeaderLine[] = "# Korvel Antivirus settings\n";
+constexpr uint32_t kHoursPerDay = 24;
+
+/// The member that a key names. The one 32-bit number is the hour, which has rules of its own.
+using Field = std::variant<bool Settings::*, uint32_t Settings::*, uint64_t Settings::*,
+                           std::string Settings::*, std::wstring Settings::*>;
+
+struct Entry {
+  std::string_view key;
+  Field field;
+};
+
+/// Every key, in the order of the file (which is not the order of the record).
+constexpr Entry kEntries[] = {
+    {"ProtectionEnabled", &Settings::protectionEnabled},
+    {"RealTimeEnabled", &Settings::realTimeEnabled},
+    {"ScanArchives", &Settings::scanArchives},
+    {"ScanRemovable", &Settings::scanRemovable},
+    {"ShowThreatModal", &Settings::showThreatModal},
+    {"QuarantineOnDetect", &Settings::quarantineOnDetect},
+    {"ScheduledScan", &Settings::scheduledScan},
+    {"ScheduledHour", &Settings::scheduledHour},
+    {"LastScanUtc", &Settings::lastScanUtc},
+    {"LastThreatCount", &Settings::lastThreatCount},
+    {"SignatureDb", &Settings::signatureDb},
+    {"QuarantineDir", &Settings::quarantineDir},
+    {"LiveUpdates", &Settings::liveUpdates},
+    {"LastLiveUpdateUtc", &Settings::lastLiveUpdateUtc},
+    {"WebShield", &Settings::webShield},
+    {"UpdateServer", &Settings::updateServer},
+};
+
+/// std::stoul in base 10 where unsigned long has 32 bits, with texts that do not depend on the library:
+/// leading white space and a sign are accepted, "-1" is 4294967295, reading stops at the first non-digit.
+uint32_t parseUnsigned32OrThrow(std::string_view text) {
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  size_t at = text.find_first_not_of(" \t\n\v\f\r");
+  if (at == std::string_view::npos) at = text.size();
+  const bool negative = at < text.size() && text[at] == '-';
+  if (at < text.size() && (negative || text[at] == '+')) ++at;
+  if (at == text.size() || !isDigit(text[at])) throw std::invalid_argument("invalid stoul argument");
+
+  uint64_t magnitude = 0;
+  for (; at < text.size() && isDigit(text[at]); ++at) {
+    magnitude = magnitude * 10 + static_cast<uint64_t>(text[at] - '0');
+    if (magnitude > UINT32_MAX) throw std::out_of_range("stoul argument out of range");
+  }
+  const uint32_t value = static_cast<uint32_t>(magnitude);
+  return negative ? 0u - value : value;
+}
+
+struct Assign {
+  Settings& settings;
+  std::string_view value;
+
+  // Nothing is trimmed, so that "1\r" of an edited file is false too.
+  void operator()(bool Settings::*field) const { settings.*field = value == "1" || value == "true"; }
+  void operator()(uint32_t Settings::*hour) const {
+    settings.*hour = parseUnsigned32OrThrow(value) % kHoursPerDay;
+  }
+  void operator()(uint64_t Settings::*field) const { settings.*field = parseUnsigned(std::string(value)); }
+  void operator()(std::string Settings::*field) const { settings.*field = value; }
+  void operator()(std::wstring Settings::*field) const { settings.*field = toWide(value); }
+};
+
+struct Print {
+  const Settings& settings;
+
+  std::string operator()(bool Settings::*field) const { return settings.*field ? "1" : "0"; }
+  std::string operator()(uint32_t Settings::*field) const { return std::to_string(settings.*field); }
+  std::string operator()(uint64_t Settings::*field) const { return std::to_string(settings.*field); }
+  std::string operator()(std::string Settings::*field) const { return settings.*field; }
+  std::string operator()(std::wstring Settings::*field) const { return toUtf8(settings.*field); }
+};
+
+}  // namespace
+
+void parseSettingsText(std::string_view text, Settings& settings) {
+  LineReader lines(text);
+  for (std::string_view line; lines.next(line);) {
+    const size_t equals = line.find('=');
+    if (equals == std::string_view::npos) continue;  // the header line among them: there is no comment syntax
+    const std::string_view key = line.substr(0, equals);
+    for (const Entry& entry : kEntries) {
+      if (entry.key == key) std::visit(Assign{settings, line.substr(equals + 1)}, entry.field);
+    }
+  }
+}
+
+std::string formatSettingsText(const Settings& settings) {
+  std::string text = kHeaderLine;
+  for (const Entry& entry : kEntries) {
+    text.append(entry.key).append("=").append(std::visit(Print{settings}, entry.field)).append("\n");
+  }
+  return text;
+}
+
+}  // namespace korvel
