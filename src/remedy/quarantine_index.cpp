@@ -1,0 +1,93 @@
+#include "remedy/quarantine_index.h"
+
+#include <utility>
+
+#include "base/text.h"
+#include "base/utf.h"
+
+namespace korvel {
+namespace {
+
+constexpr char kHeaderLine[] = "KORVELQUARANTINE/1\n";
+constexpr size_t kHashCharactersInName = 16;
+
+/// One value of the block being read; an unknown key is ignored. "ID" is not among them: it starts a block.
+void assignField(QuarantineRecord& record, std::string_view key, std::string_view value) {
+  if (key == "ORIG") {
+    record.originalPath = toWide(value);
+  } else if (key == "STORED") {
+    record.storedPath = toWide(value);
+  } else if (key == "NAME") {
+    record.name = toWide(value);
+  } else if (key == "SHA256") {
+    record.sha256 = value;
+  } else if (key == "THREAT") {
+    record.threat = value;
+  } else if (key == "CODE") {
+    record.code = value;
+  } else if (key == "SEV") {
+    record.severity = parseSeverity(value);
+  } else if (key == "SIZE") {
+    record.size = parseUnsigned(std::string(value));
+  } else if (key == "TIME") {
+    record.time = parseUnsigned(std::string(value));
+  }
+}
+
+void appendBlock(std::string& text, const QuarantineRecord& record) {
+  // Nothing is escaped: a value with a line feed in it breaks its block, and the reader copes.
+  const auto line = [&text](std::string_view key, std::string_view value) {
+    text.append(key).append("=").append(value).append("\n");
+  };
+  line("ID", std::to_string(record.id));
+  line("ORIG", toUtf8(record.originalPath));
+  line("STORED", toUtf8(record.storedPath));
+  line("NAME", toUtf8(record.name));
+  line("SHA256", record.sha256);
+  line("THREAT", record.threat);
+  line("CODE", record.code);
+  line("SEV", severityName(record.severity));
+  line("SIZE", std::to_string(record.size));
+  line("TIME", std::to_string(record.time));
+  text.append("\n");
+}
+
+}  // namespace
+
+std::vector<QuarantineRecord> parseQuarantineIndex(std::string_view text) {
+  std::vector<QuarantineRecord> records;
+  QuarantineRecord current;  // id 0: no block has begun, and whatever it collects is dropped
+  const auto endBlock = [&records, &current] {
+    if (current.id != 0) records.push_back(std::move(current));
+    current = QuarantineRecord();
+  };
+
+  LineReader lines(text);
+  for (std::string_view line; lines.next(line);) {
+    const size_t equals = line.find('=');
+    if (equals == std::string_view::npos) continue;
+    const std::string_view key = line.substr(0, equals);
+    const std::string_view value = line.substr(equals + 1);
+    if (key == "ID") {
+      endBlock();
+      current.id = parseUnsigned(std::string(value));
+    } else {
+      assignField(current, key, value);
+    }
+  }
+  endBlock();
+  return records;
+}
+
+std::string formatQuarantineIndex(const std::vector<QuarantineRecord>& records) {
+  std::string text = kHeaderLine;
+  for (const QuarantineRecord& record : records) appendBlock(text, record);
+  return text;
+}
+
+std::wstring quarantinedFileName(uint64_t time, const std::string& sha256, const std::wstring& name) {
+  return std::to_wstring(time) + L"_" + toWide(std::string_view(sha256).substr(0, kHashCharactersInName)) +
+         L"_" + name;
+}
+
+}  // namespace korvel

@@ -1,0 +1,424 @@
+#include "remedy/quarantine_store.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "base/clock.h"
+#include "base/files.h"
+#include "base/paths.h"
+#include "base/utf.h"
+#include "remedy/quarantine_index.h"
+#include "support/temp_folder.h"
+
+namespace korvel {
+namespace {
+
+using test::readFile;
+using test::TempFolder;
+using test::writeFile;
+using Records = std::vector<QuarantineRecord>;
+
+constexpr char kHash[] = "3fa9c1d2e4b5a6f70123456789abcdef";
+constexpr char kEmptyIndex[] = "KORVELQUARANTINE/1\n";
+
+class QuarantineStoreTest : public testing::Test {
+ protected:
+  /// Quarantines a file and expects that to work.
+  QuarantineRecord add(const std::wstring& path) {
+    QuarantineRecord record;
+    std::string error;
+    EXPECT_TRUE(store_.addFile(dir_, path, kHash, "Троян", "SIG.MATCH", kSeverityCritical, &record, &error))
+        << error;
+    return record;
+  }
+
+  /// A record of a file that lies in the quarantine directory, not yet in the index.
+  QuarantineRecord stored(uint64_t id, const std::wstring& name, std::string_view bytes) {
+    QuarantineRecord record;
+    record.id = id;
+    record.name = name;
+    record.originalPath = folder_.at(name);
+    record.storedPath = dir_ + L"\\7_aa_" + name;
+    writeFile(record.storedPath, bytes);
+    return record;
+  }
+
+  void writeIndex(const Records& records) { writeFile(index_, formatQuarantineIndex(records)); }
+
+  Records list() { return store_.listRecords(dir_); }
+  std::vector<uint64_t> listedIds() {
+    std::vector<uint64_t> ids;
+    for (const QuarantineRecord& record : list()) ids.push_back(record.id);
+    return ids;
+  }
+
+  /// Open for reading and shared with readers only: cannot be moved, replaced, deleted or written.
+  static UniqueHandle lock(const std::wstring& path) {
+    return UniqueHandle(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+  }
+
+  TempFolder folder_;
+  const std::wstring dir_ = folder_.at(L"ProgramData\\Карантин");
+  const std::wstring index_ = dir_ + L"\\quarantine.db";
+  QuarantineStore store_;
+  std::string error_ = "untouched";
+};
+
+// --- ensureStore ---
+
+TEST_F(QuarantineStoreTest, EnsureMakesTheDirectoryAndAnEmptyIndex) {
+  EXPECT_TRUE(store_.ensureStore(dir_, &error_));
+  EXPECT_EQ(readFile(index_), kEmptyIndex);
+  EXPECT_TRUE(list().empty());
+  EXPECT_EQ(error_, "untouched");
+}
+
+TEST_F(QuarantineStoreTest, EnsureLeavesAnIndexThatIsThereAlone) {
+  writeFile(index_, "not an index, and no line feed at its end");
+  EXPECT_TRUE(store_.ensureStore(dir_, nullptr));
+  EXPECT_EQ(readFile(index_), "not an index, and no line feed at its end");
+  writeFile(index_, "");
+  EXPECT_TRUE(store_.ensureStore(dir_, nullptr));
+  EXPECT_EQ(readFile(index_), "");
+}
+
+TEST_F(QuarantineStoreTest, EnsureFailsWhereTheDirectoryCannotBeMade) {
+  folder_.write(L"ProgramData", "a file in the way");
+  EXPECT_FALSE(store_.ensureStore(dir_, &error_));
+  EXPECT_EQ(error_, "cannot create quarantine dir: " + toUtf8(dir_));
+  EXPECT_FALSE(store_.ensureStore(dir_, nullptr));
+  EXPECT_FALSE(store_.ensureStore(L"", &error_));
+  EXPECT_EQ(error_, "cannot create quarantine dir: ");
+}
+
+// --- addFile ---
+
+TEST_F(QuarantineStoreTest, AddMovesTheFileAndRecordsIt) {
+  const std::wstring path = folder_.write(L"Загрузки\\счёт.pdf.exe", "malware");
+  const uint64_t before = unixMillisecondsNow();
+  const QuarantineRecord record = add(path);
+  const uint64_t after = unixMillisecondsNow();
+
+  EXPECT_LE(before, record.id);
+  EXPECT_LE(record.id, after);
+  EXPECT_LE(record.id / 1000, record.time);  // the clock is read a second time, after the id
+  EXPECT_LE(record.time, after / 1000);
+  EXPECT_EQ(record.originalPath, path);
+  EXPECT_EQ(record.name, L"счёт.pdf.exe");
+  EXPECT_EQ(record.storedPath,
+            dir_ + L"\\" + std::to_wstring(record.time) + L"_3fa9c1d2e4b5a6f7_счёт.pdf.exe");
+  EXPECT_EQ(record.sha256, kHash);
+  EXPECT_EQ(record.threat, "Троян");
+  EXPECT_EQ(record.code, "SIG.MATCH");
+  EXPECT_EQ(record.severity, kSeverityCritical);
+  EXPECT_EQ(record.size, 7u);
+  EXPECT_TRUE(record.storedFileExists);
+
+  EXPECT_FALSE(pathExists(path));
+  EXPECT_EQ(readFile(record.storedPath), "malware");
+  EXPECT_EQ(readFile(index_), formatQuarantineIndex({record}));
+  EXPECT_EQ(list(), Records{record});
+}
+
+TEST_F(QuarantineStoreTest, AddNeedsNobodyToTakeTheRecordOrTheError) {
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  EXPECT_TRUE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, nullptr));
+  EXPECT_FALSE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, nullptr));
+}
+
+TEST_F(QuarantineStoreTest, AddAppendsToTheIndex) {
+  const QuarantineRecord first = add(folder_.write(L"b.exe", "1"));
+  const QuarantineRecord second = add(folder_.write(L"a.exe", "22"));
+  EXPECT_EQ(list(), (Records{first, second}));
+}
+
+TEST_F(QuarantineStoreTest, AddUsesAShortHashWhole) {
+  QuarantineRecord record;
+  ASSERT_TRUE(
+      store_.addFile(dir_, folder_.write(L"a.exe", "x"), "ab12", "t", "c", kSeverityHigh, &record, nullptr));
+  EXPECT_EQ(record.storedPath, dir_ + L"\\" + std::to_wstring(record.time) + L"_ab12_a.exe");
+}
+
+TEST_F(QuarantineStoreTest, AddTakesEitherSeparatorBeforeTheName) {
+  folder_.write(L"d\\a.exe", "x");
+  EXPECT_EQ(add(folder_.path() + L"\\d/a.exe").name, L"a.exe");
+}
+
+TEST_F(QuarantineStoreTest, AddTakesAnEmptyFile) {
+  const QuarantineRecord record = add(folder_.write(L"empty", ""));
+  EXPECT_EQ(record.size, 0u);
+  EXPECT_EQ(list(), Records{record});
+}
+
+TEST_F(QuarantineStoreTest, AddMovesADirectoryLikeAnyOtherPath) {
+  folder_.write(L"d\\inside", "x");
+  const QuarantineRecord record = add(folder_.at(L"d"));
+  EXPECT_EQ(record.size, 0u);
+  EXPECT_EQ(readFile(record.storedPath + L"\\inside"), "x");
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, nullptr));
+  EXPECT_EQ(readFile(folder_.at(L"d\\inside")), "x");
+}
+
+TEST_F(QuarantineStoreTest, AddOfWhatIsNotThereFailsAndMakesNothing) {
+  QuarantineRecord record;
+  for (const std::wstring& path :
+       {folder_.at(L"none"), folder_.at(L"none\\x"), std::wstring(), folder_.at(L"a<b>")}) {
+    error_.clear();
+    EXPECT_FALSE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, &record, &error_));
+    EXPECT_EQ(error_, "file not found");
+  }
+  EXPECT_EQ(record, QuarantineRecord());
+  EXPECT_FALSE(pathExists(dir_));
+}
+
+TEST_F(QuarantineStoreTest, AddFailsWhereTheDirectoryCannotBeMade) {
+  folder_.write(L"ProgramData", "a file in the way");
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  EXPECT_FALSE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, &error_));
+  EXPECT_EQ(error_, "cannot create quarantine dir: " + toUtf8(dir_));
+  EXPECT_EQ(readFile(path), "x");
+}
+
+TEST_F(QuarantineStoreTest, AddOfALockedFileFailsAndChangesNothing) {
+  const QuarantineRecord earlier = add(folder_.write(L"earlier", "x"));
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  const UniqueHandle held = lock(path);
+  ASSERT_TRUE(held);
+  QuarantineRecord record;
+  EXPECT_FALSE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, &record, &error_));
+  EXPECT_EQ(error_, "MoveFileEx failed, code 32 (файл может быть запущен или заблокирован)");
+  EXPECT_EQ(record, QuarantineRecord());
+  EXPECT_EQ(readFile(path), "x");
+  EXPECT_EQ(list(), Records{earlier});
+}
+
+TEST_F(QuarantineStoreTest, AddUnderAHashThatIsNoNameFails) {
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  EXPECT_FALSE(store_.addFile(dir_, path, "none\\", "t", "c", kSeverityHigh, nullptr, &error_));
+  EXPECT_EQ(error_, "MoveFileEx failed, code 3 (файл может быть запущен или заблокирован)");
+  EXPECT_EQ(readFile(index_), kEmptyIndex);
+}
+
+TEST_F(QuarantineStoreTest, SameSecondNameAndHashShareOneStoredNameAndTheSecondFileStays) {
+  for (int attempt = 0; attempt < 20; ++attempt) {
+    const QuarantineRecord first = add(folder_.write(L"a.exe", "first"));
+    const QuarantineRecord second = add(folder_.write(L"a.exe", "second"));
+    if (first.time != second.time) continue;  // a second has just ended between the two
+    EXPECT_EQ(first.storedPath, second.storedPath);
+    EXPECT_EQ(readFile(second.storedPath), "second");
+    const Records records = list();
+    ASSERT_GE(records.size(), 2u);
+    EXPECT_EQ(records[records.size() - 2], first);
+    EXPECT_EQ(records.back(), second);
+    return;
+  }
+  FAIL() << "no two files within one second";
+}
+
+TEST_F(QuarantineStoreTest, AnIndexThatCannotBeWrittenIsSilentlyNotWritten) {
+  ASSERT_TRUE(store_.ensureStore(dir_, nullptr));
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  QuarantineRecord record;
+  {
+    const UniqueHandle held = lock(index_);
+    EXPECT_TRUE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, &record, &error_));
+  }
+  EXPECT_EQ(error_, "untouched");
+  EXPECT_FALSE(pathExists(path));
+  EXPECT_EQ(readFile(record.storedPath), "x");
+  EXPECT_EQ(readFile(index_), kEmptyIndex);
+}
+
+// --- listRecords ---
+
+TEST_F(QuarantineStoreTest, AMissingOrEmptyIndexListsNothing) {
+  EXPECT_TRUE(list().empty());
+  EXPECT_FALSE(pathExists(dir_));
+  writeIndex({});
+  EXPECT_TRUE(list().empty());
+}
+
+TEST_F(QuarantineStoreTest, AnIndexThatCannotBeReadListsNothing) {
+  writeIndex({stored(1, L"a", "x")});
+  const UniqueHandle held(::CreateFileW(index_.c_str(), GENERIC_READ, /*share=*/0, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+  ASSERT_TRUE(held);
+  EXPECT_TRUE(list().empty());
+}
+
+TEST_F(QuarantineStoreTest, ListTellsWhichStoredFilesAreThere) {
+  Records records = {stored(1, L"a", "x"), stored(2, L"b", "x"), stored(3, L"c", "x"), stored(4, L"d", "x")};
+  ASSERT_TRUE(::DeleteFileW(records[1].storedPath.c_str()));
+  records[2].storedPath.clear();
+  records[3].storedPath = dir_;  // any kind of object counts
+  writeIndex(records);
+  const Records listed = list();
+  ASSERT_EQ(listed.size(), 4u);
+  EXPECT_TRUE(listed[0].storedFileExists);
+  EXPECT_FALSE(listed[1].storedFileExists);
+  EXPECT_FALSE(listed[2].storedFileExists);
+  EXPECT_TRUE(listed[3].storedFileExists);
+}
+
+// --- restoreRecord ---
+
+TEST_F(QuarantineStoreTest, RestoreMovesTheFileBackAndRemovesTheRecord) {
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  const QuarantineRecord other = add(folder_.write(L"b.exe", "y"));
+  const QuarantineRecord record = add(path);
+  ASSERT_NE(record.id, other.id);
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error_));
+  EXPECT_EQ(error_, "untouched");
+  EXPECT_EQ(readFile(path), "x");
+  EXPECT_FALSE(pathExists(record.storedPath));
+  EXPECT_EQ(readFile(index_), formatQuarantineIndex({other}));
+}
+
+TEST_F(QuarantineStoreTest, RestoreMakesTheFolderAgain) {
+  const std::wstring path = folder_.write(L"gone\\deep\\a.exe", "x");
+  const QuarantineRecord record = add(path);
+  test::removeTree(folder_.at(L"gone"));
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, nullptr));
+  EXPECT_EQ(readFile(path), "x");
+}
+
+TEST_F(QuarantineStoreTest, RestoreTakesRunsOfEitherSeparatorForOne) {
+  QuarantineRecord record = stored(1, L"a", "x");
+  record.originalPath = folder_.path() + L"\\gone/deep\\//a";
+  writeIndex({record});
+  EXPECT_TRUE(store_.restoreRecord(dir_, 1, nullptr));
+  EXPECT_EQ(readFile(folder_.at(L"gone\\deep\\a")), "x");
+}
+
+TEST_F(QuarantineStoreTest, RestoreOverwritesWhatHasAppearedMeanwhile) {
+  const std::wstring path = folder_.write(L"a.exe", "the quarantined one");
+  const QuarantineRecord record = add(path);
+  writeFile(path, "a newer one");
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, nullptr));
+  EXPECT_EQ(readFile(path), "the quarantined one");
+}
+
+TEST_F(QuarantineStoreTest, AFailedRestoreKeepsTheRecord) {
+  const QuarantineRecord record = add(folder_.write(L"a.exe", "x"));
+  {
+    const UniqueHandle held = lock(record.storedPath);
+    EXPECT_FALSE(store_.restoreRecord(dir_, record.id, &error_));
+    EXPECT_EQ(error_, "restore failed, code 32");
+  }
+  writeFile(record.originalPath, "in use");
+  {
+    const UniqueHandle held = lock(record.originalPath);
+    EXPECT_FALSE(store_.restoreRecord(dir_, record.id, &error_));
+    EXPECT_EQ(error_, "restore failed, code 5");
+  }
+  ASSERT_TRUE(::DeleteFileW(record.storedPath.c_str()));
+  EXPECT_FALSE(store_.restoreRecord(dir_, record.id, &error_));
+  EXPECT_EQ(error_, "restore failed, code 2");
+  EXPECT_FALSE(store_.restoreRecord(dir_, record.id, nullptr));
+  EXPECT_EQ(listedIds(), std::vector<uint64_t>{record.id});
+}
+
+TEST_F(QuarantineStoreTest, AnUnknownIdIsNotFound) {
+  EXPECT_FALSE(store_.restoreRecord(dir_, 1, &error_));
+  EXPECT_EQ(error_, "record not found");
+  EXPECT_FALSE(pathExists(dir_));
+  writeIndex({stored(1, L"a", "x")});
+  error_.clear();
+  EXPECT_FALSE(store_.restoreRecord(dir_, 2, &error_));
+  EXPECT_EQ(error_, "record not found");
+  error_.clear();
+  EXPECT_FALSE(store_.deleteRecord(dir_, 2, &error_));
+  EXPECT_EQ(error_, "record not found");
+  error_.clear();
+  EXPECT_FALSE(store_.deleteRecord(dir_, 0, &error_));
+  EXPECT_EQ(error_, "record not found");
+  EXPECT_FALSE(store_.restoreRecord(dir_, 2, nullptr));
+  EXPECT_FALSE(store_.deleteRecord(dir_, 2, nullptr));
+  EXPECT_EQ(listedIds(), std::vector<uint64_t>{1});
+}
+
+TEST_F(QuarantineStoreTest, OfEqualIdsTheFirstRecordIsActedOn) {
+  const Records records = {stored(1, L"a", "x"), stored(5, L"b", "first"), stored(5, L"c", "second"),
+                           stored(5, L"d", "third")};
+  writeIndex(records);
+  EXPECT_TRUE(store_.restoreRecord(dir_, 5, nullptr));
+  EXPECT_EQ(readFile(folder_.at(L"b")), "first");
+  EXPECT_TRUE(store_.deleteRecord(dir_, 5, nullptr));
+  EXPECT_FALSE(pathExists(records[2].storedPath));
+  EXPECT_EQ(readFile(index_), formatQuarantineIndex({records[0], records[3]}));
+}
+
+// --- deleteRecord ---
+
+TEST_F(QuarantineStoreTest, DeleteErasesTheFileAndTheRecordAndKeepsTheOrder) {
+  const Records records = {stored(3, L"a", "x"), stored(1, L"b", "x"), stored(2, L"c", "x")};
+  writeIndex(records);
+  EXPECT_TRUE(store_.deleteRecord(dir_, 1, &error_));
+  EXPECT_EQ(error_, "untouched");
+  EXPECT_FALSE(pathExists(records[1].storedPath));
+  EXPECT_TRUE(pathExists(records[0].storedPath));
+  EXPECT_EQ(readFile(index_), formatQuarantineIndex({records[0], records[2]}));
+}
+
+TEST_F(QuarantineStoreTest, DeleteRemovesTheRecordOfAFileThatCannotBeDeleted) {
+  const QuarantineRecord record = stored(1, L"a", "x");
+  writeIndex({record});
+  const UniqueHandle held = lock(record.storedPath);
+  ASSERT_TRUE(held);
+  EXPECT_TRUE(store_.deleteRecord(dir_, 1, &error_));
+  EXPECT_EQ(error_, "untouched");
+  EXPECT_TRUE(pathExists(record.storedPath));
+  EXPECT_EQ(readFile(index_), kEmptyIndex);
+}
+
+TEST_F(QuarantineStoreTest, DeleteRemovesTheRecordOfAFileThatIsGone) {
+  Records records = {stored(1, L"a", "x"), stored(2, L"b", "x")};
+  ASSERT_TRUE(::DeleteFileW(records[0].storedPath.c_str()));
+  records[1].storedPath.clear();
+  writeIndex(records);
+  EXPECT_TRUE(store_.deleteRecord(dir_, 1, nullptr));
+  EXPECT_TRUE(store_.deleteRecord(dir_, 2, nullptr));
+  EXPECT_EQ(readFile(index_), kEmptyIndex);
+}
+
+TEST_F(QuarantineStoreTest, DeleteErasesAReadOnlyFile) {
+  const QuarantineRecord record = stored(1, L"a", "x");
+  writeIndex({record});
+  ASSERT_TRUE(::SetFileAttributesW(record.storedPath.c_str(), FILE_ATTRIBUTE_READONLY));
+  EXPECT_TRUE(store_.deleteRecord(dir_, 1, nullptr));
+  EXPECT_FALSE(pathExists(record.storedPath));
+}
+
+// --- the index as others leave it ---
+
+TEST_F(QuarantineStoreTest, ABlockWithIdZeroDisappearsOnTheNextWrite) {
+  const QuarantineRecord kept = stored(2, L"b", "x");
+  writeFile(index_, "KORVELQUARANTINE/1\nID=0\nNAME=a\n\n" + formatQuarantineIndex({kept}));
+  const QuarantineRecord added = add(folder_.write(L"a.exe", "x"));
+  EXPECT_EQ(readFile(index_), formatQuarantineIndex({kept, added}));
+}
+
+TEST_F(QuarantineStoreTest, ThreadsShareOneStoreWithoutLosingRecords) {
+  constexpr int kThreads = 4;
+  constexpr int kFilesEach = 12;
+  for (int i = 0; i < kThreads * kFilesEach; ++i) folder_.write(L"f" + std::to_wstring(i), std::to_string(i));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([this, t] {
+      for (int i = t * kFilesEach; i < (t + 1) * kFilesEach; ++i) add(folder_.at(L"f" + std::to_wstring(i)));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const Records records = list();
+  EXPECT_EQ(records.size(), static_cast<size_t>(kThreads * kFilesEach));
+  for (const QuarantineRecord& record : records) {
+    EXPECT_TRUE(record.storedFileExists);
+    EXPECT_EQ(L"f" + toWide(readFile(record.storedPath)), record.name);
+  }
+}
+
+}  // namespace
+}  // namespace korvel
