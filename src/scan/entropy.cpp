@@ -4,6 +4,7 @@
 #include "scan/entropy.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <deque>
@@ -15,8 +16,6 @@ namespace {
 // A sweep keeps at most one snapshot of 1 KiB per range, so 16 MiB. Headers that ask for more ranges than
 // this are served in batches; there can be 65,535 sections, so four sweeps are the most.
 constexpr size_t kRangesPerSweep = 16'384;
-
-constexpr size_t kLanesFromBytes = 4'096;  // below, clearing and adding four tables costs more than it saves
 
 /// log2 of a positive integer below 2^40, to the last bits of a double and exact for powers of two. The C
 /// library of the Windows build takes it from the x87 unit, five times as long, and a scan needs some
@@ -65,6 +64,9 @@ struct OpenRange {
 };
 
 class Sweep {
+  // The low halves of the counts: enough for the difference over less than 4 GiB, at half the memory.
+  using Snapshot = std::array<uint32_t, 256>;
+
  public:
   explicit Sweep(ByteView bytes) : bytes_(bytes) {}
 
@@ -75,7 +77,8 @@ class Sweep {
   }
 
   void advanceTo(uint64_t position) {
-    addToHistogram(bytes_.clipped(position_, position - position_), running_);
+    const ByteView passed = bytes_.clipped(position_, position - position_);
+    hash::countBytes(passed.data(), passed.size(), running_);
     position_ = position;
   }
 
@@ -87,27 +90,29 @@ class Sweep {
     }
     const size_t slot = freeSlots_.back();
     freeSlots_.pop_back();
-    snapshots_[slot] = running_;
+    std::transform(running_.begin(), running_.end(), snapshots_[slot].begin(),
+                   [](uint64_t count) { return static_cast<uint32_t>(count); });
     return slot;
   }
 
   /// The entropy of the bytes between the snapshot and the present position.
   double entropySince(size_t slot) const {
-    ByteHistogram between;
-    for (size_t value = 0; value < between.size(); ++value)
-      between[value] = running_[value] - snapshots_[slot][value];
+    hash::ByteCounts between;
+    for (size_t value = 0; value < between.size(); ++value) {
+      between[value] = static_cast<uint32_t>(running_[value]) - snapshots_[slot][value];
+    }
     return shannonEntropy(between);
   }
 
   void releaseSnapshot(size_t slot) { freeSlots_.push_back(slot); }
 
-  const ByteHistogram& running() const { return running_; }
+  const hash::ByteCounts& running() const { return running_; }
 
  private:
   const ByteView bytes_;
   uint64_t position_ = 0;
-  ByteHistogram running_{};
-  std::deque<ByteHistogram> snapshots_;  // grows without moving them
+  hash::ByteCounts running_{};
+  std::deque<Snapshot> snapshots_;  // grows without moving them
   std::vector<size_t> freeSlots_;
 };
 
@@ -143,37 +148,16 @@ void sweepBatch(Sweep& sweep, std::span<const OpenRange> batch, std::vector<doub
 
 }  // namespace
 
-void addToHistogram(ByteView bytes, ByteHistogram& counts) {
-  const uint8_t* const data = bytes.data();
-  const size_t size = bytes.size();
-  size_t at = 0;
-  if (size >= kLanesFromBytes) {
-    // Equal neighbours, as in runs of zero bytes, would each wait for the count before; four tables keep
-    // apart.
-    uint32_t lanes[4][256] = {};
-    for (; at + 4 <= size; at += 4) {
-      ++lanes[0][data[at]];
-      ++lanes[1][data[at + 1]];
-      ++lanes[2][data[at + 2]];
-      ++lanes[3][data[at + 3]];
-    }
-    for (size_t value = 0; value < counts.size(); ++value) {
-      counts[value] += lanes[0][value] + lanes[1][value] + lanes[2][value] + lanes[3][value];
-    }
-  }
-  for (; at < size; ++at) ++counts[data[at]];
-}
-
-double shannonEntropy(const ByteHistogram& counts) {
+double shannonEntropy(const hash::ByteCounts& counts) {
   uint64_t total = 0;
-  for (const uint32_t count : counts) total += count;
+  for (const uint64_t count : counts) total += count;
   if (total == 0) return 0.0;
   // p * -log2(p) of each value, times the total.
   const IntegerLog2& log2 = integerLog2();
   const double log2OfTotal = log2(total);
   double weighted = 0.0;
-  for (const uint32_t count : counts) {
-    if (count != 0) weighted += count * (log2OfTotal - log2(count));
+  for (const uint64_t count : counts) {
+    if (count != 0) weighted += static_cast<double>(count) * (log2OfTotal - log2(count));
   }
   return weighted / static_cast<double>(total);
 }

@@ -1,22 +1,17 @@
 // Shannon entropy in bits per byte: 0 for one repeated byte, 8 for evenly spread ones. Pure and thread-safe.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
 
 #include "base/byte_view.h"
+#include "scan/hash/byte_histogram.h"
 
 namespace korvel {
 
-/// How often each byte value occurs, in fewer than 2^32 bytes.
-using ByteHistogram = std::array<uint32_t, 256>;
-
-void addToHistogram(ByteView bytes, ByteHistogram& counts);
-
-/// Minus the sum over the non-empty bins of p * log2(p); 0 for an empty histogram.
-double shannonEntropy(const ByteHistogram& counts);
+/// Minus the sum over the non-empty bins of p * log2(p); 0 for an empty histogram. Of fewer than 2^40 bytes.
+double shannonEntropy(const hash::ByteCounts& counts);
 
 /// Part of a buffer. What lies outside the buffer does not count.
 struct ByteRange {
@@ -30,7 +25,8 @@ struct BufferEntropies {
 };
 
 /// The entropies of a buffer and of parts of it, which may overlap in any way: each byte is counted once for
-/// all of them together, a few times for tens of thousands of ranges. Uses at most about 20 MiB.
+/// all of them together, a few times for tens of thousands of ranges. Uses at most about 20 MiB. Buffers of
+/// less than 4 GiB.
 BufferEntropies measureEntropies(ByteView bytes, std::span<const ByteRange> ranges);
 
 }  // namespace korvel

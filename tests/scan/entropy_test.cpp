@@ -14,8 +14,8 @@ using test::cyclingBytes;
 using test::noiseBytes;
 
 double entropyOf(ByteView bytes) {
-  ByteHistogram counts{};
-  addToHistogram(bytes, counts);
+  hash::ByteCounts counts{};
+  hash::countBytes(bytes.data(), bytes.size(), counts);
   return shannonEntropy(counts);
 }
 
@@ -50,16 +50,17 @@ TEST(ShannonEntropy, WeighsUnevenBytes) {
 TEST(ShannonEntropy, AgreesWithItsDefinitionForCountsOfEverySize) {
   uint32_t state = 1;
   for (int round = 0; round < 200; ++round) {
-    ByteHistogram counts{};
+    hash::ByteCounts counts{};
     double total = 0.0;
-    for (uint32_t& count : counts) {
+    for (uint64_t& count : counts) {
       state = state * 1664525 + 1013904223;
       count = round == 0 ? 16'777'215 : state >> (state >> 16) % 32 >> 6;  // up to 2^26, small ones as often
-      total += count;
+      total += static_cast<double>(count);
     }
     double expected = 0.0;
-    for (const uint32_t count : counts) {
-      if (count != 0) expected -= count / total * std::log2(count / total);
+    for (const uint64_t bin : counts) {
+      const auto count = static_cast<double>(bin);
+      if (bin != 0) expected -= count / total * std::log2(count / total);
     }
     EXPECT_NEAR(shannonEntropy(counts), expected, 1e-13);
   }
