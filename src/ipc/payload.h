@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "base/byte_view.h"
 
@@ -42,6 +44,9 @@ class PayloadReader {
   size_t remaining() const { return view_.size() - position_; }
 
  private:
+  /// The bytes of a length-prefixed text, inside the payload; empty on failure.
+  std::string_view takeText();
+
   ByteView view_;
   size_t position_ = 0;
   bool ok_ = true;

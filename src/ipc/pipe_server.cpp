@@ -1,0 +1,104 @@
+#include "ipc/pipe_server.h"
+
+#include <string>
+
+#include "base/unique_resource.h"
+#include "ipc/pipe_io.h"
+#include "ipc/request_dispatcher.h"
+#include "service/runtime/log.h"
+#include "service/runtime/stop_signal.h"
+
+namespace korvel::ipc {
+namespace {
+
+constexpr DWORD kOpenMode = PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED;
+constexpr DWORD kCreateRetryMs = 1000;
+
+void logFailure(const char* call, DWORD code) {
+  Log::instance().write(kLogError, std::string(call) + " failed, win32=" + std::to_string(code));
+}
+
+enum class Accepted {
+  kConnected,
+  kFailed,  ///< this instance is of no use any more
+  kStopped,
+};
+
+/// Waits for a client on one instance of the pipe, or for the stop.
+Accepted acceptClient(HANDLE pipe, HANDLE connectEvent, HANDLE stopEvent, const PipeSystem& system) {
+  OVERLAPPED overlapped{};
+  overlapped.hEvent = connectEvent;
+  if (system.connectNamedPipe(pipe, &overlapped)) return Accepted::kConnected;
+  const DWORD code = ::GetLastError();
+  if (code == ERROR_PIPE_CONNECTED) return Accepted::kConnected;  // came before the call
+  if (code != ERROR_IO_PENDING) {
+    logFailure("ConnectNamedPipe", code);
+    return Accepted::kFailed;
+  }
+  DWORD transferred = 0;
+  if (system.waitForEither(connectEvent, stopEvent) == WAIT_OBJECT_0) {
+    return system.getOverlappedResult(pipe, &overlapped, &transferred, /*wait=*/FALSE) ? Accepted::kConnected
+                                                                                       : Accepted::kFailed;
+  }
+  ::CancelIo(pipe);
+  (void)system.getOverlappedResult(pipe, &overlapped, &transferred, /*wait=*/TRUE);
+  return Accepted::kStopped;
+}
+
+DWORD WINAPI flushPipe(void* pipe) {
+  (void)::FlushFileBuffers(pipe);
+  return 0;
+}
+
+/// Hangs up once the client has read everything, has gone, or the grace is over. Flushing waits for the
+/// reader without a limit of its own, so it happens on a helper thread that the disconnection releases.
+void disconnectClient(HANDLE pipe) {
+  UniqueHandle flusher;
+  const bool clientGone = !::PeekNamedPipe(pipe, /*buffer=*/nullptr, 0, nullptr, nullptr, nullptr);
+  if (!clientGone) {
+    flusher.reset(
+        ::CreateThread(/*security=*/nullptr, /*stackBytes=*/0, flushPipe, pipe, /*flags=*/0, nullptr));
+  }
+  if (flusher) ::WaitForSingleObject(flusher.get(), kLastReplyGraceMs);
+  ::DisconnectNamedPipe(pipe);
+  if (flusher) ::WaitForSingleObject(flusher.get(), INFINITE);
+}
+
+/// One connection from its first frame to the disconnection.
+void serveClient(HANDLE pipe) {
+  serviceLog("client connected");
+  handleClient(pipe);
+  disconnectClient(pipe);
+  serviceLog("client disconnected");
+}
+
+}  // namespace
+
+void runPipeServer(const PipeSystem& system) {
+  const StopSignal& stop = StopSignal::process();
+  UniqueHandle pipe;
+  while (!stop.requested()) {
+    if (!pipe) pipe.reset(createServerPipe(kOpenMode, system));
+    if (!pipe) {
+      logFailure("CreateNamedPipe", ::GetLastError());
+      system.sleep(kCreateRetryMs);
+      continue;
+    }
+    const UniqueHandle connectEvent(system.createEvent());
+    if (!connectEvent) return;
+    switch (acceptClient(pipe.get(), connectEvent.get(), stop.event(), system)) {
+      case Accepted::kStopped:
+        return;
+      case Accepted::kFailed:
+        pipe.reset();
+        break;
+      case Accepted::kConnected:
+        serveClient(pipe.get());
+        // The next instance comes first, so that the pipe never ceases to exist between two clients.
+        if (!stop.requested()) pipe.reset(createServerPipe(kOpenMode, system));
+        break;
+    }
+  }
+}
+
+}  // namespace korvel::ipc
