@@ -1,0 +1,253 @@
+// The failures that no real pipe shows on demand: each system call of a transfer fails in turn.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "ipc/frame.h"
+#include "ipc/pipe_fixture.h"
+#include "ipc/pipe_io.h"
+#include "ipc/wire.h"
+
+namespace korvel::ipc {
+namespace {
+
+using test::ConnectedPipe;
+
+/// The real calls, counted, one of which the test replaces.
+class PipeFaults : public testing::Test {
+ protected:
+  void SetUp() override { chunkSizes.clear(); }
+
+  bool readBytes(size_t n) {
+    buffer_.assign(n, '\0');
+    ::SetLastError(ERROR_SUCCESS);
+    return readExact(pipe_.server(), buffer_.data(), n, pipe_.stopEvent(), &error_, calls_);
+  }
+  bool writeBytes(size_t n) {
+    buffer_.assign(n, 'x');
+    ::SetLastError(ERROR_SUCCESS);
+    return writeExact(pipe_.server(), buffer_.data(), n, pipe_.stopEvent(), &error_, calls_);
+  }
+
+  static std::vector<DWORD> chunkSizes;
+
+  ConnectedPipe pipe_;
+  PipeSystem calls_ = PipeSystem::windows();
+  std::string buffer_;
+  std::string error_;
+};
+std::vector<DWORD> PipeFaults::chunkSizes;
+
+HANDLE noEvent() {
+  ::SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+  return nullptr;
+}
+BOOL readDenied(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*) {
+  ::SetLastError(ERROR_ACCESS_DENIED);
+  return FALSE;
+}
+BOOL writeDenied(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
+  ::SetLastError(ERROR_ACCESS_DENIED);
+  return FALSE;
+}
+BOOL resultFails(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait) {
+  (void)PipeSystem::windows().getOverlappedResult(pipe, overlapped, transferred, wait);
+  ::SetLastError(ERROR_CRC);
+  return FALSE;
+}
+BOOL resultAborted(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait) {
+  (void)PipeSystem::windows().getOverlappedResult(pipe, overlapped, transferred, wait);
+  ::SetLastError(ERROR_OPERATION_ABORTED);
+  return FALSE;
+}
+BOOL resultOfNoBytes(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait) {
+  (void)PipeSystem::windows().getOverlappedResult(pipe, overlapped, transferred, wait);
+  *transferred = 0;
+  return TRUE;
+}
+DWORD waitFails(HANDLE, HANDLE) {
+  ::SetLastError(ERROR_INVALID_HANDLE);
+  return WAIT_FAILED;
+}
+DWORD waitAbandoned(HANDLE, HANDLE) { return WAIT_ABANDONED_0; }
+
+TEST_F(PipeFaults, NothingToTransferSucceedsWithoutACall) {
+  calls_.createEvent = noEvent;
+  EXPECT_TRUE(readBytes(0));
+  EXPECT_TRUE(writeBytes(0));
+}
+
+TEST_F(PipeFaults, NoEvent) {
+  calls_.createEvent = noEvent;
+  EXPECT_FALSE(readBytes(1));
+  EXPECT_EQ(::GetLastError(), 1450u);
+  EXPECT_EQ(error_, "CreateEvent failed (win32=1450)");
+  error_.clear();
+  EXPECT_FALSE(writeBytes(1));
+  EXPECT_EQ(::GetLastError(), 1450u);
+  EXPECT_EQ(error_, "CreateEvent failed (win32=1450)");
+}
+
+TEST_F(PipeFaults, TransferThatCannotBeStarted) {
+  calls_.readFile = readDenied;
+  calls_.writeFile = writeDenied;
+  EXPECT_FALSE(readBytes(1));
+  EXPECT_EQ(::GetLastError(), 5u);
+  EXPECT_EQ(error_, "ReadFile failed (win32=5)");
+  EXPECT_FALSE(writeBytes(1));
+  EXPECT_EQ(::GetLastError(), 5u);
+  EXPECT_EQ(error_, "WriteFile failed (win32=5)");
+}
+
+TEST_F(PipeFaults, WaitThatFailsKeepsItsCodeAndLeavesNothingPending) {
+  calls_.waitForEither = waitFails;
+  EXPECT_FALSE(readBytes(1));
+  EXPECT_EQ(::GetLastError(), 6u);
+  EXPECT_EQ(error_, "ReadFile failed (win32=6)");
+  // A read left behind would swallow this byte.
+  calls_ = PipeSystem::windows();
+  test::send(pipe_.client(), "y");
+  EXPECT_TRUE(readBytes(1));
+  EXPECT_EQ(buffer_, "y");
+}
+
+TEST_F(PipeFaults, WaitThatEndsInAnyOtherWayIsError31) {
+  calls_.waitForEither = waitAbandoned;
+  EXPECT_FALSE(readBytes(1));
+  EXPECT_EQ(::GetLastError(), 31u);
+  EXPECT_EQ(error_, "ReadFile failed (win32=31)");
+  EXPECT_FALSE(writeBytes(1));
+  EXPECT_EQ(::GetLastError(), 31u);
+  EXPECT_EQ(error_, "WriteFile failed (win32=31)");
+}
+
+TEST_F(PipeFaults, ResultThatFails) {
+  calls_.getOverlappedResult = resultFails;
+  test::send(pipe_.client(), "y");
+  EXPECT_FALSE(readBytes(1));
+  EXPECT_EQ(::GetLastError(), 23u);
+  EXPECT_EQ(error_, "ReadFile failed (win32=23)");
+  EXPECT_FALSE(writeBytes(1));
+  EXPECT_EQ(::GetLastError(), 23u);
+  EXPECT_EQ(error_, "WriteFile failed (win32=23)");
+}
+
+TEST_F(PipeFaults, ATransferAbortedByWhomeverCountsAsStopping) {
+  calls_.getOverlappedResult = resultAborted;
+  EXPECT_FALSE(writeBytes(1));
+  EXPECT_EQ(::GetLastError(), 995u);
+  EXPECT_EQ(error_, "stopping");
+}
+
+TEST_F(PipeFaults, ChunkOfNoBytesIsAPlainClosedConnection) {
+  calls_.getOverlappedResult = resultOfNoBytes;
+  test::send(pipe_.client(), "y");
+  EXPECT_FALSE(readBytes(1));
+  EXPECT_EQ(error_, "connection closed");
+  error_.clear();
+  EXPECT_FALSE(writeBytes(1));
+  EXPECT_EQ(error_, "connection closed");
+}
+
+TEST_F(PipeFaults, TheErrorTextIsOptional) {
+  calls_.readFile = readDenied;
+  char byte = 0;
+  EXPECT_FALSE(readExact(pipe_.server(), &byte, 1, pipe_.stopEvent(), nullptr, calls_));
+  EXPECT_EQ(::GetLastError(), 5u);
+}
+
+TEST_F(PipeFaults, TransfersGoInChunksOfAtMostSixtyFourKibibytes) {
+  calls_.writeFile = [](HANDLE pipe, const void* buffer, DWORD bytes, DWORD* transferred,
+                        OVERLAPPED* overlapped) {
+    chunkSizes.push_back(bytes);
+    return PipeSystem::windows().writeFile(pipe, buffer, bytes, transferred, overlapped);
+  };
+  std::string received;
+  std::thread client([&] { received = test::receive(pipe_.client(), 2 * 65'536 + 1); });
+  EXPECT_TRUE(writeBytes(2 * 65'536 + 1)) << error_;
+  client.join();
+  EXPECT_EQ(chunkSizes, (std::vector<DWORD>{65'536, 65'536, 1}));
+  EXPECT_EQ(received, buffer_);
+}
+
+TEST_F(PipeFaults, ASignalledStopEndsTheWaitButNotAChunkThatIsComplete) {
+  pipe_.stop();
+  test::send(pipe_.client(), "y");
+  EXPECT_TRUE(readBytes(1)) << error_;
+  EXPECT_FALSE(readBytes(1));
+  EXPECT_EQ(error_, "stopping");
+}
+
+// The client's synchronous exchange, with a scripted system instead of a service.
+
+struct Exchange {
+  bool ok = false;
+  std::string error;
+};
+
+Exchange exchange(const PipeSystem& calls) {
+  Exchange result;
+  uint32_t opcode = 0;
+  std::string reply;
+  ::SetLastError(ERROR_SUCCESS);
+  result.ok = transact(nullptr, 2, "request", &opcode, &reply, &result.error, calls);
+  return result;
+}
+
+BOOL writeAll(HANDLE, const void*, DWORD bytes, DWORD* transferred, OVERLAPPED*) {
+  *transferred = bytes;
+  return TRUE;
+}
+
+TEST(TransactFaults, WriteThatFailsOrWritesNothing) {
+  PipeSystem calls = PipeSystem::windows();
+  calls.writeFile = writeDenied;
+  EXPECT_EQ(exchange(calls).error, "WriteFile failed (win32=5)");
+  calls.writeFile = [](HANDLE, const void*, DWORD, DWORD* transferred, OVERLAPPED*) -> BOOL {
+    *transferred = 0;
+    ::SetLastError(ERROR_DISK_FULL);
+    return TRUE;
+  };
+  EXPECT_EQ(exchange(calls).error, "WriteFile failed (win32=112)");
+}
+
+TEST(TransactFaults, PayloadIsWrittenAfterTheHeaderAndFailsAlike) {
+  PipeSystem calls = PipeSystem::windows();
+  calls.writeFile = [](HANDLE, const void*, DWORD bytes, DWORD* transferred, OVERLAPPED*) -> BOOL {
+    *transferred = bytes;
+    ::SetLastError(ERROR_NO_DATA);
+    return bytes == kFrameHeaderBytes;
+  };
+  EXPECT_EQ(exchange(calls).error, "WriteFile failed (win32=232)");
+}
+
+TEST(TransactFaults, ReadThatFailsWithBytesIsAFailedRead) {
+  PipeSystem calls = PipeSystem::windows();
+  calls.writeFile = writeAll;
+  calls.readFile = [](HANDLE, void*, DWORD, DWORD* transferred, OVERLAPPED*) -> BOOL {
+    *transferred = 3;
+    ::SetLastError(ERROR_CRC);
+    return FALSE;
+  };
+  EXPECT_EQ(exchange(calls).error, "ReadFile failed (win32=23)");
+}
+
+TEST(TransactFaults, ReadWithoutBytesIsAClosedConnectionWhetherItFailsOrNot) {
+  PipeSystem calls = PipeSystem::windows();
+  calls.writeFile = writeAll;
+  calls.readFile = [](HANDLE, void*, DWORD, DWORD* transferred, OVERLAPPED*) -> BOOL {
+    *transferred = 0;
+    ::SetLastError(ERROR_BROKEN_PIPE);
+    return FALSE;
+  };
+  EXPECT_EQ(exchange(calls).error, "connection closed (win32=109)");
+  calls.readFile = [](HANDLE, void*, DWORD, DWORD* transferred, OVERLAPPED*) -> BOOL {
+    *transferred = 0;
+    ::SetLastError(ERROR_HANDLE_EOF);
+    return TRUE;
+  };
+  EXPECT_EQ(exchange(calls).error, "connection closed (win32=38)");
+}
+
+}  // namespace
+}  // namespace korvel::ipc
