@@ -1,0 +1,46 @@
+# What every script shares: where the tree is, how a stage is announced, how a build is run. Source it first.
+set -euo pipefail
+
+KORVEL_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+KORVEL_BUILD=$KORVEL_ROOT/build
+KORVEL_LOGS=$KORVEL_BUILD/logs
+mkdir -p "$KORVEL_LOGS"
+export PYTHONDONTWRITEBYTECODE=1
+# The compiler cache stays inside the checkout too, unless the user has one of their own.
+export CCACHE_DIR=${CCACHE_DIR:-$KORVEL_BUILD/ccache}
+
+# stage TEXT: says what happens next, with the seconds since the script began.
+stage() { printf '[%3d s] %s\n' "$SECONDS" "$*" >&2; }
+say() { printf '        %s\n' "$*" >&2; }
+die() {
+  printf 'error: %s\n' "$*" >&2
+  exit 1
+}
+
+# quietly LOG COMMAND...: keeps the output in LOG and shows its end only when the command fails.
+quietly() {
+  local log=$1
+  shift
+  local status=0
+  "$@" >"$log" 2>&1 || status=$?
+  if ((status == 0)); then return 0; fi
+  tail -n 60 "$log" >&2
+  printf 'error: this failed: %s\n       the whole output is in %s\n' "$*" "$log" >&2
+  return "$status"
+}
+
+# build PRESET [TARGET...]: configures build/PRESET when needed and builds the targets (everything without any).
+# Two scripts never build the same folder at once.
+build() {
+  local preset=$1
+  shift
+  local targets=()
+  if (($# > 0)); then targets=(--target "$@"); fi
+  (
+    cd "$KORVEL_ROOT" &&
+      exec 8>"$KORVEL_BUILD/$preset.lock" &&
+      flock 8 &&
+      quietly "$KORVEL_LOGS/configure-$preset.log" cmake --preset "$preset" 8>&- &&
+      quietly "$KORVEL_LOGS/build-$preset.log" cmake --build "build/$preset" "${targets[@]}" 8>&-
+  ) || die "the $preset build failed"
+}

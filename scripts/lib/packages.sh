@@ -1,0 +1,69 @@
+# The Debian packages that building, running and testing need, and how missing ones get installed.
+
+KORVEL_PACKAGES=(
+  g++-mingw-w64-x86-64-posix # the compiler of the product: GCC for 64-bit Windows with POSIX threads
+  cmake                      # describes the builds
+  ninja-build                # runs them
+  ccache                     # makes repeated builds quick
+  wine                       # runs the product on this machine: the commands
+  wine64                     # ... and its 64-bit loader
+  python3                    # checks of the tree, the tally of the tests
+  googletest                 # the sources that the test programs are built with
+  clang                      # the native build and the second opinion on the product's sources
+  libclang-rt-14-dev         # the run-time of the sanitizers and of the fuzzer
+  clang-format               # keeps the sources in one layout
+  clang-tidy                 # lint
+  libcli11-dev               # korvelctl: command line
+  nlohmann-json3-dev         # korvelctl: JSON output
+  libbenchmark-dev           # the benchmarks of the pure half
+  python3-pefile             # an independent PE reader, to compare the analysis with
+  faketime                   # tests that need another time of day
+  openssl                    # tests that need certificates
+)
+
+# Prints the packages that are not installed, one a line. Asks dpkg once and nothing else.
+missing_packages() {
+  if ! command -v dpkg-query >/dev/null; then
+    printf '%s\n' "${KORVEL_PACKAGES[@]}"
+    return
+  fi
+  local installed
+  installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${KORVEL_PACKAGES[@]}" 2>/dev/null |
+    sed -n 's/^installed //p' || true)
+  local package
+  for package in "${KORVEL_PACKAGES[@]}"; do
+    if ! grep -qxF -e "$package" <<<"$installed"; then printf '%s\n' "$package"; fi
+  done
+}
+
+# Sets AS_ROOT to the command prefix that makes a command run as root; false when there is no way.
+find_root() {
+  AS_ROOT=()
+  if ((EUID == 0)); then return 0; fi
+  command -v sudo >/dev/null || return 1
+  AS_ROOT=(sudo)
+  if sudo -n true 2>/dev/null; then return 0; fi
+  [[ -t 0 ]] # sudo can ask for the password only at a terminal
+}
+
+# Installs what is missing; does nothing, quickly, when nothing is.
+ensure_packages() {
+  local missing
+  mapfile -t missing < <(missing_packages)
+  if ((${#missing[@]} == 0)); then return 0; fi
+
+  if ! command -v apt-get >/dev/null; then
+    die "this is not a Debian system. Please provide what these Debian 12 packages hold: ${missing[*]}"
+  fi
+  if ! find_root; then
+    die "packages are missing, and there is neither root nor a usable sudo here. Please ask an administrator to run
+       apt-get install --no-install-recommends ${missing[*]}"
+  fi
+  stage "installing ${#missing[@]} Debian packages: ${missing[*]}"
+  local log=$KORVEL_LOGS/packages.log
+  quietly "$log" "${AS_ROOT[@]}" apt-get update || die "apt-get update failed"
+  quietly "$log" "${AS_ROOT[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
+    "${missing[@]}" || die "apt-get install failed"
+  mapfile -t missing < <(missing_packages)
+  if ((${#missing[@]} > 0)); then die "still missing after the installation: ${missing[*]}"; fi
+}
