@@ -1,0 +1,141 @@
+#include "korvelctl/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+#include "korvelctl/exit_codes.h"
+#include "korvelctl/settings_list.h"
+
+namespace korvel::ctl {
+namespace {
+
+constexpr const char* kVersionText = "korvelctl 1.2.0";
+constexpr const char* kDescription = "Asks and tells the KORVEL protection service through its control pipe.";
+constexpr const char* kFooter =
+    "Exit codes: 0 done, nothing found; 1 threats found; 2 refused or failed;\n"
+    "3 service not reachable; 4 protocol trouble; 64 wrong usage.";
+
+/// The command line's grammar over one Command that it fills in.
+class Grammar {
+ public:
+  Grammar() : app_(kDescription, "korvelctl") {
+    app_.footer(kFooter);
+    app_.set_version_flag("--version", kVersionText);
+    app_.require_subcommand(1);
+    app_.fallthrough();  // --json may stand behind the command
+    app_.add_flag("--json", command_.json, "Print JSON instead of text");
+    addPlain(app_, "status", "Show what the service does", Action::kStatus);
+    addPlain(app_, "ping", "Ask whether the service answers", Action::kPing);
+    addScan();
+    addThreats();
+    addQuarantine();
+    addConfig();
+    addPlain(app_, "reload", "Load the signature files anew", Action::kReload);
+    addPlain(app_, "cancel", "End the running scan", Action::kCancel);
+    addPlain(app_, "stop", "Stop the service", Action::kStop);
+  }
+
+  std::variant<Command, Notice> parse(std::vector<std::string> arguments) {
+    std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the back
+    try {
+      app_.parse(std::move(arguments));
+      finishScan();
+    } catch (const CLI::ParseError& problem) {
+      std::ostringstream text;
+      const int code = app_.exit(problem, text, text);
+      return Notice{code == 0 ? kExitNothingFound : kExitUsage, text.str()};
+    }
+    return command_;
+  }
+
+ private:
+  CLI::App* addPlain(CLI::App& parent, const std::string& name, const std::string& help, Action action) {
+    CLI::App* sub = parent.add_subcommand(name, help);
+    sub->fallthrough();
+    sub->callback([this, action] { command_.action = action; });
+    return sub;
+  }
+
+  CLI::App* addGroup(const std::string& name, const std::string& help) {
+    CLI::App* group = app_.add_subcommand(name, help);
+    group->fallthrough();
+    group->require_subcommand(0, 1);
+    return group;
+  }
+
+  void addScan() {
+    CLI::App* scan = addPlain(app_, "scan", "Scan and wait for the result", Action::kScan);
+    scan->add_option("TARGET", targets_, "quick, full, or folders to scan with everything below them")
+        ->required();
+    const std::map<std::string, ProgressStyle> styles = {{"auto", ProgressStyle::kAuto},
+                                                         {"bar", ProgressStyle::kBar},
+                                                         {"lines", ProgressStyle::kLines},
+                                                         {"none", ProgressStyle::kNone}};
+    scan->add_option("--progress", command_.progress, "How to show progress on the error output")
+        ->transform(CLI::CheckedTransformer(styles));
+  }
+
+  void addThreats() {
+    CLI::App* group = addGroup("threats", "List what the last scan found, or act on it");
+    group->callback([this, group] {
+      if (group->get_subcommands().empty()) command_.action = Action::kListThreats;
+    });
+    addNumbers(addPlain(*group, "quarantine", "Move files into quarantine", Action::kQuarantineThreats), "N",
+               "Number in the list of threats");
+    addNumbers(addPlain(*group, "delete", "Delete files for good", Action::kDeleteThreats), "N",
+               "Number in the list of threats");
+  }
+
+  void addQuarantine() {
+    CLI::App* group = addGroup("quarantine", "Look into the quarantine");
+    group->require_subcommand(1);
+    addPlain(*group, "list", "List the quarantined files", Action::kListQuarantine);
+    addNumbers(addPlain(*group, "restore", "Put files back where they were", Action::kRestoreQuarantined),
+               "ID", "Id in the list of quarantined files");
+    addNumbers(addPlain(*group, "delete", "Delete quarantined files for good", Action::kDeleteQuarantined),
+               "ID", "Id in the list of quarantined files");
+  }
+
+  void addConfig() {
+    CLI::App* group = addGroup("config", "Look at the service's settings");
+    group->require_subcommand(1);
+    addPlain(*group, "list", "List every setting the service tells", Action::kListConfig);
+    addPlain(*group, "get", "Show one setting", Action::kGetConfig)
+        ->add_option("KEY", command_.key, "Name of the setting")
+        ->required()
+        ->check(CLI::IsMember(settingKeys()));
+  }
+
+  void addNumbers(CLI::App* sub, const std::string& name, const std::string& help) {
+    sub->add_option(name, command_.numbers, help)->required()->check(CLI::PositiveNumber);
+  }
+
+  /// The words "quick" and "full" stand alone; everything else is a folder.
+  void finishScan() {
+    if (command_.action != Action::kScan) return;
+    const auto isScope = [](const std::string& word) { return word == "quick" || word == "full"; };
+    if (std::none_of(targets_.begin(), targets_.end(), isScope)) {
+      command_.scope = svc::ScanScope::kCustom;
+      command_.folders = targets_;
+      return;
+    }
+    if (targets_.size() > 1) {
+      throw CLI::ValidationError("TARGET", "quick and full stand alone (a folder of that name is .\\quick)");
+    }
+    command_.scope = targets_.front() == "quick" ? svc::ScanScope::kQuick : svc::ScanScope::kFull;
+  }
+
+  Command command_;
+  std::vector<std::string> targets_;
+  CLI::App app_;
+};
+
+}  // namespace
+
+std::variant<Command, Notice> parseCommandLine(std::vector<std::string> arguments) {
+  return Grammar().parse(std::move(arguments));
+}
+
+}  // namespace korvel::ctl

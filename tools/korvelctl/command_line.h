@@ -1,0 +1,58 @@
+// What korvelctl is asked to do. Pure and thread-safe.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "engine/scan_scope.h"
+
+namespace korvel::ctl {
+
+enum class Action {
+  kStatus,
+  kPing,
+  kScan,
+  kListThreats,
+  kQuarantineThreats,
+  kDeleteThreats,
+  kListQuarantine,
+  kRestoreQuarantined,
+  kDeleteQuarantined,
+  kListConfig,
+  kGetConfig,
+  kReload,
+  kCancel,
+  kStop,
+};
+
+enum class ProgressStyle {
+  kAuto,   ///< a bar on a console, nothing otherwise
+  kBar,    ///< one line, rewritten in place
+  kLines,  ///< a line every few seconds, for a log
+  kNone,
+};
+
+struct Command {
+  Action action = Action::kStatus;
+  bool json = false;
+  svc::ScanScope scope = svc::ScanScope::kQuick;
+  std::vector<std::string> folders;  ///< of a custom scan; as given, UTF-8
+  ProgressStyle progress = ProgressStyle::kAuto;
+  std::vector<uint64_t> numbers;  ///< of threats, counted from 1, or quarantine ids
+  std::string key;                ///< of the setting to show
+
+  bool operator==(const Command&) const = default;
+};
+
+/// Help, the version, or what is wrong with the command line.
+struct Notice {
+  int exitCode = 0;  ///< kExitNothingFound for help and version, kExitUsage otherwise
+  std::string text;  ///< ends in LF
+};
+
+/// `arguments` are those after the program's name, UTF-8.
+std::variant<Command, Notice> parseCommandLine(std::vector<std::string> arguments);
+
+}  // namespace korvel::ctl

@@ -1,0 +1,28 @@
+// The standard output and error output of korvelctl: UTF-8 where redirected, UTF-16 on a console. Not
+// thread-safe.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "base/win.h"
+
+namespace korvel::ctl {
+
+class Output {
+ public:
+  /// STD_OUTPUT_HANDLE or STD_ERROR_HANDLE. A missing handle swallows everything.
+  explicit Output(DWORD standardHandle);
+
+  /// `text` is UTF-8 and printable; lines end in LF.
+  void write(std::string_view text) const;
+  bool isConsole() const { return isConsole_; }
+  /// Characters in a console line that can be filled without wrapping; 79 where there is no console.
+  size_t columns() const;
+
+ private:
+  HANDLE handle_;
+  bool isConsole_;
+};
+
+}  // namespace korvel::ctl

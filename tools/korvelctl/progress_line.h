@@ -1,0 +1,34 @@
+// Progress on the error output while a scan runs: a line rewritten in place, or a line now and then.
+#pragma once
+
+#include <string>
+
+#include "base/win.h"
+#include "korvelctl/command_line.h"
+#include "korvelctl/output.h"
+#include "scan/scan_records.h"
+
+namespace korvel::ctl {
+
+class ProgressLine {
+ public:
+  /// `output` must outlive the object.
+  ProgressLine(const Output& output, ProgressStyle style);
+  ~ProgressLine() { clear(); }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  void show(const ScanProgressInfo& progress);
+  /// Writes a whole line (with its LF) past the progress.
+  void interrupt(const std::string& line);
+  /// Wipes a line that is rewritten in place.
+  void clear();
+
+ private:
+  const Output& output_;
+  ProgressStyle style_;
+  size_t shownColumns_ = 0;   ///< of the line in place
+  ULONGLONG lastLineMs_ = 0;  ///< system tick of the last line of a log
+};
+
+}  // namespace korvel::ctl

@@ -1,0 +1,38 @@
+// What korvelctl shows to a person: the service's records as UTF-8 text. Pure and thread-safe. Every text
+// that comes from files is made printable here. Whole texts end in LF unless stated otherwise.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "config/settings.h"
+#include "engine/engine_status.h"
+#include "engine/threat_record.h"
+#include "remedy/quarantine_record.h"
+#include "scan/scan_records.h"
+
+namespace korvel::ctl {
+
+std::string renderStatus(const svc::EngineStatus& status);
+
+/// A row per threat, numbered from 1 as the commands that act on threats count, with its reasons below it.
+std::string renderThreats(const std::vector<svc::ThreatRecord>& threats);
+
+std::string renderQuarantine(const std::vector<QuarantineRecord>& records);
+
+/// "N files (SIZE) scanned in TIME: N threats, N suspicious, N listed".
+std::string renderSummary(const ScanSummary& summary, size_t listed);
+
+/// One line of exactly or fewer than `columns` characters, without a line end.
+std::string renderProgress(const ScanProgressInfo& progress, size_t columns);
+
+/// The share of the work that is done, 0 to 100, by bytes where they are known and by files otherwise.
+int percentDone(const ScanProgressInfo& progress);
+
+std::string renderBytes(uint64_t bytes);      ///< "512 B", "1.5 KiB", "3.0 GiB"
+std::string renderMilliseconds(uint64_t ms);  ///< "1.5 s", "2 min 5 s"
+std::string renderUtc(uint64_t unixSeconds);  ///< "2025-11-21 15:04:05 UTC"
+
+}  // namespace korvel::ctl

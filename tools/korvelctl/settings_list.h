@@ -1,0 +1,28 @@
+// The settings that travel on the pipe, by the names they have in settings.ini. Pure.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/settings.h"
+
+namespace korvel::ctl {
+
+/// The fifteen keys, in the order of the record on the pipe. UpdateServer is not among them: the service does
+/// not send it.
+const std::vector<std::string>& settingKeys();
+
+/// Booleans as 1 or 0, numbers in decimal, paths in UTF-8: as settings.ini has them. Nothing for a key that
+/// does not travel; keys compare exactly.
+std::optional<std::string> settingText(const Settings& settings, std::string_view key);
+
+/// "Key=value" lines, each ended by LF.
+std::string renderSettings(const Settings& settings);
+
+/// Every key with its value as a JSON boolean, number or string.
+nlohmann::ordered_json settingsJson(const Settings& settings);
+
+}  // namespace korvel::ctl
