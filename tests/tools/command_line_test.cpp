@@ -84,6 +84,9 @@ TEST(CommandLine, ThreatNumbersCountFromOne) {
   EXPECT_EQ(noticeOf({"threats", "quarantine", "0"}).exitCode, kExitUsage);
   EXPECT_EQ(noticeOf({"threats", "quarantine", "-1"}).exitCode, kExitUsage);
   EXPECT_EQ(noticeOf({"threats", "quarantine", "one"}).exitCode, kExitUsage);
+  EXPECT_EQ(noticeOf({"threats", "quarantine", "1x"}).exitCode, kExitUsage);
+  EXPECT_EQ(noticeOf({"threats", "quarantine", "010"}).exitCode, kExitUsage);
+  EXPECT_EQ(noticeOf({"threats", "quarantine", ""}).exitCode, kExitUsage);
   EXPECT_EQ(noticeOf({"threats", "quarantine"}).exitCode, kExitUsage);
 }
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <map>
 #include <sstream>
 
@@ -16,6 +17,16 @@ constexpr const char* kDescription = "Asks and tells the KORVEL protection servi
 constexpr const char* kFooter =
     "Exit codes: 0 done, nothing found; 1 threats found; 2 refused or failed;\n"
     "3 service not reachable; 4 protocol trouble; 64 wrong usage.";
+
+/// What is wrong with `text` as a number from 1 on, empty when nothing is. Stricter than the library, which takes
+/// a leading 0 for octal and a number beyond 64 bits for the largest one.
+std::string wholeNumber(const std::string& text) {
+  uint64_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, problem] = std::from_chars(text.data(), end, number);
+  if (problem == std::errc() && stop == end && text.front() != '0') return {};
+  return "not a number from 1 on: " + text;
+}
 
 /// The command line's grammar over one Command that it fills in.
 class Grammar {
@@ -109,7 +120,7 @@ class Grammar {
   }
 
   void addNumbers(CLI::App* sub, const std::string& name, const std::string& help) {
-    sub->add_option(name, command_.numbers, help)->required()->check(CLI::PositiveNumber);
+    sub->add_option(name, command_.numbers, help)->required()->check(wholeNumber);
   }
 
   /// The words "quick" and "full" stand alone; everything else is a folder.
