@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What every script shares: where the tree is, how a stage is announced, how a build is run. Source it first.
 set -euo pipefail
 
@@ -6,6 +7,9 @@ KORVEL_BUILD=$KORVEL_ROOT/build
 KORVEL_LOGS=$KORVEL_BUILD/logs
 mkdir -p "$KORVEL_LOGS"
 export PYTHONDONTWRITEBYTECODE=1
+# What scripts/run needs of a build.
+# shellcheck disable=SC2034
+KORVEL_PRODUCT=(KorvelService korvelctl make_samples)
 # The compiler cache stays inside the checkout too, unless the user has one of their own.
 export CCACHE_DIR=${CCACHE_DIR:-$KORVEL_BUILD/ccache}
 

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The Debian packages that building, running and testing need, and how missing ones get installed.
 
 KORVEL_PACKAGES=(

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Wine prefixes: one template, made once, and copies of it. Needs common.sh.
 #
 # A fresh prefix reaches into the machine in two ways, and the template has neither: the user folders of a fresh
@@ -6,6 +7,7 @@
 KORVEL_WINE=$KORVEL_BUILD/wine
 KORVEL_TEMPLATE=$KORVEL_WINE/template
 # What a program finds on drive C: once it was installed there with install_product.
+# shellcheck disable=SC2034
 KORVEL_PRODUCT_FOLDER='C:\Program Files\Korvel'
 
 # No display, no chatter, UTF-8 file names; whatever Wine's libraries want to keep stays beside the prefixes.
@@ -73,7 +75,7 @@ in_prefix() {
   shift
   (
     cd "$prefix/drive_c"
-    WINEPREFIX=$prefix exec wine "$@"
+    WINEPREFIX=$prefix exec wine "$@" 7>&- # a lock of the caller
   )
 }
 
@@ -90,4 +92,14 @@ install_product() {
   cp "$bin/KorvelService.exe" "$bin/korvelctl.exe" "$folder/"
   rm -rf "$folder/data"
   cp -r "$bin/data" "$folder/data"
+}
+
+# in_prefix_for SECONDS PREFIX COMMAND...: as in_prefix, ended by force when it takes longer.
+in_prefix_for() {
+  local limit=$1 prefix=$2
+  shift 2
+  (
+    cd "$prefix/drive_c"
+    WINEPREFIX=$prefix exec timeout --foreground -k 10 "$limit" wine "$@" 7>&-
+  )
 }
