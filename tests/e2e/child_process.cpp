@@ -1,0 +1,75 @@
+#include "e2e/child_process.h"
+
+#include <stdexcept>
+
+#include "base/utf.h"
+
+namespace korvel::test {
+namespace {
+
+constexpr UINT kKilledExitCode = 137;
+
+UniqueHandle inheritableFile(const std::wstring& path, DWORD access, DWORD disposition) {
+  SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), /*descriptor=*/nullptr, /*inherit=*/TRUE};
+  UniqueHandle file(::CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit,
+                                  disposition, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr));
+  if (!file) throw std::runtime_error("cannot open " + toUtf8(path));
+  return file;
+}
+
+}  // namespace
+
+void ChildProcess::start(const std::wstring& program, const std::wstring& arguments) {
+  kill();
+  folder_.emplace();
+  const UniqueHandle input = inheritableFile(L"NUL", GENERIC_READ, OPEN_EXISTING);
+  const UniqueHandle output = inheritableFile(folder_->at(L"out"), GENERIC_WRITE, CREATE_ALWAYS);
+  const UniqueHandle errorOutput = inheritableFile(folder_->at(L"err"), GENERIC_WRITE, CREATE_ALWAYS);
+
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = input.get();
+  startup.hStdOutput = output.get();
+  startup.hStdError = errorOutput.get();
+  std::wstring commandLine = L"\"" + program + L"\" " + arguments;
+  PROCESS_INFORMATION info{};
+  if (!::CreateProcessW(program.c_str(), commandLine.data(), /*processSecurity=*/nullptr,
+                        /*threadSecurity=*/nullptr,
+                        /*inheritHandles=*/TRUE, /*flags=*/0, /*environment=*/nullptr, /*directory=*/nullptr,
+                        &startup, &info)) {
+    throw std::runtime_error("cannot start " + toUtf8(program) +
+                             ", win32=" + std::to_string(::GetLastError()));
+  }
+  const UniqueHandle thread(info.hThread);
+  process_.reset(info.hProcess);
+}
+
+bool ChildProcess::running() const { return process_ && !waitForExit(0); }
+
+std::optional<DWORD> ChildProcess::waitForExit(DWORD limitMs) const {
+  DWORD code = 0;
+  if (!process_ || ::WaitForSingleObject(process_.get(), limitMs) != WAIT_OBJECT_0) return std::nullopt;
+  if (!::GetExitCodeProcess(process_.get(), &code)) return std::nullopt;
+  return code;
+}
+
+void ChildProcess::kill() {
+  if (!process_) return;
+  (void)::TerminateProcess(process_.get(), kKilledExitCode);  // fails only when it has ended by itself
+  ::WaitForSingleObject(process_.get(), INFINITE);
+  process_.reset();
+}
+
+std::string ChildProcess::output() const { return readFile(folder_->at(L"out")); }
+std::string ChildProcess::errorOutput() const { return readFile(folder_->at(L"err")); }
+
+Finished runToEnd(const std::wstring& program, const std::wstring& arguments, DWORD limitMs) {
+  ChildProcess process;
+  process.start(program, arguments);
+  const std::optional<DWORD> exitCode = process.waitForExit(limitMs);
+  if (!exitCode) throw std::runtime_error(toUtf8(program) + " " + toUtf8(arguments) + " does not end");
+  return {*exitCode, process.output(), process.errorOutput()};
+}
+
+}  // namespace korvel::test

@@ -1,0 +1,47 @@
+// A program that a test starts, watches and, by its own handle, ends. Not thread-safe.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "base/unique_resource.h"
+#include "support/temp_folder.h"
+
+namespace korvel::test {
+
+class ChildProcess {
+ public:
+  ChildProcess() = default;
+  ~ChildProcess() { kill(); }
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  /// Starts `program` with the text `arguments` behind its name; its standard output and error output go to
+  /// files. Throws when it cannot be started.
+  void start(const std::wstring& program, const std::wstring& arguments);
+
+  bool running() const;
+  /// The exit code, or nothing when the process still runs after `limitMs`.
+  std::optional<DWORD> waitForExit(DWORD limitMs) const;
+  /// Ends the process at once, as a power cut would, and waits until it is gone.
+  void kill();
+
+  /// What it has written so far.
+  std::string output() const;
+  std::string errorOutput() const;
+
+ private:
+  std::optional<TempFolder> folder_;
+  UniqueHandle process_;
+};
+
+struct Finished {
+  DWORD exitCode = 0;
+  std::string output;
+  std::string errorOutput;
+};
+
+/// Runs a program to its end. Throws when that takes longer than `limitMs`.
+Finished runToEnd(const std::wstring& program, const std::wstring& arguments, DWORD limitMs = 60'000);
+
+}  // namespace korvel::test

@@ -1,0 +1,166 @@
+// The run modes from the command line.
+#include "base/utf.h"
+#include "config/data_paths.h"
+#include "e2e/machine.h"
+#include "e2e/service_test.h"
+
+namespace korvel::test {
+namespace {
+
+constexpr char kStartLine[] = "служба запущена в консольном режиме. Ctrl+C для остановки.\r\n";
+constexpr char kUsage[] =
+    "[INF] launch it through the Service Control Manager:\n"
+    "  sc create KorvelService binPath= \"<path>\\KorvelService.exe\" start= auto\n"
+    "  sc start KorvelService\n"
+    "or run it without SCM rights:\n"
+    "  KorvelService.exe --console\n"
+    "diagnostics against a running service:\n"
+    "  KorvelService.exe --ping\n"
+    "  KorvelService.exe --update-check\n"
+    "  KorvelService.exe --fw\n";
+
+std::string unreachablePing() {
+  std::string text;
+  for (const char* attempt : {"1", "2", "3"}) {
+    text += std::string("попытка ") + attempt + ": cannot connect to service pipe (win32=2)\r\n";
+  }
+  return text + "служба не запущена или канал не создан\r\n";
+}
+
+class ConsoleMode : public ServiceTest {};
+
+TEST_F(ConsoleMode, WritesItsStartLineAsUtf8WhereRedirected) {
+  startService();
+  stopService();
+  EXPECT_EQ(service().output(), kStartLine);
+  EXPECT_EQ(service().errorOutput(), "");
+}
+
+TEST_F(ConsoleMode, LogsItsLifeFromStartToStop) {
+  startService();
+  EXPECT_TRUE(logGets("[INF] running in console mode (Ctrl+C to stop)\n"));
+  stopService();
+  const char* const lines[] = {"[INF] KorvelService starting, version 1.2.0\n", "[INF] engine: started\n",
+                               "[INF] running in console mode (Ctrl+C to stop)\n", "[INF] workers stopped\n",
+                               "[INF] stopped\n"};
+  const std::string text = log();
+  size_t at = 0;
+  for (const char* line : lines) {
+    at = text.find(line, at);
+    ASSERT_NE(at, std::string::npos) << line;
+  }
+}
+
+TEST_F(ConsoleMode, LogStartsWithoutAByteOrderMarkAndIsAppendedTo) {
+  writeFile(logPath(), "");
+  startService();
+  stopService();
+  const std::string first = log();
+  ASSERT_GT(first.size(), 13u);
+  EXPECT_EQ(first[2], ':');
+  EXPECT_EQ(first[12], ' ');  // "HH:MM:SS.mmm [INF] ..."
+  startService();
+  stopService();
+  EXPECT_EQ(log().substr(0, first.size()), first);
+}
+
+TEST_F(ConsoleMode, AFailedStartIsToldOnTheConsoleAndInTheLog) {
+  writeSettings("ScheduledHour=x\n");
+  const Finished run = runToEnd(serviceExecutable(), L"--console");
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_EQ(run.output, "запуск не удался: worker threw: invalid stoul argument\r\n");
+  EXPECT_TRUE(logGets("[ERR] engine: worker threw: invalid stoul argument\n"));
+  EXPECT_TRUE(logGets("[ERR] startup failed: worker threw: invalid stoul argument\n"));
+}
+
+TEST_F(ConsoleMode, AQuarantineThatCannotBeMadeFailsTheStart) {
+  const std::wstring file = folder().write(L"file", "in the way");
+  const std::string reason = "cannot create quarantine dir: " + toUtf8(file);
+  writeSettings("QuarantineDir=" + toUtf8(file) + "\n");
+  const Finished run = runToEnd(serviceExecutable(), L"--console");
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_EQ(run.output, "запуск не удался: " + reason + "\r\n");
+  const size_t init = log().find("[ERR] engine: init failed: " + reason + "\n");
+  ASSERT_NE(init, std::string::npos);
+  EXPECT_NE(log().find("[ERR] startup failed: " + reason + "\n", init), std::string::npos);
+}
+
+TEST_F(ConsoleMode, CtrlCStopsItCleanly) {
+  // The child shares a new console of this process; the control event reaches both, and this one ignores it.
+  ::FreeConsole();
+  ASSERT_TRUE(::AllocConsole());
+  startService();
+  ::SetConsoleCtrlHandler(/*handler=*/nullptr, TRUE);
+  EXPECT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, /*processGroup=*/0));
+  const std::optional<DWORD> exitCode = service().waitForExit(20'000);
+  ::SetConsoleCtrlHandler(/*handler=*/nullptr, FALSE);
+  ASSERT_TRUE(exitCode.has_value());
+  EXPECT_EQ(*exitCode, 0u);
+  EXPECT_TRUE(logGets("[INF] stopped\n"));
+}
+
+class RunMode : public ServiceTest {};
+
+TEST_F(RunMode, PingBeatsConsole) {
+  const Finished run = runToEnd(serviceExecutable(), L"--console --ping");
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_EQ(run.output, unreachablePing());
+  EXPECT_EQ(log().find("engine:"), std::string::npos);
+}
+
+TEST_F(RunMode, AFlagCountsInsideALongerWord) {
+  const Finished run = runToEnd(serviceExecutable(), L"--pingx");
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_EQ(run.output, unreachablePing());
+}
+
+TEST_F(RunMode, FirewallClientBeatsConsole) {
+  const Finished run = runToEnd(serviceExecutable(), L"--fw --console");
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_EQ(run.output, "канал не открыт: cannot connect to service pipe (win32=2)\r\n");
+}
+
+TEST_F(RunMode, UpdateCheckBeatsFirewallClient) {
+  const Finished run = runToEnd(serviceExecutable(), L"--fw --update-check");
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_EQ(run.output, "канал не открыт: cannot connect to service pipe (win32=2)\r\n");
+}
+
+TEST_F(RunMode, FlagsAreCaseSensitive) {
+  const Finished run = runToEnd(serviceExecutable(), L"--PING");
+  EXPECT_EQ(run.exitCode, 1063u);
+}
+
+TEST_F(RunMode, WithoutTheServiceManagerTheLogTellsTheUsage) {
+  const Finished run = runToEnd(serviceExecutable(), L"");
+  EXPECT_EQ(run.exitCode, 1063u);
+  EXPECT_EQ(run.output, "");
+  const size_t failed = log().find("[ERR] StartServiceCtrlDispatcher failed, win32=1063\n");
+  ASSERT_NE(failed, std::string::npos);
+  EXPECT_NE(log().find(kUsage, failed), std::string::npos);
+}
+
+TEST_F(RunMode, PingTellsTheStateOfTheService) {
+  startService();
+  const Finished run = runToEnd(serviceExecutable(), L"--ping");
+  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(run.output,
+            "служба отвечает\r\n"
+            "  версия:      1.2.0\r\n"
+            "  сигнатуры:   1 (e2e-1)\r\n"
+            "  защита:      вкл\r\n"
+            "  real-time:   выкл\r\n"
+            "  minifilter:  нет\r\n");
+}
+
+TEST_F(RunMode, PingReportsAPipeThatStaysBusy) {
+  startService();
+  Client other;
+  other.connect();
+  const Finished run = runToEnd(serviceExecutable(), L"--ping");
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_NE(run.output.find("попытка 3: cannot connect to service pipe (win32="), std::string::npos);
+}
+
+}  // namespace
+}  // namespace korvel::test

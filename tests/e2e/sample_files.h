@@ -1,0 +1,21 @@
+// Files that the service is set upon.
+#pragma once
+
+#include <string>
+
+namespace korvel::test {
+
+/// The EICAR test file, 68 bytes, harmless and known to every scanner.
+std::string eicarText();
+inline constexpr char kEicarSha256[] = "275a021bbfb6489e54d471899f7db9d1663fc695ec2fe2a2c4538aabf651fd0f";
+
+/// A signature file that knows the EICAR test file only.
+std::string eicarSignatures();
+
+/// A folder with many small directories of empty programs: long to count. Made once per process.
+const std::wstring& manyEmptyFiles();
+/// A folder with `kManyPrograms` names of one file of 1 MiB: long to scan. Made once per process.
+const std::wstring& manyPrograms();
+inline constexpr int kManyPrograms = 3'000;
+
+}  // namespace korvel::test

@@ -1,0 +1,166 @@
+#include "e2e/service_test.h"
+
+#include <stdexcept>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "base/utf.h"
+#include "config/data_paths.h"
+#include "e2e/machine.h"
+#include "e2e/sample_files.h"
+
+namespace korvel::test {
+namespace {
+
+constexpr DWORD kStartLimitMs = 30'000;
+constexpr DWORD kCleanStopLimitMs = 30'000;
+constexpr DWORD kLogLimitMs = 10'000;
+constexpr DWORD kScanLimitMs = 200'000;
+constexpr DWORD kPollMs = 10;
+
+template <typename T>
+T decoded(std::optional<T> value) {
+  if (!value) throw std::runtime_error("the reply does not decode");
+  return std::move(*value);
+}
+
+/// Polls until `done` is true; false after `limitMs`.
+template <typename Done>
+bool waitUntil(DWORD limitMs, Done done) {
+  const ULONGLONG end = ::GetTickCount64() + limitMs;
+  while (!done()) {
+    if (::GetTickCount64() > end) return false;
+    ::Sleep(kPollMs);
+  }
+  return true;
+}
+
+}  // namespace
+
+void ServiceTest::SetUp() {
+  wipeServiceData();
+  folder_.emplace();
+  const std::wstring signatures = folder_->write(L"signatures.txt", eicarSignatures());
+  settingsText_ =
+      "RealTimeEnabled=0\nScheduledScan=0\nLiveUpdates=0\nWebShield=0\nSignatureDb=" + toUtf8(signatures) +
+      "\n";
+  writeSettings("");
+}
+
+void ServiceTest::TearDown() {
+  if (service_.running()) stopService();
+  if (HasFailure()) std::printf("---- korvel.log ----\n%s--------------------\n", log().c_str());
+  service_.kill();
+  wipeServiceData();
+}
+
+void ServiceTest::writeSettings(const std::string& lines) {
+  settingsText_ += lines;  // the last line of a key wins
+  writeFile(settingsPath(), settingsText_);
+}
+
+void ServiceTest::startService() {
+  service_.start(serviceExecutable(), L"--console");
+  const bool up = waitUntil(kStartLimitMs, [this] {
+    Client client;
+    return client.tryConnect() || !service_.running();
+  });
+  if (!up || !service_.running())
+    throw std::runtime_error("the service does not come up: " + service_.output());
+}
+
+void ServiceTest::stopService() {
+  EXPECT_EQ(reply(ipc::Opcode::kStopService), "");
+  const std::optional<DWORD> exitCode = service_.waitForExit(kCleanStopLimitMs);
+  ASSERT_TRUE(exitCode.has_value()) << "the service does not stop";
+  EXPECT_EQ(*exitCode, 0u);
+  EXPECT_TRUE(logGets("[INF] stopped\n"));
+}
+
+std::string ServiceTest::reply(ipc::Opcode opcode, const std::string& payload) {
+  Client client;
+  client.connect();
+  Reply reply = client.request(static_cast<uint32_t>(opcode), payload);
+  if (reply.opcode == ipc::kErrorOpcode) {
+    ADD_FAILURE() << "request " << static_cast<uint32_t>(opcode)
+                  << " refused: " << ipc::decodeText(reply.payload).value_or("?");
+  }
+  EXPECT_EQ(reply.opcode, static_cast<uint32_t>(opcode));
+  return reply.payload;
+}
+
+std::string ServiceTest::refusal(uint32_t opcode, const std::string& payload) {
+  Client client;
+  client.connect();
+  const Reply reply = client.request(opcode, payload);
+  EXPECT_EQ(reply.opcode, 0xFFFFFFFF) << "request " << opcode << " was not refused";
+  return ipc::decodeText(reply.payload).value_or("(no text)");
+}
+
+svc::EngineStatus ServiceTest::status() { return decoded(ipc::decodeStatus(reply(ipc::Opcode::kGetStatus))); }
+
+Settings ServiceTest::settings() {
+  return decoded(ipc::decodeSettings(reply(ipc::Opcode::kGetConfig), Settings()));
+}
+
+ipc::ProgressReply ServiceTest::progress() {
+  return decoded(ipc::decodeProgress(reply(ipc::Opcode::kGetProgress)));
+}
+
+std::vector<svc::ThreatRecord> ServiceTest::results() {
+  return decoded(ipc::decodeResults(reply(ipc::Opcode::kGetResults)));
+}
+
+std::vector<QuarantineRecord> ServiceTest::quarantine() {
+  return decoded(ipc::decodeQuarantineList(reply(ipc::Opcode::kListQuarantine)));
+}
+
+void ServiceTest::startScan(svc::ScanScope scope, const std::vector<std::wstring>& targets) {
+  EXPECT_EQ(reply(ipc::Opcode::kStartScan, ipc::encodeStartScan({scope, targets})), "");
+}
+
+bool ServiceTest::waitForPhase(const std::wstring& phase) {
+  bool seen = false;
+  const bool ended = waitUntil(kScanLimitMs, [&] {
+    const ipc::ProgressReply now = progress();
+    seen = now.scanning && now.progress.phase == phase;
+    return seen || !now.scanning;
+  });
+  return ended && seen;
+}
+
+ipc::ProgressReply ServiceTest::waitForScanEnd() {
+  ipc::ProgressReply now;
+  if (!waitUntil(kScanLimitMs, [&] {
+        now = progress();
+        return !now.scanning;
+      })) {
+    throw std::runtime_error("the scan does not end");
+  }
+  return now;
+}
+
+ipc::ProgressReply ServiceTest::scan(const std::vector<std::wstring>& targets) {
+  startScan(svc::ScanScope::kCustom, targets);
+  return waitForScanEnd();
+}
+
+std::string ServiceTest::log() {
+  std::string text;
+  (void)readWholeFile(logPath(), text);  // no log yet is an empty log
+  return text;
+}
+
+bool ServiceTest::logGets(const std::string& part) {
+  return waitUntil(kLogLimitMs, [&part] { return log().find(part) != std::string::npos; });
+}
+
+int ServiceTest::logCount(const std::string& ending) {
+  const std::string text = log();
+  int count = 0;
+  LineReader reader(text);
+  for (std::string_view line; reader.next(line);) count += line.ends_with(ending) ? 1 : 0;
+  return count;
+}
+
+}  // namespace korvel::test
