@@ -9,7 +9,7 @@ mkdir -p "$KORVEL_LOGS"
 export PYTHONDONTWRITEBYTECODE=1
 # What scripts/run needs of a build.
 # shellcheck disable=SC2034
-KORVEL_PRODUCT=(KorvelService korvelctl make_samples)
+KORVEL_PRODUCT=(KorvelService korvelctl seed_signatures make_samples)
 # The compiler cache stays inside the checkout too, unless the user has one of their own.
 export CCACHE_DIR=${CCACHE_DIR:-$KORVEL_BUILD/ccache}
 
