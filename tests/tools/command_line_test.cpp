@@ -80,6 +80,14 @@ TEST(CommandLine, ThreatsAreListedOrActedOn) {
   EXPECT_EQ(commandOf({"threats", "delete", "3"}).action, Action::kDeleteThreats);
 }
 
+TEST(CommandLine, AllListsWhatIsMerelySuspicious) {
+  EXPECT_FALSE(commandOf({"scan", "quick"}).all);
+  EXPECT_TRUE(commandOf({"scan", "quick", "--all"}).all);
+  EXPECT_TRUE(commandOf({"threats", "--all"}).all);
+  EXPECT_EQ(leastListed(commandOf({"threats"})), kSeverityHigh);
+  EXPECT_EQ(leastListed(commandOf({"threats", "--all"})), kSeverityClean);
+}
+
 TEST(CommandLine, ThreatNumbersCountFromOne) {
   EXPECT_EQ(noticeOf({"threats", "quarantine", "0"}).exitCode, kExitUsage);
   EXPECT_EQ(noticeOf({"threats", "quarantine", "-1"}).exitCode, kExitUsage);

@@ -49,14 +49,29 @@ TEST(RenderUtc, ShowsAnAbsurdStampAsItsNumber) {
   EXPECT_EQ(renderUtc(UINT64_MAX), "18446744073709551615");
 }
 
-TEST(RenderThreats, SaysSoWhenThereAreNone) { EXPECT_EQ(renderThreats({}), "no threats\n"); }
+TEST(RenderThreats, SaysSoWhenThereAreNone) { EXPECT_EQ(renderThreats({}, kSeverityHigh), "no threats\n"); }
 
 TEST(RenderThreats, NumbersThreatsFromOneAndListsTheirReasons) {
-  EXPECT_EQ(renderThreats({eicar()}),
+  EXPECT_EQ(renderThreats({eicar()}, kSeverityHigh),
             "#  severity  threat           code   size  file\n"
             "1  high      EICAR-Test-File  EICAR  68 B  C:\\Samples\\eicar.com\n"
             "       SIG.MATCH (high): Обнаружено в базе: EICAR-Test-File - Уровень: high\n"
             "       FS.X (medium): Заголовок\n");
+}
+
+TEST(RenderThreats, CountsWhatIsBelowTheLeastSeverityAndKeepsTheNumbers) {
+  svc::ThreatRecord medium = eicar();
+  medium.severity = kSeverityMedium;
+  const std::string some = renderThreats({medium, eicar(), medium}, kSeverityHigh);
+  EXPECT_NE(some.find("\n2  high "), std::string::npos) << some;
+  EXPECT_EQ(some.find("medium    "), std::string::npos) << some;
+  EXPECT_TRUE(some.ends_with("\n2 suspicious files below severity high not shown; --all lists them\n"))
+      << some;
+  const std::string all = renderThreats({medium, eicar(), medium}, kSeverityClean);
+  EXPECT_NE(all.find("\n3  medium "), std::string::npos) << all;
+  EXPECT_EQ(all.find("not shown"), std::string::npos) << all;
+  EXPECT_EQ(renderThreats({medium}, kSeverityHigh),
+            "1 suspicious file below severity high not shown; --all lists them\n");
 }
 
 TEST(RenderThreats, LetsNoFileNameMoveTheCursor) {
@@ -64,7 +79,7 @@ TEST(RenderThreats, LetsNoFileNameMoveTheCursor) {
   threat.path = L"C:\\a\x1b[2J\nb";
   threat.name = "x\ry";
   threat.reasons[0].detail = "\x1b]0;title\x07";
-  const std::string text = renderThreats({threat});
+  const std::string text = renderThreats({threat}, kSeverityHigh);
   EXPECT_EQ(text.find('\x1b'), std::string::npos);
   EXPECT_EQ(text.find('\r'), std::string::npos);
   EXPECT_EQ(text.find('\x07'), std::string::npos);

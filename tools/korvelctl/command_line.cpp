@@ -18,8 +18,8 @@ constexpr const char* kFooter =
     "Exit codes: 0 done, nothing found; 1 threats found; 2 refused or failed;\n"
     "3 service not reachable; 4 protocol trouble; 64 wrong usage.";
 
-/// What is wrong with `text` as a number from 1 on, empty when nothing is. Stricter than the library, which takes
-/// a leading 0 for octal and a number beyond 64 bits for the largest one.
+/// What is wrong with `text` as a number from 1 on, empty when nothing is. Stricter than the library, which
+/// takes a leading 0 for octal and a number beyond 64 bits for the largest one.
 std::string wholeNumber(const std::string& text) {
   uint64_t number = 0;
   const char* end = text.data() + text.size();
@@ -80,6 +80,7 @@ class Grammar {
     CLI::App* scan = addPlain(app_, "scan", "Scan and wait for the result", Action::kScan);
     scan->add_option("TARGET", targets_, "quick, full, or folders to scan with everything below them")
         ->required();
+    addAll(scan);
     const std::map<std::string, ProgressStyle> styles = {{"auto", ProgressStyle::kAuto},
                                                          {"bar", ProgressStyle::kBar},
                                                          {"lines", ProgressStyle::kLines},
@@ -90,6 +91,7 @@ class Grammar {
 
   void addThreats() {
     CLI::App* group = addGroup("threats", "List what the last scan found, or act on it");
+    addAll(group);
     group->callback([this, group] {
       if (group->get_subcommands().empty()) command_.action = Action::kListThreats;
     });
@@ -117,6 +119,10 @@ class Grammar {
         ->add_option("KEY", command_.key, "Name of the setting")
         ->required()
         ->check(CLI::IsMember(settingKeys()));
+  }
+
+  void addAll(CLI::App* sub) {
+    sub->add_flag("--all", command_.all, "List also what is merely suspicious; JSON always does");
   }
 
   void addNumbers(CLI::App* sub, const std::string& name, const std::string& help) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "engine/scan_scope.h"
+#include "scan/scan_records.h"
 
 namespace korvel::ctl {
 
@@ -37,6 +38,7 @@ enum class ProgressStyle {
 struct Command {
   Action action = Action::kStatus;
   bool json = false;
+  bool all = false;  ///< list also what is merely suspicious
   svc::ScanScope scope = svc::ScanScope::kQuick;
   std::vector<std::string> folders;  ///< of a custom scan; as given, UTF-8
   ProgressStyle progress = ProgressStyle::kAuto;
@@ -45,6 +47,9 @@ struct Command {
 
   bool operator==(const Command&) const = default;
 };
+
+/// The severity from which a list for people shows threats: heuristics mark most ordinary programs as medium.
+inline Severity leastListed(const Command& command) { return command.all ? kSeverityClean : kSeverityHigh; }
 
 /// Help, the version, or what is wrong with the command line.
 struct Notice {

@@ -35,7 +35,7 @@ std::vector<svc::ThreatRecord> currentThreats() {
 
 int listThreats(const Command& command, const Output& out) {
   const auto threats = currentThreats();
-  out.write(command.json ? dumpJson(threatsJson(threats)) : renderThreats(threats));
+  out.write(command.json ? dumpJson(threatsJson(threats)) : renderThreats(threats, leastListed(command)));
   return threats.empty() ? kExitNothingFound : kExitThreatsFound;
 }
 

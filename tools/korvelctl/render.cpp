@@ -57,7 +57,7 @@ std::string renderStatus(const svc::EngineStatus& status) {
   return text + line("update check:   ", update);
 }
 
-std::string renderThreats(const std::vector<svc::ThreatRecord>& threats) {
+std::string renderThreats(const std::vector<svc::ThreatRecord>& threats, Severity least) {
   if (threats.empty()) return "no threats\n";
   Table table({{"#", Table::Align::kRight},
                {"severity"},
@@ -65,13 +65,21 @@ std::string renderThreats(const std::vector<svc::ThreatRecord>& threats) {
                {"code"},
                {"size", Table::Align::kRight},
                {"file"}});
+  uint64_t left = threats.size();
   for (size_t i = 0; i < threats.size(); ++i) {
     const svc::ThreatRecord& threat = threats[i];
+    if (threat.severity < least) continue;
+    --left;
     table.addRow({std::to_string(i + 1), severityName(threat.severity), printable(threat.name),
                   printable(threat.code), renderBytes(threat.size), printable(threat.path)});
     for (const Finding& finding : threat.reasons) table.addNote(renderReason(finding));
   }
-  return table.text();
+  std::string text = left < threats.size() ? table.text() : "";
+  if (left > 0) {
+    text += counted(left, "suspicious file", "suspicious files") + " below severity " + severityName(least) +
+            " not shown; --all lists them\n";
+  }
+  return text;
 }
 
 std::string renderQuarantine(const std::vector<QuarantineRecord>& records) {

@@ -17,8 +17,9 @@ namespace korvel::ctl {
 
 std::string renderStatus(const svc::EngineStatus& status);
 
-/// A row per threat, numbered from 1 as the commands that act on threats count, with its reasons below it.
-std::string renderThreats(const std::vector<svc::ThreatRecord>& threats);
+/// A row per threat of at least severity `least`, with its reasons below it; a last line counts the others.
+/// Numbers count every threat from 1, as the commands that act on threats do, so they may have gaps.
+std::string renderThreats(const std::vector<svc::ThreatRecord>& threats, Severity least);
 
 std::string renderQuarantine(const std::vector<QuarantineRecord>& records);
 

@@ -96,7 +96,7 @@ int runScan(const Command& command, const Output& out, const Output& err) {
   } else if (end.progress.phase == L"idle") {
     out.write("there was nothing to scan\n");
   } else if (end.progress.phase != L"failed") {
-    out.write(renderThreats(threats) + renderSummary(end.lastSummary, threats.size()));
+    out.write(renderThreats(threats, leastListed(command)) + renderSummary(end.lastSummary, threats.size()));
   }
   if (end.progress.phase == L"failed") {
     throw Failure(kExitRefused, "the service could not scan: no signature database is loaded");
