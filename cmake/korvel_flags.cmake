@@ -6,6 +6,10 @@ target_compile_options(korvel_flags INTERFACE
   -ffunction-sections -fdata-sections -fno-strict-aliasing)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "" FORCE)
+# The sanitized build: line numbers are all the debug information that its reports need.
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1" CACHE STRING "" FORCE)
+# The tests' build: quick to make, with what a crash report needs.
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1" CACHE STRING "" FORCE)
 
 if(WIN32)
   # Windows 10 and the W forms; base/win.h sets the lean and no-min-max macros.

@@ -168,7 +168,7 @@ void ScanWorker::showProgress(const ScanProgressInfo& info) {
 }
 
 void ScanWorker::takeVerdict(const FileVerdict& verdict) {
-  scanCache_->record(verdict.path, verdict.size, verdict.lastWriteTime, verdict.severity);
+  scanCache_->record(verdict.path, {verdict.size, verdict.lastWriteTime, verdict.severity});
   if (verdict.severity >= kSeverityMedium) recordThreat(verdict, /*pending=*/false);
 }
 
