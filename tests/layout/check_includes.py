@@ -28,7 +28,7 @@ ROOMS = {
 
 # System headers with a ".h" that pure sources may include. The standard library's own have none, so every other one
 # belongs to Windows or to its C run-time.
-PURE_SYSTEM_HEADERS = {"cpuid.h", "immintrin.h"}
+PURE_SYSTEM_HEADERS = {"cpuid.h", "emmintrin.h", "immintrin.h"}
 
 WINDOWS_HEADER = "base/win.h"  # the one way in to <windows.h>
 
