@@ -187,15 +187,31 @@ TEST_F(PipeServer, AClientThatNeverReadsDoesNotHoldUpTheStop) {
   EXPECT_EQ(log_.lines(), (Lines{kConnected, kDisconnected}));
 }
 
+/// Results whose reply fills the pipe up to less than one header.
+std::vector<svc::ThreatRecord> resultsThatFillThePipe() {
+  std::vector<svc::ThreatRecord> results(1);
+  results[0].name = std::string(65'536 - 24 - 10 - encodeResults(results).size(), 'n');
+  return results;
+}
+
 TEST_F(PipeServer, NeitherDoesOneThatHasFilledThePipeWithUnreadReplies) {
-  engine_.results.resize(1);
-  // The reply and its header leave no room for one header more.
-  engine_.results[0].name = std::string(65'536 - 24 - 10 - encodeResults(engine_.results).size(), 'n');
+  engine_.results = resultsThatFillThePipe();
   start();
   const UniqueHandle pipe = openPipe();
   test::send(pipe.get(), test::frame(6) + test::frame(21));
   join();
   EXPECT_EQ(log_.lines(), (Lines{kConnected, kDisconnected}));
+}
+
+TEST_F(PipeServer, TheAnswerToAStopWaitsForRoomInThePipe) {
+  engine_.results = resultsThatFillThePipe();
+  start();
+  const UniqueHandle pipe = openPipe();
+  test::send(pipe.get(), test::frame(6) + test::frame(21));
+  while (!StopSignal::process().requested()) ::Sleep(1);
+  ::Sleep(300);
+  EXPECT_EQ(test::receiveFrame(pipe.get()).opcode, 6u);
+  EXPECT_EQ(test::receiveFrame(pipe.get()), (test::ReceivedFrame{21, ""}));
 }
 
 TEST_F(PipeServer, APipeThatCannotBeCreatedIsReportedAndTriedAgain) {
