@@ -128,12 +128,13 @@ TEST_F(RunMode, UpdateCheckBeatsFirewallClient) {
 
 TEST_F(RunMode, FlagsAreCaseSensitive) {
   const Finished run = runToEnd(serviceExecutable(), L"--PING");
-  EXPECT_EQ(run.exitCode, 1063u);
+  EXPECT_NE(run.exitCode, 0u);
+  EXPECT_TRUE(logGets("[ERR] StartServiceCtrlDispatcher failed, win32=1063\n"));
 }
 
 TEST_F(RunMode, WithoutTheServiceManagerTheLogTellsTheUsage) {
   const Finished run = runToEnd(serviceExecutable(), L"");
-  EXPECT_EQ(run.exitCode, 1063u);
+  EXPECT_NE(run.exitCode, 0u);  // the last error at the end, whatever the log writes have left of 1063
   EXPECT_EQ(run.output, "");
   const size_t failed = log().find("[ERR] StartServiceCtrlDispatcher failed, win32=1063\n");
   ASSERT_NE(failed, std::string::npos);

@@ -1,5 +1,6 @@
 // The service is killed at random moments while it changes its files. Whatever the moment, every text file is
 // whole and no byte of a user's file is lost.
+#include <chrono>
 #include <functional>
 #include <random>
 #include <thread>
@@ -17,7 +18,9 @@ namespace {
 
 using ipc::Opcode;
 
-constexpr DWORD kLongestLifeMs = 40;
+/// From the first request to the kill, at most. Most of what is to be interrupted happens in the first
+/// milliseconds.
+constexpr uint32_t kLongestLifeMicroseconds = 12'000;
 
 /// Sends one request after another until the connection breaks, as it does when the service is killed.
 class Hammer {
@@ -45,6 +48,12 @@ class Hammer {
   std::thread thread_;
 };
 
+/// Finer than the system's own sleep, whose steps would always hit the same places.
+void sleepMicroseconds(uint32_t count) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(count);
+  while (std::chrono::steady_clock::now() < end) std::this_thread::yield();
+}
+
 class Kill : public ServiceTest {
  protected:
   std::wstring userFile() const { return folder().at(L"in\\eicar.com"); }
@@ -54,7 +63,7 @@ class Kill : public ServiceTest {
   void liveAndDie(Hammer::NextFrame next) {
     startService();
     const Hammer hammer(std::move(next));
-    ::Sleep(random_() % kLongestLifeMs);
+    sleepMicroseconds(random_() % kLongestLifeMicroseconds);
     service().kill();
   }
 

@@ -48,7 +48,7 @@ const std::wstring& manyEmptyFiles() {
 const std::wstring& manyPrograms() {
   static const TempFolder folder;
   static const bool filled = [] {
-    const std::wstring original = folder.write(L"original.bin", std::string(1 << 20, 'x'));
+    const std::wstring original = folder.write(L"original.bin", std::string(256 << 10, 'x'));
     for (int i = 0; i < kManyPrograms; ++i) {
       const std::wstring link = directoryOf(folder, i % kDirectories) + L"\\p" + std::to_wstring(i) + L".exe";
       if (!::CreateHardLinkW(link.c_str(), original.c_str(), /*security=*/nullptr)) {

@@ -14,7 +14,7 @@ std::string eicarSignatures();
 
 /// A folder with many small directories of empty programs: long to count. Made once per process.
 const std::wstring& manyEmptyFiles();
-/// A folder with `kManyPrograms` names of one file of 1 MiB: long to scan. Made once per process.
+/// A folder with `kManyPrograms` names of one file of 256 KiB: long to scan. Made once per process.
 const std::wstring& manyPrograms();
 inline constexpr int kManyPrograms = 3'000;
 

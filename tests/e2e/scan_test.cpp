@@ -135,6 +135,7 @@ TEST_F(Scan, ASecondOneIsRefusedWhileOneRuns) {
   EXPECT_EQ(refusal(Opcode::kStartScan, ipc::encodeStartScan({ScanScope::kCustom, {folder().path()}})),
             "a scan is already running");
   EXPECT_TRUE(status().scanRunning);
+  waitForPhase(L"scanning");  // a cancel that comes before the scanner starts is lost
   reply(Opcode::kCancelScan);
   waitForScanEnd();
   EXPECT_FALSE(status().scanRunning);
@@ -147,6 +148,7 @@ TEST_F(Scan, IsRefusedWithoutProtectionEvenWhileOneRuns) {
   changed.protectionEnabled = false;
   reply(Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_EQ(refusal(Opcode::kStartScan, ipc::encodeStartScan({})), "protection is disabled");
+  waitForPhase(L"scanning");
   reply(Opcode::kCancelScan);
   waitForScanEnd();
   EXPECT_EQ(refusal(Opcode::kStartScan, ipc::encodeStartScan({})), "protection is disabled");

@@ -67,7 +67,7 @@ TEST_F(SettingsFile, AnHourThatIsNoNumberKeepsTheServiceFromStarting) {
                {"x", "invalid stoul argument"},
                {"4294967296", "stoul argument out of range"}};
   for (const auto& [value, text] : cases) {
-    writeSettings(std::string("ScheduledHour=") + value + "\n");
+    writeFile(settingsPath(), std::string("ScheduledHour=") + value + "\n");
     const Finished run = runToEnd(serviceExecutable(), L"--console");
     EXPECT_EQ(run.exitCode, 1u) << value;
     EXPECT_EQ(run.output, std::string("запуск не удался: worker threw: ") + text + "\r\n") << value;
