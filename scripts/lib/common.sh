@@ -36,15 +36,33 @@ quietly() {
 # build PRESET [TARGET...]: configures build/PRESET when needed and builds the targets (everything without any).
 # Two scripts never build the same folder at once.
 build() {
+  set -m # a process group of its own, so that end_build reaches the compilers too
+  build_locked "$@" &
+  KORVEL_BUILDING=$!
+  set +m
+  local status=0
+  wait "$KORVEL_BUILDING" || status=$?
+  KORVEL_BUILDING=
+  ((status == 0)) || die "the $1 build failed"
+}
+
+build_locked() {
   local preset=$1
   shift
   local targets=()
   if (($# > 0)); then targets=(--target "$@"); fi
-  (
-    cd "$KORVEL_ROOT" &&
-      exec 8>"$KORVEL_BUILD/$preset.lock" &&
-      flock 8 &&
-      quietly "$KORVEL_LOGS/configure-$preset.log" cmake --preset "$preset" 8>&- &&
-      quietly "$KORVEL_LOGS/build-$preset.log" cmake --build "build/$preset" "${targets[@]}" 8>&-
-  ) || die "the $preset build failed"
+  cd "$KORVEL_ROOT" &&
+    exec 8>"$KORVEL_BUILD/$preset.lock" &&
+    flock 8 &&
+    quietly "$KORVEL_LOGS/configure-$preset.log" cmake --preset "$preset" 8>&- &&
+    quietly "$KORVEL_LOGS/build-$preset.log" cmake --build "build/$preset" "${targets[@]}" 8>&-
 }
+
+# Ends the build that runs, if any. Scripts with a clean-up of their own call it there.
+end_build() {
+  if [[ -n $KORVEL_BUILDING ]]; then kill -TERM -- "-$KORVEL_BUILDING" 2>/dev/null || true; fi
+}
+KORVEL_BUILDING=
+trap end_build EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM

@@ -11,7 +11,7 @@ KORVEL_TEMPLATE=$KORVEL_WINE/template
 KORVEL_PRODUCT_FOLDER='C:\Program Files\Korvel'
 
 # No display, no chatter, UTF-8 file names; whatever Wine's libraries want to keep stays beside the prefixes.
-export DISPLAY= WINEDEBUG=-all LC_ALL=C.UTF-8
+export DISPLAY='' WINEDEBUG=-all LC_ALL=C.UTF-8
 export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
 export XDG_CACHE_HOME=$KORVEL_WINE/xdg/cache XDG_CONFIG_HOME=$KORVEL_WINE/xdg/config XDG_DATA_HOME=$KORVEL_WINE/xdg/data
 unset http_proxy https_proxy HTTP_PROXY HTTPS_PROXY
@@ -69,15 +69,23 @@ copy_prefix() {
   cp -a "$KORVEL_TEMPLATE" "$1"
 }
 
-# in_prefix DIR COMMAND...: a Windows command in the prefix, with C:\ as its current folder.
-in_prefix() {
-  local prefix=$1
-  shift
-  (
-    cd "$prefix/drive_c"
-    WINEPREFIX=$prefix exec wine "$@" 7>&- # a lock of the caller
-  )
+# enter_prefix DIR: makes it the prefix and C:\ the current folder of this (sub)shell. Fails for anything but a copy of
+# the template: Wine would make a new prefix there, with links into the real home folder.
+enter_prefix() {
+  [[ -f $1/.update-timestamp ]] && cd "$1/drive_c" && export WINEPREFIX=$1
 }
+
+# in_prefix DIR COMMAND...: a Windows command in the prefix. Descriptor 7 is a lock of the caller.
+in_prefix() (
+  enter_prefix "$1" || exit
+  exec wine "${@:2}" 7>&-
+)
+
+# in_prefix_for SECONDS DIR COMMAND...: the same, ended by force when it takes longer.
+in_prefix_for() (
+  enter_prefix "$2" || exit
+  exec timeout --foreground -k 10 "$1" wine "${@:3}" 7>&-
+)
 
 # end_prefix DIR: ends every process of this prefix, and of no other.
 end_prefix() {
@@ -92,14 +100,4 @@ install_product() {
   cp "$bin/KorvelService.exe" "$bin/korvelctl.exe" "$folder/"
   rm -rf "$folder/data"
   cp -r "$bin/data" "$folder/data"
-}
-
-# in_prefix_for SECONDS PREFIX COMMAND...: as in_prefix, ended by force when it takes longer.
-in_prefix_for() {
-  local limit=$1 prefix=$2
-  shift 2
-  (
-    cd "$prefix/drive_c"
-    WINEPREFIX=$prefix exec timeout --foreground -k 10 "$limit" wine "$@" 7>&-
-  )
 }
