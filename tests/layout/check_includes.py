@@ -26,8 +26,8 @@ ROOMS = {
     "service": ["ipc", "engine", "remedy", "fw", "net", "scan", "scan/hash", "config", "service/runtime", "base"],
 }
 
-# System headers with a ".h" that pure sources may include. The standard library's own have none, so every other one
-# belongs to Windows or to its C run-time.
+# System headers with a ".h" that pure sources may include: those of the processor's instruction sets. The standard
+# library's own headers have no ".h", so every other one belongs to Windows or to its C run-time.
 PURE_SYSTEM_HEADERS = {"cpuid.h", "emmintrin.h", "immintrin.h"}
 
 WINDOWS_HEADER = "base/win.h"  # the one way in to <windows.h>
