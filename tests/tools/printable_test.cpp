@@ -18,7 +18,8 @@ TEST(Printable, ReplacesMarksThatReorderText) {
   EXPECT_EQ(printable(std::wstring_view(L"invoice\x202E"
                                         L"fdp.exe")),
             "invoice\uFFFDfdp.exe");
-  for (const wchar_t mark : {0x061C, 0x200E, 0x200F, 0x202A, 0x202E, 0x2028, 0x2029, 0x2066, 0x2069}) {
+  for (const wchar_t mark : L"\x061C\x200E\x200F\x202A\x202E\x2028\x2029\x2066\x2069") {
+    if (mark == L'\0') break;
     EXPECT_EQ(printable(std::wstring_view(&mark, 1)), "\uFFFD") << static_cast<int>(mark);
   }
 }
