@@ -1,0 +1,25 @@
+// Changes Windows Firewall: profiles, rules for programs, and the rules that block all inbound traffic.
+//
+// Every function takes its request as one UTF-8 text (see firewall_request.h) and returns false with a
+// sentence for the user in `error` (may be null; emptied first). Nothing is rolled back: what was changed
+// before a failure stays. None throws. Thread-safe: each call uses COM objects of its own, which does not
+// keep two calls from changing the same rules.
+#pragma once
+
+#include <string>
+
+namespace korvel::fw {
+
+/// "<profile>,<value>": switches the profile on ("1") or off ("0").
+bool setProfileEnabled(const std::string& request, std::string* error);
+
+/// "<action>|<direction>|<path>": blocks or allows a program. Rules of the same names are replaced.
+bool addApplicationRule(const std::string& request, std::string* error);
+
+/// "1" blocks all inbound traffic by one rule per profile, in place of older ones; "0" removes the rules.
+bool setBlockAllInbound(const std::string& request, std::string* error);
+
+/// Removes every rule of this product; true also when there is none.
+bool removeKorvelRules(std::string* error);
+
+}  // namespace korvel::fw
