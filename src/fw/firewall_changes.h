@@ -2,8 +2,8 @@
 //
 // Every function takes its request as one UTF-8 text (see firewall_request.h) and returns false with a
 // sentence for the user in `error` (may be null; emptied first). Nothing is rolled back: what was changed
-// before a failure stays. None throws. Thread-safe: each call uses COM objects of its own, which does not
-// keep two calls from changing the same rules.
+// before a failure stays. None throws, as long as there is memory for the sentence. Thread-safe: each call
+// uses COM objects of its own, which does not keep two calls from changing the same rules.
 #pragma once
 
 #include <string>
