@@ -134,5 +134,54 @@ TEST(CommandLine, EverythingElseIsWrongUsage) {
   EXPECT_FALSE(noticeOf({"frobnicate"}).text.empty());
 }
 
+TEST(CommandLine, FirewallStatusMayBeOfOwnRulesOnly) {
+  EXPECT_EQ(commandOf({"firewall", "status"}).action, Action::kFirewallStatus);
+  EXPECT_FALSE(commandOf({"firewall", "status"}).ownOnly);
+  const Command own = commandOf({"firewall", "status", "--own", "--json"});
+  EXPECT_TRUE(own.ownOnly);
+  EXPECT_TRUE(own.json);
+}
+
+TEST(CommandLine, FirewallChangesAreWhatTheServiceIsAskedFor) {
+  const auto changeOf = [](const std::vector<std::string>& arguments) {
+    return commandOf(arguments).firewallChange;
+  };
+  EXPECT_EQ(changeOf({"firewall", "profile", "domain", "on"}), "domain,1");
+  EXPECT_EQ(changeOf({"firewall", "profile", "public", "off"}), "public,0");
+  EXPECT_EQ(changeOf({"firewall", "inbound", "block"}), "1");
+  EXPECT_EQ(changeOf({"firewall", "inbound", "unblock"}), "0");
+  EXPECT_EQ(changeOf({"firewall", "block", "a.exe"}), "block|both|");
+  EXPECT_EQ(changeOf({"firewall", "allow", "a.exe", "--in"}), "allow|in|");
+  EXPECT_EQ(changeOf({"firewall", "block", "--out", "a.exe"}), "block|out|");
+  EXPECT_EQ(changeOf({"firewall", "allow", "a.exe", "--both"}), "allow|both|");
+  EXPECT_EQ(changeOf({"firewall", "reset"}), "");
+}
+
+TEST(CommandLine, FirewallChangesHaveTheirActions) {
+  EXPECT_EQ(commandOf({"firewall", "profile", "private", "on"}).action, Action::kFirewallProfile);
+  EXPECT_EQ(commandOf({"firewall", "inbound", "block"}).action, Action::kFirewallInbound);
+  EXPECT_EQ(commandOf({"firewall", "reset"}).action, Action::kFirewallReset);
+  const Command rule = commandOf({"firewall", "block", "C:\\Игра|1.exe"});
+  EXPECT_EQ(rule.action, Action::kFirewallAddRule);
+  EXPECT_EQ(rule.program, "C:\\Игра|1.exe");
+}
+
+TEST(CommandLine, FirewallCommandsOfAnyOtherShapeAreWrongUsage) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"firewall"},
+                                             {"firewall", "profile", "all", "on"},
+                                             {"firewall", "profile", "public"},
+                                             {"firewall", "profile", "public", "1"},
+                                             {"firewall", "inbound"},
+                                             {"firewall", "inbound", "on"},
+                                             {"firewall", "block"},
+                                             {"firewall", "block", "a.exe", "b.exe"},
+                                             {"firewall", "block", "a.exe", "--in", "--out"},
+                                             {"firewall", "allow", "a.exe", "--both", "--in"},
+                                             {"firewall", "reset", "--own"}}) {
+    EXPECT_EQ(noticeOf(arguments).exitCode, kExitUsage) << arguments.back();
+  }
+}
+
 }  // namespace
 }  // namespace korvel::ctl

@@ -43,6 +43,7 @@ class Grammar {
     addThreats();
     addQuarantine();
     addConfig();
+    addFirewall();
     addPlain(app_, "reload", "Load the signature files anew", Action::kReload);
     addPlain(app_, "cancel", "End the running scan", Action::kCancel);
     addPlain(app_, "stop", "Stop the service", Action::kStop);
@@ -53,6 +54,7 @@ class Grammar {
     try {
       app_.parse(std::move(arguments));
       finishScan();
+      finishFirewall();
     } catch (const CLI::ParseError& problem) {
       std::ostringstream text;
       const int code = app_.exit(problem, text, text);
@@ -121,6 +123,41 @@ class Grammar {
         ->check(CLI::IsMember(settingKeys()));
   }
 
+  void addFirewall() {
+    CLI::App* group = addGroup("firewall", "Look at Windows Firewall, or change it");
+    group->require_subcommand(1);
+    addPlain(*group, "status", "Show profiles and rules of programs", Action::kFirewallStatus)
+        ->add_flag("--own", command_.ownOnly, "Only rules that KORVEL has made");
+    CLI::App* profile = addPlain(*group, "profile", "Switch a profile on or off", Action::kFirewallProfile);
+    profile->add_option("PROFILE", firewallProfile_, "domain, private or public")
+        ->required()
+        ->check(CLI::IsMember({"domain", "private", "public"}));
+    profile->add_option("STATE", firewallWord_, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+    addPlain(*group, "inbound", "Block all inbound traffic, or let it in again", Action::kFirewallInbound)
+        ->add_option("STATE", firewallWord_, "block or unblock")
+        ->required()
+        ->check(CLI::IsMember({"block", "unblock"}));
+    addFirewallRule(group, "block", "Block a program's traffic");
+    addFirewallRule(group, "allow", "Allow a program's traffic");
+    addPlain(*group, "reset", "Remove every rule that KORVEL has made", Action::kFirewallReset);
+  }
+
+  void addFirewallRule(CLI::App* group, const std::string& name, const std::string& help) {
+    CLI::App* sub = group->add_subcommand(name, help);
+    sub->fallthrough();
+    sub->callback([this, name] {
+      command_.action = Action::kFirewallAddRule;
+      firewallWord_ = name;
+    });
+    sub->add_option("PROGRAM", command_.program, "Path of the program")->required();
+    CLI::Option_group* directions = sub->add_option_group("Direction", "of the traffic, both unless given");
+    directions->require_option(0, 1);
+    for (const char* direction : {"in", "out", "both"}) {
+      directions->add_flag_callback(std::string("--") + direction,
+                                    [this, direction] { firewallDirection_ = direction; });
+    }
+  }
+
   void addAll(CLI::App* sub) {
     sub->add_flag("--all", command_.all, "List also what is merely suspicious; JSON always does");
   }
@@ -144,8 +181,21 @@ class Grammar {
     command_.scope = targets_.front() == "quick" ? svc::ScanScope::kQuick : svc::ScanScope::kFull;
   }
 
+  void finishFirewall() {
+    if (command_.action == Action::kFirewallProfile) {
+      command_.firewallChange = firewallProfile_ + (firewallWord_ == "on" ? ",1" : ",0");
+    } else if (command_.action == Action::kFirewallInbound) {
+      command_.firewallChange = firewallWord_ == "block" ? "1" : "0";
+    } else if (command_.action == Action::kFirewallAddRule) {
+      command_.firewallChange = firewallWord_ + "|" + firewallDirection_ + "|";
+    }
+  }
+
   Command command_;
   std::vector<std::string> targets_;
+  std::string firewallProfile_;
+  std::string firewallWord_;
+  std::string firewallDirection_ = "both";
   CLI::App app_;
 };
 

@@ -23,6 +23,11 @@ enum class Action {
   kDeleteQuarantined,
   kListConfig,
   kGetConfig,
+  kFirewallStatus,
+  kFirewallProfile,
+  kFirewallInbound,
+  kFirewallAddRule,
+  kFirewallReset,
   kReload,
   kCancel,
   kStop,
@@ -44,6 +49,9 @@ struct Command {
   ProgressStyle progress = ProgressStyle::kAuto;
   std::vector<uint64_t> numbers;  ///< of threats, counted from 1, or quarantine ids
   std::string key;                ///< of the setting to show
+  bool ownOnly = false;           ///< leave out firewall rules that this product has not made
+  std::string firewallChange;     ///< as the service wants it, up to the program of a rule
+  std::string program;            ///< of a firewall rule; as given, UTF-8
 
   bool operator==(const Command&) const = default;
 };

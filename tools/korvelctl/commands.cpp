@@ -4,6 +4,7 @@
 
 #include "korvelctl/connection.h"
 #include "korvelctl/exit_codes.h"
+#include "korvelctl/firewall_command.h"
 #include "korvelctl/json_output.h"
 #include "korvelctl/printable.h"
 #include "korvelctl/render.h"
@@ -125,6 +126,12 @@ int runCommand(const Command& command, const Output& out, const Output& err) {
     case Action::kListConfig:
     case Action::kGetConfig:
       return config(command, out);
+    case Action::kFirewallStatus:
+    case Action::kFirewallProfile:
+    case Action::kFirewallInbound:
+    case Action::kFirewallAddRule:
+    case Action::kFirewallReset:
+      return runFirewall(command, out, err);
     case Action::kReload:
       return order(Opcode::kReloadSignatures, "signatures reloaded", command, out);
     case Action::kCancel:

@@ -1,4 +1,4 @@
-// Every command but the scan: one or a few exchanges with the service, then the answer as text or JSON.
+// Every command but the scan and those on the firewall: one or a few exchanges with the service, then the answer as text or JSON.
 #pragma once
 
 #include "korvelctl/command_line.h"

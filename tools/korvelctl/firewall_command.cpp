@@ -1,0 +1,68 @@
+#include "korvelctl/firewall_command.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/utf.h"
+#include "ipc/messages.h"
+#include "korvelctl/connection.h"
+#include "korvelctl/exit_codes.h"
+#include "korvelctl/firewall_listing.h"
+#include "korvelctl/json_output.h"
+#include "korvelctl/printable.h"
+
+namespace korvel::ctl {
+namespace {
+
+using ipc::Opcode;
+
+/// What could not be read goes to the error output, and into the JSON; the rest is shown all the same.
+int status(const Command& command, const Output& out, const Output& err) {
+  const FirewallListing listing = understood(parseFirewallListing(ask(Opcode::kFirewallStatus)));
+  out.write(command.json ? dumpJson(firewallJson(listing, command.ownOnly))
+                         : renderFirewall(listing, command.ownOnly));
+  for (const std::string& error : listing.errors) err.write("korvelctl: " + printable(error) + "\n");
+  return listing.errors.empty() ? kExitNothingFound : kExitRefused;
+}
+
+/// A rule applies to a whole path, and the service has a current folder of its own.
+std::string wholePath(const std::string& given) {
+  const std::wstring path = toWide(given);
+  const DWORD units = ::GetFullPathNameW(path.c_str(), 0, nullptr, /*filePart=*/nullptr);
+  std::wstring whole(units, L'\0');
+  const DWORD length = ::GetFullPathNameW(path.c_str(), units, whole.data(), /*filePart=*/nullptr);
+  if (length == 0 || length >= units) throw Failure(kExitRefused, "not a path: " + printable(given));
+  whole.resize(length);
+  return toUtf8(whole);
+}
+
+Opcode opcodeOf(Action action) {
+  switch (action) {
+    case Action::kFirewallProfile:
+      return Opcode::kFirewallSetProfile;
+    case Action::kFirewallInbound:
+      return Opcode::kFirewallBlockInbound;
+    case Action::kFirewallAddRule:
+      return Opcode::kFirewallAddRule;
+    default:
+      return Opcode::kFirewallRemoveRules;
+  }
+}
+
+int change(const Command& command, const Output& out) {
+  std::string argument = command.firewallChange;
+  if (command.action == Action::kFirewallAddRule) argument += wholePath(command.program);
+  const std::string payload = ask(opcodeOf(command.action), ipc::encodeText(argument));
+  const ipc::FirewallChangeReply reply = understood(ipc::decodeFirewallChange(payload));
+  if (!reply.ok) throw Failure(kExitRefused, reply.text);
+  const char* const done = "firewall changed";
+  out.write(command.json ? dumpJson(nlohmann::ordered_json{{"done", done}}) : std::string(done) + "\n");
+  return kExitNothingFound;
+}
+
+}  // namespace
+
+int runFirewall(const Command& command, const Output& out, const Output& err) {
+  return command.action == Action::kFirewallStatus ? status(command, out, err) : change(command, out);
+}
+
+}  // namespace korvel::ctl

@@ -1,0 +1,131 @@
+#include "korvelctl/firewall_listing.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/text.h"
+#include "base/utf.h"
+#include "fw/firewall_text.h"
+#include "korvelctl/printable.h"
+#include "korvelctl/table.h"
+
+namespace korvel::ctl {
+namespace {
+
+using Fields = std::vector<std::string>;
+
+/// Splits at commas without a backslash before them; "\," is a comma of the field.
+Fields fieldsOf(std::string_view line) {
+  Fields fields(1);
+  for (size_t i = 0; i < line.size(); ++i) {
+    if (line[i] == '\\' && i + 1 < line.size() && line[i + 1] == ',') {
+      fields.back() += ',';
+      ++i;
+    } else if (line[i] == ',') {
+      fields.emplace_back();
+    } else {
+      fields.back() += line[i];
+    }
+  }
+  return fields;
+}
+
+std::optional<bool> switchOf(const std::string& word) {
+  if (word == "on") return true;
+  if (word == "off") return false;
+  return std::nullopt;
+}
+
+bool addProfile(const Fields& fields, FirewallListing& listing) {
+  if (fields.size() != 3) return false;
+  const std::optional<bool> on = switchOf(fields[2]);
+  if (on) listing.profiles.push_back({fields[1], *on});
+  return on.has_value();
+}
+
+bool addRule(const Fields& fields, FirewallListing& listing) {
+  if (fields.size() != 6 && fields.size() != 5) return false;
+  const std::optional<bool> enabled = switchOf(fields[1]);
+  if (!enabled) return false;
+  listing.rules.push_back(
+      {*enabled, fields[2], fields[3], fields[4], fields.size() == 6 ? fields[5] : std::string()});
+  return true;
+}
+
+bool addLine(std::string_view line, FirewallListing& listing) {
+  const Fields fields = fieldsOf(line);
+  if (fields[0] == "prof") return addProfile(fields, listing);
+  if (fields[0] == "rule") return addRule(fields, listing);
+  if (fields[0] == "blockin" && fields.size() == 2) {
+    listing.inboundBlocked = switchOf(fields[1]);
+    return listing.inboundBlocked.has_value();
+  }
+  if (fields[0] != "error" || fields.size() != 2) return false;
+  listing.errors.push_back(fields[1]);
+  return true;
+}
+
+const char* onOff(bool value) { return value ? "on" : "off"; }
+
+std::string labelled(const std::string& label, const std::string& value) {
+  constexpr size_t kLabelColumns = 16;
+  std::string line = label + ":";
+  line.resize(kLabelColumns, ' ');
+  return line + value + "\n";
+}
+
+std::string renderRules(const FirewallListing& listing, bool ownOnly) {
+  Table table({{"rule"}, {"action"}, {"direction"}, {"name"}, {"program"}});
+  bool any = false;
+  for (const FirewallRuleLine& rule : listing.rules) {
+    if (ownOnly && !rule.own()) continue;
+    table.addRow({onOff(rule.enabled), printable(rule.action), printable(rule.direction),
+                  printable(rule.name), printable(rule.application)});
+    any = true;
+  }
+  return any ? table.text() : std::string(ownOnly ? "no rules of KORVEL for programs\n" : "no rules\n");
+}
+
+}  // namespace
+
+bool FirewallRuleLine::own() const { return fw::isOwnRuleName(toWide(name)); }
+
+std::optional<FirewallListing> parseFirewallListing(std::string_view text) {
+  FirewallListing listing;
+  LineReader lines(text);
+  for (std::string_view line; lines.next(line);) {
+    if (!addLine(line, listing)) return std::nullopt;
+  }
+  return listing;
+}
+
+std::string renderFirewall(const FirewallListing& listing, bool ownOnly) {
+  std::string text;
+  for (const FirewallProfileLine& profile : listing.profiles) {
+    text += labelled(printable(profile.name), onOff(profile.on));
+  }
+  if (!listing.inboundBlocked) return text;
+  text += labelled("inbound", *listing.inboundBlocked ? "blocked by KORVEL" : "not blocked by KORVEL");
+  return text + renderRules(listing, ownOnly);
+}
+
+nlohmann::ordered_json firewallJson(const FirewallListing& listing, bool ownOnly) {
+  using Json = nlohmann::ordered_json;
+  Json profiles = Json::object();
+  for (const FirewallProfileLine& profile : listing.profiles) profiles[profile.name] = profile.on;
+  Json rules = Json::array();
+  for (const FirewallRuleLine& rule : listing.rules) {
+    if (ownOnly && !rule.own()) continue;
+    rules.push_back(Json{{"name", rule.name},
+                         {"application", rule.application},
+                         {"enabled", rule.enabled},
+                         {"action", rule.action},
+                         {"direction", rule.direction},
+                         {"own", rule.own()}});
+  }
+  return Json{{"profiles", std::move(profiles)},
+              {"inboundBlocked", listing.inboundBlocked ? Json(*listing.inboundBlocked) : Json()},
+              {"rules", std::move(rules)},
+              {"errors", listing.errors}};
+}
+
+}  // namespace korvel::ctl
