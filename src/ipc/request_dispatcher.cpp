@@ -9,6 +9,8 @@
 #include "base/error.h"
 #include "base/unique_resource.h"
 #include "engine/scan_worker.h"
+#include "fw/firewall_changes.h"
+#include "fw/firewall_query.h"
 #include "ipc/messages.h"
 #include "ipc/pipe_io.h"
 #include "ipc/pipe_server.h"
@@ -119,10 +121,9 @@ bool startUpdateCheck(ScanWorker& engine, const Message&, std::string* reply, st
   return engine.startUpdateCheck(error);
 }
 
-constexpr char kNoFirewall[] = "firewall control is not available in this build";
-
-bool firewallStatus(ScanWorker&, const Message&, std::string*, std::string* error) {
-  return fail(error, kNoFirewall);
+bool firewallStatus(ScanWorker&, const Message&, std::string* reply, std::string*) {
+  *reply = fw::queryFirewallStatus();  // as it is: without a length, and its errors are lines of it
+  return true;
 }
 
 /// A firewall operation refuses with a text that travels in an ordinary reply, not in an error frame.
@@ -133,16 +134,14 @@ bool firewallChange(ScanWorker&, const Message& request, std::string* reply, std
   // No payload at all stands for an empty argument.
   const auto argument = request.payload.empty() ? std::string() : decodeText(request.payload);
   if (!argument) return fail(error, "malformed firewall payload");
-  if constexpr (kChange == nullptr) {
-    return fail(error, kNoFirewall);
-  } else {
-    FirewallChangeReply change;
-    change.ok = kChange(*argument, &change.text);
-    if (change.ok) change.text.clear();
-    *reply = encodeFirewallChange(change);
-    return true;
-  }
+  FirewallChangeReply change;
+  change.ok = kChange(*argument, &change.text);
+  if (change.ok) change.text.clear();
+  *reply = encodeFirewallChange(change);
+  return true;
 }
+
+bool removeKorvelRules(const std::string&, std::string* text) { return fw::removeKorvelRules(text); }
 
 bool stopService(ScanWorker&, const Message&, std::string*, std::string*) {
   StopSignal::process().requestStop();
@@ -170,10 +169,10 @@ constexpr Operation kOperations[] = {
     {Opcode::kStartLiveUpdate, startLiveUpdate},
     {Opcode::kStartUpdateCheck, startUpdateCheck},
     {Opcode::kFirewallStatus, firewallStatus},
-    {Opcode::kFirewallSetProfile, firewallChange<nullptr>},
-    {Opcode::kFirewallBlockInbound, firewallChange<nullptr>},
-    {Opcode::kFirewallAddRule, firewallChange<nullptr>},
-    {Opcode::kFirewallRemoveRules, firewallChange<nullptr>},
+    {Opcode::kFirewallSetProfile, firewallChange<fw::setProfileEnabled>},
+    {Opcode::kFirewallBlockInbound, firewallChange<fw::setBlockAllInbound>},
+    {Opcode::kFirewallAddRule, firewallChange<fw::addApplicationRule>},
+    {Opcode::kFirewallRemoveRules, firewallChange<removeKorvelRules>},
     {Opcode::kStopService, stopService},
 };
 

@@ -1,6 +1,9 @@
 // What each opcode does and answers.
 #include <gtest/gtest.h>
 
+#include <optional>
+
+#include "fw/fake/fake_firewall.h"
 #include "ipc/session_fixture.h"
 
 namespace korvel::ipc {
@@ -235,11 +238,71 @@ TEST_F(Dispatcher, BackgroundJobsAnswerOneOrTheirRefusal) {
   EXPECT_EQ(ask(Opcode::kStartUpdateCheck), error("обновление уже выполняется"));
 }
 
-TEST_F(Dispatcher, FirewallControlIsRefusedInOneSentence) {
-  for (uint32_t opcode = 16; opcode <= 20; ++opcode) {
-    EXPECT_EQ(ask(opcode), error("firewall control is not available in this build"));
-    EXPECT_EQ(ask(opcode, text("public,1")), error("firewall control is not available in this build"));
+class FirewallDispatcher : public Dispatcher {
+ protected:
+  void SetUp() override {
+    if (!test::fwfake::isWine()) GTEST_SKIP() << "would replace the firewall classes of this machine";
+    Dispatcher::SetUp();
+    firewall_.emplace();
+    test::fwfake::State state;
+    state.profiles = {{1, -1}, {2, 0}, {4, -1}};
+    firewall_->set(state);
   }
+  /// The answer of a change: a failed one is an ordinary reply as well.
+  static test::ReceivedFrame changed(uint32_t opcode) { return {opcode, u32(1) + text("")}; }
+  static test::ReceivedFrame unchanged(uint32_t opcode, const char* why) {
+    return {opcode, u32(0) + text(why)};
+  }
+
+  std::optional<test::fwfake::FakeFirewall> firewall_;
+};
+
+TEST_F(FirewallDispatcher, StatusIsTheListingItselfWithoutALength) {
+  const std::string listing = "prof,domain,on\nprof,private,off\nprof,public,on\nblockin,off\n";
+  EXPECT_EQ(ask(Opcode::kFirewallStatus), (test::ReceivedFrame{16, listing}));
+  EXPECT_EQ(ask(Opcode::kFirewallStatus, "ignored"), (test::ReceivedFrame{16, listing}));
+}
+
+TEST_F(FirewallDispatcher, StatusErrorsAreLinesAndNoErrorFrame) {
+  firewall_->fail({{"create.policy", 1, 0x800706D9}});
+  EXPECT_EQ(ask(Opcode::kFirewallStatus),
+            (test::ReceivedFrame{
+                16, "error,брандмауэр недоступен: не удалось обратиться к API брандмауэра: код 0x800706D9"}));
+  EXPECT_EQ(log_.lines(), std::vector<std::string>{});
+}
+
+TEST_F(FirewallDispatcher, ChangesReachTheFirewall) {
+  EXPECT_EQ(ask(Opcode::kFirewallSetProfile, text("Private,1")), changed(17));
+  EXPECT_EQ(ask(Opcode::kFirewallBlockInbound, text("1")), changed(18));
+  EXPECT_EQ(ask(Opcode::kFirewallAddRule, text("allow|out|C:\\a.exe")), changed(19));
+  EXPECT_EQ(ask(Opcode::kFirewallStatus),
+            (test::ReceivedFrame{16,
+                                 "prof,domain,on\nprof,private,on\nprof,public,on\n"
+                                 "rule,on,allow,out,KORVEL: a.exe (out),C:\\a.exe\nblockin,on\n"}));
+  EXPECT_EQ(ask(Opcode::kFirewallRemoveRules), changed(20));
+  EXPECT_TRUE(firewall_->state().elements.empty());
+  EXPECT_EQ(ask(Opcode::kFirewallRemoveRules, text("ignored")), changed(20));
+}
+
+TEST_F(FirewallDispatcher, FailedChangesAreOrdinaryRepliesAndNotLogged) {
+  EXPECT_EQ(ask(Opcode::kFirewallSetProfile, text("x,1")),
+            unchanged(17, "некорректный профиль брандмауэра в запросе"));
+  EXPECT_EQ(ask(Opcode::kFirewallBlockInbound, text("2")),
+            unchanged(18, "некорректное значение блокирования входящих"));
+  EXPECT_EQ(ask(Opcode::kFirewallAddRule, text("deny|in|C:\\a.exe")),
+            unchanged(19, "некорректное описание правила приложения"));
+  firewall_->fail({{"policy.get_Rules", 1, 0x80070005}});
+  EXPECT_EQ(
+      ask(Opcode::kFirewallRemoveRules),
+      unchanged(20, "не удалось получить набор правил: требуются права администратора (код 0x80070005)"));
+  EXPECT_EQ(log_.lines(), std::vector<std::string>{});
+}
+
+TEST_F(FirewallDispatcher, NoPayloadStandsForAnEmptyArgument) {
+  EXPECT_EQ(ask(Opcode::kFirewallSetProfile), unchanged(17, "некорректный профиль брандмауэра в запросе"));
+  EXPECT_EQ(ask(Opcode::kFirewallBlockInbound, text("")),
+            unchanged(18, "некорректное значение блокирования входящих"));
+  EXPECT_EQ(ask(Opcode::kFirewallAddRule), unchanged(19, "некорректное описание правила приложения"));
 }
 
 TEST_F(Dispatcher, UnknownOpcodesAreNamedAndTheSessionGoesOn) {
