@@ -1,0 +1,33 @@
+// Downloads over http and https: one GET, one answer, no reuse, no retry, no cache.
+//
+// Each call has a WinHTTP session of its own, so any number of threads may call at once. A call blocks for up
+// to 15 s a step (resolve, connect, send, each receive). Redirects, proxies and certificates are the
+// platform's defaults. Plain http is allowed; the address decides.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace korvel {
+
+/// The longest body that is accepted; one byte more is "response too large".
+inline constexpr uint64_t kMaxHttpBodyBytes = 134'217'728;
+
+/// Fetches `url` into `body`: true when a status from 200 to 299 came and its body was read to the end.
+///
+/// `url` is absolute and plain ASCII. `body` and `error` may be null; both are emptied first. After a failure
+/// `body` may hold a part and must be ignored. `stopping`, where given, is looked at before the request and
+/// between two pieces of the body; once it is set the call fails with "service is stopping".
+/// Throws std::bad_alloc when the body does not fit into memory.
+bool httpGet(const std::string& url, std::string* body, std::string* error,
+             const std::atomic<bool>* stopping = nullptr);
+
+/// As httpGet(), but hands the body over piece by piece as it arrives (a few kilobytes each), so that the
+/// caller need not hold it whole. What `take` has received counts for nothing unless the result is true.
+bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
+                   std::string* error, const std::atomic<bool>* stopping = nullptr);
+
+}  // namespace korvel

@@ -1,0 +1,28 @@
+// Builds the live signature database: downloads hash lists, merges them, and replaces signatures.live.txt.
+// Nothing is loaded here; the engine reloads its signatures afterwards.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace korvel {
+
+/// "signatures.live.txt" in the data directory.
+std::wstring liveDatabasePath();
+
+/// One build from the update server at `serverUrl`, or from the public lists when it is empty; never from
+/// both. One good source is enough. On success `hashCount` receives the number of hashes written; on failure
+/// the previous database stays. `hashCount` and `error` may be null; `error` is emptied first. `stopping`,
+/// where given, ends the build between two pieces of a download and between sources, with "service is
+/// stopping". Any number of threads may build at once; they write one after another. Throws std::bad_alloc.
+bool buildLiveDatabase(const std::string& serverUrl, uint64_t* hashCount, std::string* error,
+                       const std::atomic<bool>* stopping = nullptr);
+
+/// The same from the given addresses into the file `target`.
+bool buildLiveDatabaseFrom(const std::vector<std::string>& sources, const std::wstring& target,
+                           uint64_t* hashCount, std::string* error,
+                           const std::atomic<bool>* stopping = nullptr);
+
+}  // namespace korvel
