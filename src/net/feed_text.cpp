@@ -21,7 +21,8 @@ constexpr std::array<uint8_t, 256> makeHexValues() {
   for (auto& value : values) value = kNoDigit;
   for (uint8_t i = 0; i < 10; ++i) values[static_cast<size_t>('0') + i] = i;
   for (uint8_t i = 0; i < 6; ++i) {
-    values[static_cast<size_t>('a') + i] = values[static_cast<size_t>('A') + i] = static_cast<uint8_t>(10 + i);
+    values[static_cast<size_t>('a') + i] = values[static_cast<size_t>('A') + i] =
+        static_cast<uint8_t>(10 + i);
   }
   return values;
 }
@@ -52,7 +53,8 @@ void appendHexLine(const FeedKey& key, std::string& text) {
 
 // --- sorting ---
 
-constexpr size_t kBuckets = 4096;  // by the first 12 bits: a bucket of two million digests fits the first cache
+constexpr size_t kBuckets =
+    4096;  // by the first 12 bits: a bucket of two million digests fits the first cache
 
 size_t bucketOf(const FeedKey& key) { return static_cast<size_t>(key[0]) << 4 | key[1] >> 4; }
 

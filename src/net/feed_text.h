@@ -1,5 +1,5 @@
-// Hash feeds: plain text, one SHA-256 a line in hexadecimal, anything after the first blank ignored, '#' lines
-// are comments. What no rule accepts is skipped silently; no input is an error. Pure.
+// Hash feeds: plain text, one SHA-256 a line in hexadecimal, anything after the first blank ignored, '#'
+// lines are comments. What no rule accepts is skipped silently; no input is an error. Pure.
 //
 // Digests are kept as 32 binary bytes and each source as one sorted run, so that millions of them cost their
 // own size and little more.
@@ -64,8 +64,8 @@ void sortFeedKeys(std::vector<FeedKey>& keys);
 /// "live-" and the UTC date of `unixSeconds` as eight digits.
 std::string liveVersion(uint64_t unixSeconds);
 
-/// Hands the text of the live database to `write` in pieces of some kilobytes. Stops and returns false as soon
-/// as `write` does.
+/// Hands the text of the live database to `write` in pieces of some kilobytes. Stops and returns false as
+/// soon as `write` does.
 bool renderLiveDatabase(const FeedSet& set, uint64_t unixSeconds,
                         const std::function<bool(std::string_view)>& write);
 

@@ -104,8 +104,9 @@ bool sendRequest(const Address& address, Exchange& exchange, std::string* error)
 DWORD numericHeader(HINTERNET request, DWORD header) {
   DWORD value = 0;
   DWORD bytes = sizeof value;
-  const BOOL found = ::WinHttpQueryHeaders(request, header | WINHTTP_QUERY_FLAG_NUMBER,
-                                           WINHTTP_HEADER_NAME_BY_INDEX, &value, &bytes, WINHTTP_NO_HEADER_INDEX);
+  const BOOL found =
+      ::WinHttpQueryHeaders(request, header | WINHTTP_QUERY_FLAG_NUMBER, WINHTTP_HEADER_NAME_BY_INDEX, &value,
+                            &bytes, WINHTTP_NO_HEADER_INDEX);
   return found ? value : 0;
 }
 
@@ -130,12 +131,14 @@ bool readBody(HINTERNET request, const Take& take, std::string* error, const std
   for (;;) {
     if (stopRequested(stopping)) return failStopping(error);
     DWORD available = 0;
-    if (!::WinHttpQueryDataAvailable(request, &available)) return failWin32(error, "WinHttpQueryDataAvailable");
+    if (!::WinHttpQueryDataAvailable(request, &available))
+      return failWin32(error, "WinHttpQueryDataAvailable");
     if (available == 0) return true;
     if (total + available > kMaxHttpBodyBytes) return fail(error, "response too large");
     if (piece.size() < available) piece.resize(available);
     DWORD got = 0;
-    if (!::WinHttpReadData(request, piece.data(), available, &got)) return failWin32(error, "WinHttpReadData");
+    if (!::WinHttpReadData(request, piece.data(), available, &got))
+      return failWin32(error, "WinHttpReadData");
     take(std::string_view(piece.data(), got));
     total += got;
   }
@@ -143,25 +146,30 @@ bool readBody(HINTERNET request, const Take& take, std::string* error, const std
 
 }  // namespace
 
-bool httpGet(const std::string& url, std::string* body, std::string* error, const std::atomic<bool>* stopping) {
+bool httpGet(const std::string& url, std::string* body, std::string* error,
+             const std::atomic<bool>* stopping) {
   if (error != nullptr) error->clear();
   if (body != nullptr) body->clear();
   Exchange exchange;
   if (!openResponse(url, exchange, error, stopping)) return false;
-  if (body == nullptr) return readBody(exchange.request.get(), [](std::string_view) {}, error, stopping);
+  if (body == nullptr)
+    return readBody(
+        exchange.request.get(), [](std::string_view) {}, error, stopping);
 
   // A server that announces the length saves the copies of a growing body; it cannot make us reserve more
   // than we would read.
   const uint64_t announced = numericHeader(exchange.request.get(), WINHTTP_QUERY_CONTENT_LENGTH);
   body->reserve(static_cast<size_t>(std::min(announced, kMaxHttpBodyBytes)));
-  return readBody(exchange.request.get(), [body](std::string_view piece) { body->append(piece); }, error, stopping);
+  return readBody(
+      exchange.request.get(), [body](std::string_view piece) { body->append(piece); }, error, stopping);
 }
 
-bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take, std::string* error,
-                   const std::atomic<bool>* stopping) {
+bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
+                   std::string* error, const std::atomic<bool>* stopping) {
   if (error != nullptr) error->clear();
   Exchange exchange;
-  return openResponse(url, exchange, error, stopping) && readBody(exchange.request.get(), take, error, stopping);
+  return openResponse(url, exchange, error, stopping) &&
+         readBody(exchange.request.get(), take, error, stopping);
 }
 
 }  // namespace korvel

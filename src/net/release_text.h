@@ -8,8 +8,8 @@
 
 namespace korvel {
 
-/// The first string that follows the first occurrence of "key" in double quotes and a colon. A backslash takes
-/// the next character as it stands; no escape is translated. A value that is no string makes the search
+/// The first string that follows the first occurrence of "key" in double quotes and a colon. A backslash
+/// takes the next character as it stands; no escape is translated. A value that is no string makes the search
 /// go on to the next quote. Absent when any of the pieces is missing, the closing quote included.
 std::optional<std::string> jsonStringField(std::string_view text, std::string_view key);
 
