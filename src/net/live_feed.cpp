@@ -58,15 +58,15 @@ bool writeDatabase(const FeedSet& set, const std::wstring& target, std::string* 
 
 std::wstring liveDatabasePath() { return liveSignaturesPath(); }
 
+std::vector<std::string> liveFeedSources(const std::string& serverAddress) {
+  if (serverAddress.empty()) return {std::begin(kPublicHashLists), std::end(kPublicHashLists)};
+  return {serverUrl(serverAddress, "/api/v1/signatures")};
+}
+
 bool buildLiveDatabase(const std::string& serverAddress, uint64_t* hashCount, std::string* error,
                        const std::atomic<bool>* stopping) {
-  std::vector<std::string> sources;
-  if (serverAddress.empty()) {
-    sources.assign(std::begin(kPublicHashLists), std::end(kPublicHashLists));
-  } else {
-    sources.push_back(serverUrl(serverAddress, "/api/v1/signatures"));
-  }
-  return buildLiveDatabaseFrom(sources, liveDatabasePath(), hashCount, error, stopping);
+  return buildLiveDatabaseFrom(liveFeedSources(serverAddress), liveDatabasePath(), hashCount, error,
+                               stopping);
 }
 
 bool buildLiveDatabaseFrom(const std::vector<std::string>& sources, const std::wstring& target,

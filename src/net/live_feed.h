@@ -12,11 +12,15 @@ namespace korvel {
 /// "signatures.live.txt" in the data directory.
 std::wstring liveDatabasePath();
 
-/// One build from the update server at `serverUrl`, or from the public lists when it is empty; never from
-/// both. One good source is enough. On success `hashCount` receives the number of hashes written; on failure
-/// the previous database stays. `hashCount` and `error` may be null; `error` is emptied first. `stopping`,
-/// where given, ends the build between two pieces of a download and between sources, with "service is
-/// stopping". Any number of threads may build at once; they write one after another. Throws std::bad_alloc.
+/// Where the hashes come from: the update server at `serverUrl`, or the public lists when it is empty; never
+/// both.
+std::vector<std::string> liveFeedSources(const std::string& serverUrl);
+
+/// One build from liveFeedSources(serverUrl); one good source is enough. On success `hashCount` receives the
+/// number of hashes written; on failure the previous database stays. `hashCount` and `error` may be null;
+/// `error` is emptied first. `stopping`, where given, ends the build between two pieces of a download and
+/// between sources, with "service is stopping". Any number of threads may build at once; they write one after
+/// another. Throws std::bad_alloc.
 bool buildLiveDatabase(const std::string& serverUrl, uint64_t* hashCount, std::string* error,
                        const std::atomic<bool>* stopping = nullptr);
 

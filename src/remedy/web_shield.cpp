@@ -20,12 +20,12 @@ void cleanHosts(const std::wstring& hosts) {
   if (!removeBlocklistFrom(hosts, &error)) log(kLogWarning, "cannot clean hosts: " + error);
 }
 
+}  // namespace
+
 std::string domainListUrl(const Settings& settings) {
   if (settings.updateServer.empty()) return kPublicDomainList;
   return serverUrl(settings.updateServer, "/api/v1/blocklist");
 }
-
-}  // namespace
 
 bool fetchDomainList(const std::string& url, std::vector<std::string>& domains, std::string* error,
                      const std::atomic<bool>* stopping) {

@@ -15,9 +15,11 @@ namespace korvel {
 bool fetchDomainList(const std::string& url, std::vector<std::string>& domains, std::string* error,
                      const std::atomic<bool>* stopping = nullptr);
 
-/// One run with these settings. The list comes from the update server, or from the public list while no
-/// server is configured; never from both. Every outcome goes to the log, except a run that `stopping` cut
-/// short. A list that cannot be fetched leaves the hosts file as it is. Throws std::bad_alloc.
+/// Where the list comes from: the update server, or the public list while none is configured; never both.
+std::string domainListUrl(const Settings& settings);
+
+/// One run with these settings. Every outcome goes to the log, except a run that `stopping` cut short. A list
+/// that cannot be fetched leaves the hosts file as it is. Throws std::bad_alloc.
 void runWebShield(const Settings& settings, const std::atomic<bool>* stopping = nullptr);
 
 /// The same with the hosts file at `hosts`.

@@ -1,0 +1,180 @@
+#!/usr/bin/env python3
+"""A server that answers in the ways an ordinary one never would, for the tests of the HTTP client.
+
+Listens on a free port of 127.0.0.1, prints the port and serves until it is ended. The path says what
+happens; see BEHAVIOURS. One thread a connection, one request a connection.
+"""
+import socket
+import struct
+import sys
+import threading
+import time
+
+PIECE = 64 * 1024
+HEX_LINE = b"%064x\n"
+
+counter_lock = threading.Lock()
+request_count = 0
+
+
+def head(status="200 OK", *lines):
+    return ("\r\n".join(("HTTP/1.1 " + status, "Connection: close") + lines) + "\r\n\r\n").encode()
+
+
+def chunk(data):
+    return b"%x\r\n" % len(data) + data + b"\r\n"
+
+
+CHUNKED = head("200 OK", "Transfer-Encoding: chunked")
+
+
+def close(conn, _):
+    """Hangs up without an answer."""
+
+
+def reset_now(conn):
+    conn.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+
+
+def reset(conn, _):
+    """Resets the connection without an answer."""
+    reset_now(conn)
+
+
+def garbage(conn, _):
+    """Says something that is not HTTP."""
+    conn.sendall(b"220 ready when you are\r\n\r\n")
+
+
+def truncated(conn, _):
+    """Promises 1,000 bytes and sends 10."""
+    conn.sendall(head("200 OK", "Content-Length: 1000") + b"0123456789")
+
+
+def status(conn, argument):
+    """/status/<code>: that status with a short body."""
+    conn.sendall(head(argument + " Any", "Content-Length: 5") + b"body\n")
+
+
+def no_length(conn, _):
+    """The end of the connection is the end of the body."""
+    conn.sendall(head() + b"first,")
+    conn.sendall(b"second")
+
+
+def chunked_odd(conn, _):
+    """Chunks of one byte, with extensions and leading zeros, and a trailer."""
+    conn.sendall(CHUNKED)
+    for byte in b"chunk":
+        conn.sendall(b"0001;name=\"v\"\r\n" + bytes([byte]) + b"\r\n")
+    conn.sendall(b"1A\r\n" + b"x" * 26 + b"\r\n0\r\nTrailer: t\r\n\r\n")
+
+
+def slow(conn, _):
+    """Ten pieces with pauses between them."""
+    conn.sendall(head("200 OK", "Content-Length: 40"))
+    for _ in range(10):
+        conn.sendall(b"slow")
+        time.sleep(0.1)
+
+
+def drip(conn, _):
+    """A few bytes every 20 ms for as long as the client listens (60 s at most)."""
+    conn.sendall(CHUNKED)
+    for _ in range(3000):
+        conn.sendall(chunk(b"drip\n"))
+        time.sleep(0.02)
+
+
+def stall(conn, _):
+    """Half a body, then silence until the client gives up."""
+    conn.sendall(head("200 OK", "Content-Length: 100") + b"x" * 50)
+    conn.settimeout(60)
+    conn.recv(1)
+
+
+def chunked(conn, argument):
+    """/chunked/<bytes>: that many zero bytes in chunks."""
+    conn.sendall(CHUNKED)
+    left = int(argument)
+    while left > 0:
+        size = min(left, PIECE)
+        conn.sendall(chunk(bytes(size)))
+        left -= size
+    conn.sendall(b"0\r\n\r\n")
+
+
+def hashes_then_reset(conn, _):
+    """A thousand good lines of a hash feed, then a reset in the middle of the body."""
+    conn.sendall(head("200 OK", "Content-Length: 1000000"))
+    conn.sendall(b"".join(HEX_LINE % number for number in range(1000)))
+    time.sleep(0.2)
+    reset_now(conn)
+
+
+def hashes_then_endless(conn, _):
+    """A thousand good lines of a hash feed, then more bytes than any client should accept."""
+    conn.sendall(CHUNKED + chunk(b"".join(HEX_LINE % number for number in range(1000))))
+    while True:
+        conn.sendall(chunk(b"\n" * PIECE))
+
+
+def count(conn, _):
+    """The number of requests so far, this kind not counted."""
+    with counter_lock:
+        text = str(request_count)
+    conn.sendall(head("200 OK", "Content-Length: %d" % len(text)) + text.encode())
+
+
+BEHAVIOURS = {
+    "close": close,
+    "reset": reset,
+    "garbage": garbage,
+    "truncated": truncated,
+    "status": status,
+    "no-length": no_length,
+    "chunked-odd": chunked_odd,
+    "slow": slow,
+    "drip": drip,
+    "stall": stall,
+    "chunked": chunked,
+    "hashes-then-reset": hashes_then_reset,
+    "hashes-then-endless": hashes_then_endless,
+    "count": count,
+}
+
+
+def serve(conn):
+    global request_count
+    with conn:
+        try:
+            request = b""
+            while b"\r\n\r\n" not in request:
+                piece = conn.recv(4096)
+                if not piece:
+                    return
+                request += piece
+            path = request.split(b" ")[1].decode("latin-1")
+            _, name, *rest = path.split("/")
+            if name != "count":
+                with counter_lock:
+                    request_count += 1
+            behaviour = BEHAVIOURS.get(name)
+            if behaviour is None:
+                conn.sendall(head("404 Not Found", "Content-Length: 0"))
+            else:
+                behaviour(conn, rest[0] if rest else "")
+        except OSError:
+            pass  # the client had heard enough
+
+
+def main():
+    listener = socket.create_server(("127.0.0.1", 0), backlog=64)
+    print(listener.getsockname()[1], flush=True)
+    while True:
+        conn, _ = listener.accept()
+        threading.Thread(target=serve, args=(conn,), daemon=True).start()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

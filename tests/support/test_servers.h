@@ -1,0 +1,39 @@
+// The two servers that tests/net/run_net_tests.sh starts. A test program that was started without them fails
+// its server tests with the hint below instead of passing them over. Windows only.
+#pragma once
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+#include "base/utf.h"
+#include "support/temp_folder.h"
+
+namespace korvel::test {
+
+inline std::string serverVariable(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr)
+    throw std::runtime_error(std::string(name) + " is not set: use tests/net/run_net_tests.sh");
+  return value;
+}
+
+inline std::string localUrl(const char* portVariable, const std::string& path) {
+  return "http://127.0.0.1:" + serverVariable(portVariable) + path;
+}
+
+/// nginx: ordinary traffic, files below the folder of publish().
+inline std::string nginxUrl(const std::string& path) { return localUrl("KORVEL_TEST_HTTP_PORT", path); }
+/// odd_server.py: the first component of the path names the behaviour.
+inline std::string oddUrl(const std::string& path) { return localUrl("KORVEL_TEST_ODD_PORT", path); }
+
+/// Lets nginx serve `bytes` under `path`, which begins with a slash.
+inline void publish(const std::string& path, std::string_view bytes) {
+  std::wstring file = toWide(serverVariable("KORVEL_TEST_WWW") + path);
+  for (wchar_t& unit : file) {
+    if (unit == L'/') unit = L'\\';
+  }
+  writeFile(file, bytes);
+}
+
+}  // namespace korvel::test
