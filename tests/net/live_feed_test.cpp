@@ -211,6 +211,15 @@ TEST_F(LiveFeed, TemporaryThatCannotBeWrittenIsNamed) {
   EXPECT_EQ(count_, 4711u);
 }
 
+TEST_F(LiveFeed, FullDiskIsATemporaryThatCannotBeWritten) {
+  test::publish("/good", kHashA + "\n");
+  target_ = test::fullFolder() + L"\\signatures.live.txt";
+  writeOld();
+  EXPECT_FALSE(build({nginxUrl("/good")}));
+  EXPECT_EQ(error_, "cannot write " + toUtf8(target_) + ".tmp");
+  expectUntouched();
+}
+
 TEST_F(LiveFeed, DatabaseThatCannotBeReplacedStays) {
   test::publish("/good", kHashA + "\n");
   writeOld();

@@ -17,9 +17,10 @@ unset http_proxy https_proxy all_proxy HTTP_PROXY HTTPS_PROXY ALL_PROXY
 work=$(mktemp -d)
 stage_name=korvel-net-tests-$$
 stage=$WINEPREFIX/drive_c/$stage_name
-nginx_pid= odd_pid=
+nginx_pid= odd_pid= root_key=
 finish() {
   for pid in $nginx_pid $odd_pid; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
+  [ -z "$root_key" ] || (cd /; wine reg delete "$root_key" /f) > /dev/null 2>&1 || true
   rm -rf "$work" "$stage"
 }
 trap finish EXIT
@@ -49,6 +50,7 @@ print("[HKEY_CURRENT_USER\\Software\\Microsoft\\SystemCertificates\\Root\\Certif
       % hashlib.sha1(der).hexdigest().upper())
 print('"Blob"=hex:' + ",".join("%02x" % byte for byte in blob))
 PY
+  root_key=$(sed -n 's/^\[\(.*\)\]$/\1/p' "$stage/ca.reg")
   (cd /; wine reg import "C:\\$stage_name\\ca.reg") > "$work/reg.log" 2>&1
 }
 
@@ -127,6 +129,11 @@ trust_authority
 printf 'plain text\n' > "$stage/www/plain.txt"
 truncate -s 134217728 "$stage/www/largest.bin"
 truncate -s 134217729 "$stage/www/too-large.bin"
+# Temporary files that take no byte: each of these names is a full disk to whoever writes it.
+mkdir "$stage/full"
+for name in signatures.live.txt.tmp hosts.korvel.tmp KorvelSetup-1.3.0.exe.tmp; do
+  ln -s /dev/full "$stage/full/$name"
+done
 cp "$program" "$stage/"
 # Helper programs of the tests lie beside them.
 cp "$(dirname "$program")"/*_victim.exe "$stage/" 2>/dev/null || true
@@ -135,6 +142,6 @@ start_odd_server
 
 export KORVEL_TEST_HTTP_PORT=$http_port KORVEL_TEST_HTTPS_PORT=$https_port
 export KORVEL_TEST_STRANGER_PORT=$stranger_port KORVEL_TEST_ODD_PORT=$odd_port
-export KORVEL_TEST_WWW="C:\\$stage_name\\www"
+export KORVEL_TEST_WWW="C:\\$stage_name\\www" KORVEL_TEST_FULL="C:\\$stage_name\\full"
 cd "$stage"
 wine "C:\\$stage_name\\$(basename "$program")" "$@"

@@ -177,6 +177,12 @@ TEST_F(UpdateCheck, TemporaryThatCannotBeWrittenIsNamed) {
   expectFailure("не удалось записать " + toUtf8(setupPath(L"1.3.0")) + ".tmp");
 }
 
+TEST_F(UpdateCheck, FullDiskIsATemporaryThatCannotBeWritten) {
+  updates_ = test::fullFolder();
+  EXPECT_FALSE(checkVersion("1.3.0"));
+  expectFailure("не удалось записать " + toUtf8(setupPath(L"1.3.0")) + ".tmp");
+}
+
 TEST_F(UpdateCheck, VersionGoesIntoTheFileNameAsGiven) {
   EXPECT_FALSE(checkVersion("no\\\\folder"));  // a backslash once the document is read
   expectFailure("не удалось записать " + toUtf8(setupPath(L"no\\folder")) + ".tmp");

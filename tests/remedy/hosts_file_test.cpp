@@ -7,6 +7,7 @@
 #include "base/files.h"
 #include "base/unique_resource.h"
 #include "support/temp_folder.h"
+#include "support/test_servers.h"
 
 namespace korvel {
 namespace {
@@ -138,6 +139,14 @@ TEST_F(HostsFile, TemporaryThatCannotBeCreatedIsAFailure) {
   hosts_ = folder_.at(L"missing\\hosts");
   EXPECT_FALSE(apply({"a.com"}));
   EXPECT_EQ(error_, "cannot write temp hosts");
+}
+
+TEST_F(HostsFile, FullDiskIsAFailureThatKeepsTheFile) {
+  hosts_ = test::fullFolder() + L"\\hosts";
+  write(kUserLines);
+  EXPECT_FALSE(apply({"a.com"}));
+  EXPECT_EQ(error_, "cannot write temp hosts");
+  EXPECT_EQ(text(), kUserLines);
 }
 
 TEST_F(HostsFile, FolderInThePlaceOfTheTemporaryIsAFailure) {
