@@ -14,49 +14,94 @@ constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kHexDigits = 2 * sizeof(FeedKey);
 constexpr size_t kRenderPieceBytes = 64 * 1024;
 
-constexpr uint8_t kNoDigit = 0xFF;
+// Eight characters at a time, one a byte of a 64-bit word. Sums below stay within their byte as long as every
+// character is ASCII, which is checked with the rest.
+constexpr uint64_t kEach = 0x0101010101010101;
+constexpr uint64_t kHighBits = 0x80 * kEach;
 
-constexpr std::array<uint8_t, 256> makeHexValues() {
-  std::array<uint8_t, 256> values{};
-  for (auto& value : values) value = kNoDigit;
-  for (uint8_t i = 0; i < 10; ++i) values[static_cast<size_t>('0') + i] = i;
-  for (uint8_t i = 0; i < 6; ++i) {
-    values[static_cast<size_t>('a') + i] = values[static_cast<size_t>('A') + i] =
-        static_cast<uint8_t>(10 + i);
-  }
-  return values;
+/// The high bit of each byte that lies between two ASCII characters.
+constexpr uint64_t inRange(uint64_t bytes, unsigned char low, unsigned char high) {
+  return (bytes + (0x80u - low) * kEach) & ~(bytes + (0x7Fu - high) * kEach) & kHighBits;
 }
-constexpr std::array<uint8_t, 256> kHexValues = makeHexValues();
 
-/// False when one of the 64 characters is no hexadecimal digit.
+/// Eight hexadecimal digits as the number they spell; false when one is none.
+bool decodeHex8(const char* text, uint32_t& value) {
+  uint64_t bytes = 0;
+  for (size_t i = 0; i < 8; ++i) bytes |= uint64_t{static_cast<unsigned char>(text[i])} << (8 * i);
+  const uint64_t digits = inRange(bytes, '0', '9');
+  const uint64_t letters = inRange(bytes | 0x20 * kEach, 'a', 'f');
+  if ((bytes & kHighBits) != 0 || (digits | letters) != kHighBits) return false;
+  const uint64_t nibbles = (bytes & 0x0F * kEach) + 9 * (letters >> 7);
+  // Neighbours join, the first character above the second: nibbles to bytes, bytes to pairs, pairs to the
+  // whole.
+  uint64_t joined = (nibbles << 4 | nibbles >> 8) & 0x00FF00FF00FF00FF;
+  joined = (joined << 8 | joined >> 16) & 0x0000FFFF0000FFFF;
+  value = static_cast<uint32_t>(joined << 16 | joined >> 32);
+  return true;
+}
+
 bool decodeHex(const char* text, FeedKey& key) {
-  uint8_t seen = 0;  // valid digits leave the high half clear
   for (size_t i = 0; i < key.size(); ++i) {
-    const uint8_t high = kHexValues[static_cast<uint8_t>(text[2 * i])];
-    const uint8_t low = kHexValues[static_cast<uint8_t>(text[2 * i + 1])];
-    seen = static_cast<uint8_t>(seen | high | low);
-    key[i] = static_cast<uint8_t>(high << 4 | low);
+    uint32_t high = 0;
+    uint32_t low = 0;
+    if (!decodeHex8(text + 16 * i, high) || !decodeHex8(text + 16 * i + 8, low)) return false;
+    key[i] = uint64_t{high} << 32 | low;
   }
-  return (seen & 0xF0) == 0;
+  return true;
+}
+
+constexpr std::array<std::array<char, 2>, 256> makeHexPairs() {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::array<std::array<char, 2>, 256> pairs{};
+  for (size_t byte = 0; byte < pairs.size(); ++byte) pairs[byte] = {kDigits[byte >> 4], kDigits[byte & 0x0F]};
+  return pairs;
 }
 
 void appendHexLine(const FeedKey& key, std::string& text) {
-  static constexpr char kDigits[] = "0123456789abcdef";
+  static constexpr auto kHexPairs = makeHexPairs();
   char line[kHexDigits + 1];
-  for (size_t i = 0; i < key.size(); ++i) {
-    line[2 * i] = kDigits[key[i] >> 4];
-    line[2 * i + 1] = kDigits[key[i] & 0x0F];
+  char* to = line;
+  for (const uint64_t word : key) {
+    for (int shift = 56; shift >= 0; shift -= 8)
+      to = std::copy_n(kHexPairs[word >> shift & 0xFF].data(), 2, to);
   }
-  line[kHexDigits] = '\n';
+  *to = '\n';
   text.append(line, sizeof line);
 }
 
 // --- sorting ---
 
-constexpr size_t kBuckets =
-    4096;  // by the first 12 bits: a bucket of two million digests fits the first cache
+constexpr size_t kBuckets = 256;
+constexpr ptrdiff_t kSmallRange = 64;  // below this, a comparing sort is faster than counting
 
-size_t bucketOf(const FeedKey& key) { return static_cast<size_t>(key[0]) << 4 | key[1] >> 4; }
+/// Sorts keys that agree in the bits of their first word above `shift` + 8: into buckets by the next eight
+/// bits, in place, then each bucket. When the first word is used up, what is left to order is a feed made to
+/// be slow; it gets an ordinary sort.
+void sortByFirstWord(FeedKey* begin, FeedKey* end, int shift) {
+  if (end - begin < kSmallRange || shift < 0) return std::sort(begin, end);
+  const auto bucketOf = [shift](const FeedKey& key) { return static_cast<size_t>(key[0] >> shift & 0xFF); };
+  std::array<size_t, kBuckets> count{};
+  for (const FeedKey* key = begin; key != end; ++key) ++count[bucketOf(*key)];
+
+  std::array<FeedKey*, kBuckets> next;
+  std::array<FeedKey*, kBuckets> bucketEnd;
+  FeedKey* at = begin;
+  for (size_t bucket = 0; bucket < kBuckets; ++bucket) {
+    next[bucket] = at;
+    bucketEnd[bucket] = at += count[bucket];
+  }
+  // Every swap brings one digest home; a second copy would be faster and double the memory.
+  for (size_t bucket = 0; bucket < kBuckets; ++bucket) {
+    while (next[bucket] != bucketEnd[bucket]) {
+      const size_t home = bucketOf(*next[bucket]);
+      if (home != bucket) std::swap(*next[bucket], *next[home]);
+      ++next[home];
+    }
+  }
+  for (size_t bucket = 0; bucket < kBuckets; ++bucket) {
+    if (count[bucket] > 1) sortByFirstWord(bucketEnd[bucket] - count[bucket], bucketEnd[bucket], shift - 8);
+  }
+}
 
 /// Removes from `keys` what stands in `others`; both ascend and hold no duplicates.
 void removeCommon(std::vector<FeedKey>& keys, const std::vector<FeedKey>& others) {
@@ -71,12 +116,13 @@ void removeCommon(std::vector<FeedKey>& keys, const std::vector<FeedKey>& others
 }  // namespace
 
 std::optional<FeedKey> feedKeyOfLine(std::string_view line) {
-  std::string_view token = trimmed(line, kBlanks);
-  if (token.empty() || token.front() == '#') return std::nullopt;
-  token = token.substr(0, token.find_first_of(" \t"));
-  if (token.size() != kHexDigits) return std::nullopt;
+  const std::string_view text = trimmed(line, kBlanks);
+  if (text.size() < kHexDigits) return std::nullopt;
+  // The digest ends at the first blank or with the line; digits are no blanks and no "#", so nothing else
+  // about blanks and comments is left to be asked.
+  if (text.size() > kHexDigits && text[kHexDigits] != ' ' && text[kHexDigits] != '\t') return std::nullopt;
   FeedKey key;
-  if (!decodeHex(token.data(), key)) return std::nullopt;
+  if (!decodeHex(text.data(), key)) return std::nullopt;
   return key;
 }
 
@@ -107,21 +153,7 @@ void FeedReader::takeLine(std::string_view line) {
 
 void sortFeedKeys(std::vector<FeedKey>& keys) {
   if (std::is_sorted(keys.begin(), keys.end())) return;  // an update server publishes sorted lists
-  std::array<size_t, kBuckets + 1> begin{};
-  for (const FeedKey& key : keys) ++begin[bucketOf(key) + 1];
-  for (size_t bucket = 0; bucket < kBuckets; ++bucket) begin[bucket + 1] += begin[bucket];
-
-  // Every swap brings one digest into its bucket, in place: a second copy would double the memory.
-  std::vector<size_t> next(begin.begin(), begin.end() - 1);
-  for (size_t bucket = 0; bucket < kBuckets; ++bucket) {
-    while (next[bucket] < begin[bucket + 1]) {
-      const size_t home = bucketOf(keys[next[bucket]]);
-      if (home != bucket) std::swap(keys[next[bucket]], keys[next[home]]);
-      ++next[home];
-    }
-  }
-  const auto at = [&keys](size_t index) { return keys.begin() + static_cast<std::ptrdiff_t>(index); };
-  for (size_t bucket = 0; bucket < kBuckets; ++bucket) std::sort(at(begin[bucket]), at(begin[bucket + 1]));
+  sortByFirstWord(keys.data(), keys.data() + keys.size(), 56);
 }
 
 bool FeedSet::add(std::vector<FeedKey> keys) {

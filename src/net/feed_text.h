@@ -15,7 +15,8 @@
 
 namespace korvel {
 
-using FeedKey = std::array<uint8_t, 32>;
+/// A digest as four big-endian words, so that comparing the words compares the bytes.
+using FeedKey = std::array<uint64_t, 4>;
 
 /// A set with more digests than this is refused: no honest feed is that large.
 inline constexpr uint64_t kMaxFeedHashes = 4'000'000;
