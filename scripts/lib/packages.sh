@@ -20,6 +20,7 @@ KORVEL_PACKAGES=(
   python3-pefile             # an independent PE reader, to compare the analysis with
   faketime                   # tests that need another time of day
   openssl                    # tests that need certificates
+  nginx-light                # the server that download tests talk to
 )
 
 # Prints the packages that are not installed, one a line. Asks dpkg once and nothing else.

@@ -17,13 +17,15 @@ unset http_proxy https_proxy all_proxy HTTP_PROXY HTTPS_PROXY ALL_PROXY
 work=$(mktemp -d)
 stage_name=korvel-net-tests-$$
 stage=$WINEPREFIX/drive_c/$stage_name
-nginx_pid= odd_pid= root_key=
+nginx_pid= odd_pid= wine_pid= root_key=
 finish() {
-  for pid in $nginx_pid $odd_pid; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
+  for pid in $wine_pid $nginx_pid $odd_pid; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
   [ -z "$root_key" ] || (cd /; wine reg delete "$root_key" /f) > /dev/null 2>&1 || true
   rm -rf "$work" "$stage"
 }
 trap finish EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
 
 # --- certificates ---
 
@@ -144,4 +146,10 @@ export KORVEL_TEST_HTTP_PORT=$http_port KORVEL_TEST_HTTPS_PORT=$https_port
 export KORVEL_TEST_STRANGER_PORT=$stranger_port KORVEL_TEST_ODD_PORT=$odd_port
 export KORVEL_TEST_WWW="C:\\$stage_name\\www" KORVEL_TEST_FULL="C:\\$stage_name\\full"
 cd "$stage"
-wine "C:\\$stage_name\\$(basename "$program")" "$@"
+# In the background, so that a signal is acted upon at once and not when the program is done.
+wine "C:\\$stage_name\\$(basename "$program")" "$@" < /dev/null &
+wine_pid=$!
+status=0
+wait "$wine_pid" || status=$?
+wine_pid=
+exit "$status"

@@ -143,6 +143,7 @@ TEST_F(WebShield, RunThatAStopCutsShortChangesAndLogsNothing) {
 }
 
 TEST(WebShieldRun, WorksOnTheSystemsHostsFile) {
+  if (!test::isTestMachine()) GTEST_SKIP() << "changes the system's hosts file; see isTestMachine()";
   const std::string before = test::readFile(hostsFilePath());
   test::publish("/system/api/v1/blocklist", "a.com\n");
   Settings settings;

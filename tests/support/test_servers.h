@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/files.h"
 #include "base/utf.h"
 #include "support/temp_folder.h"
 
@@ -39,5 +40,8 @@ inline void publish(const std::string& path, std::string_view bytes) {
   }
   writeFile(file, bytes);
 }
+
+/// Whether this machine (a Wine prefix, that is) was set up for tests that change the system's own files.
+inline bool isTestMachine() { return pathExists(L"C:\\korvel-test-machine"); }
 
 }  // namespace korvel::test
