@@ -9,12 +9,17 @@
 #include "engine/realtime_watcher.h"
 #include "engine/scan_options.h"
 #include "engine/scan_worker.h"
+#include "engine/update_ticks.h"
+#include "remedy/web_shield.h"
 #include "service/runtime/log.h"
 
 namespace korvel::svc {
 namespace {
 
 constexpr uint32_t kSchedulePollMs = 60'000;
+constexpr uint32_t kUpdateTickMs = 1'000;
+constexpr uint32_t kFirstWebShieldMs = 30'000;
+constexpr uint32_t kWebShieldPeriodMs = 86'400'000;
 
 UtcMoment utcNow() {
   const uint64_t ticks = systemFileTime();
@@ -57,6 +62,34 @@ void ScanWorker::realtimeLoop() {
   } catch (const std::exception& exception) {
     Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
   }
+}
+
+void ScanWorker::liveUpdateLoop() {
+  UpdateTicks ticks;
+  while (!stopping_.sleep(kUpdateTickMs)) {
+    if (ticks.tick() && getSettings().liveUpdates) runAutomaticUpdate();
+  }
+}
+
+/// Besides its period the shield runs whenever its setting changes.
+void ScanWorker::webShieldLoop() {
+  uint32_t timeout = kFirstWebShieldMs;
+  while (waitForWebShield(timeout)) {
+    try {
+      runWebShield(getSettings(), &stopping_.flag());
+    } catch (const std::exception& exception) {
+      Log::instance().write(kLogWarning, std::string("web shield: domain feed failed: ") + exception.what());
+    }
+    timeout = kWebShieldPeriodMs;
+  }
+}
+
+/// False once the engine stops, and when waiting is impossible.
+bool ScanWorker::waitForWebShield(uint32_t milliseconds) {
+  if (!webShieldWake_) return !stopping_.sleep(kFirstWebShieldMs);
+  const HANDLE events[] = {stopping_.event(), webShieldWake_.get()};
+  const DWORD result = ::WaitForMultipleObjects(2, events, /*waitAll=*/FALSE, milliseconds);
+  return result != WAIT_FAILED && !stopping_.isSet();
 }
 
 }  // namespace korvel::svc

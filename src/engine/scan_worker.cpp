@@ -1,10 +1,9 @@
 // The engine's life, its settings and what it reports. The scan job is in scan_job.cpp, what happens to a
-// detection in threat_response.cpp.
+// detection in threat_response.cpp, the long-lived threads in background_loops.cpp, updates in update_jobs.cpp.
 #include "engine/scan_worker.h"
 
 #include <utility>
 
-#include "base/error.h"
 #include "base/utf.h"
 #include "base/version.h"
 #include "config/data_paths.h"
@@ -76,6 +75,12 @@ bool ScanWorker::start(std::string*) {
   const bool realTime = settings.realTimeEnabled && settings.protectionEnabled;
   if (settings.scheduledScan) scheduledThread_ = std::thread([this] { scheduledScanLoop(); });
   if (realTime) realtimeThread_ = std::thread([this] { realtimeLoop(); });
+  if (!webShieldWake_) {
+    webShieldWake_.reset(::CreateEventW(/*security=*/nullptr, /*manualReset=*/FALSE, /*initialState=*/FALSE,
+                                        /*name=*/nullptr));
+  }
+  liveUpdateThread_ = std::thread([this] { liveUpdateLoop(); });
+  webShieldThread_ = std::thread([this] { webShieldLoop(); });
   logInfo(std::string("workers started (scheduled=") + onOff(settings.scheduledScan) +
           ", realtime=" + onOff(realTime) + ")");
   return true;
@@ -101,8 +106,11 @@ void ScanWorker::endThreads() {
   }
   join(realtimeThread_);
   join(scheduledThread_);
+  join(liveUpdateThread_);
+  join(webShieldThread_);
   liveUpdateJob_.join();
   updateCheckJob_.join();
+  webShieldWake_.reset();
 }
 
 bool ScanWorker::reloadSignatures(std::string* error) {
@@ -118,26 +126,21 @@ bool ScanWorker::reloadSignatures(std::string* error) {
   return true;
 }
 
-bool ScanWorker::startLiveUpdate(std::string* error) {
-  return fail(error, "live signature updates are not available in this build");
-}
-
-bool ScanWorker::startUpdateCheck(std::string* error) {
-  return fail(error, "the self-update check is not available in this build");
-}
-
 bool ScanWorker::applySettings(const Settings& settings, std::string*) {
   bool realTimeChanged = false;
+  bool webShieldChanged = false;
   {
     const MutexLock lock(stateMutex_);
     Settings updated = settings;
     if (updated.signatureDb.empty()) updated.signatureDb = settings_.signatureDb;
     if (updated.quarantineDir.empty()) updated.quarantineDir = settings_.quarantineDir;
     realTimeChanged = updated.realTimeEnabled != settings_.realTimeEnabled;
+    webShieldChanged = updated.webShield != settings_.webShield;
     settings_ = std::move(updated);
   }
   saveSettings();
   if (realTimeChanged) logInfo("real-time setting changed, service restart required");
+  if (webShieldChanged && webShieldWake_) ::SetEvent(webShieldWake_.get());
   return true;
 }
 
@@ -168,6 +171,10 @@ EngineStatus ScanWorker::getStatus() const {
   status.updateCheckRunning = updateCheckJob_.busy();
   status.updateCheckError = updateCheckJob_.lastError();
   status.liveUpdateRunning = liveUpdateJob_.busy();
+  {
+    const MutexLock lock(stateMutex_);
+    status.updateCheckInstaller = toUtf8(updateCheckInstaller_);
+  }
   return status;
 }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/mutex.h"
+#include "base/unique_resource.h"
 #include "config/settings.h"
 #include "engine/busy_job.h"
 #include "engine/engine_status.h"
@@ -57,6 +58,8 @@ class ScanWorker {
 
   /// Loads the signature files anew and swaps the database in; the old one serves its holders to the end.
   bool reloadSignatures(std::string* error);
+  /// Each starts its job on a thread of its own and refuses with a text while that job runs. How the job ended
+  /// is in getStatus().
   bool startLiveUpdate(std::string* error);
   bool startUpdateCheck(std::string* error);
 
@@ -89,6 +92,14 @@ class ScanWorker {
   void scheduledScanLoop();
   void startScheduledScan();
   void realtimeLoop();
+  void liveUpdateLoop();
+  void webShieldLoop();
+  bool waitForWebShield(uint32_t milliseconds);
+
+  // The update jobs (update_jobs.cpp).
+  void runAutomaticUpdate();
+  bool liveUpdateJob(std::string* error);
+  bool updateCheckJob(std::string* error);
 
   /// The driver's question: may this file be used? On the link's thread.
   bool allowAccess(const std::wstring& path);
@@ -127,6 +138,7 @@ class ScanWorker {
   ScanSummary lastSummary_ GUARDED_BY(stateMutex_);
   std::vector<ThreatRecord> results_ GUARDED_BY(stateMutex_);  // of the current or last scan
   std::vector<ThreatRecord> events_ GUARDED_BY(stateMutex_);   // not yet handed out
+  std::wstring updateCheckInstaller_ GUARDED_BY(stateMutex_);  // saved by the last check; empty when none
 
   Mutex saveMutex_;  // one save at a time, so that the newest settings are the last to reach the disk
 
@@ -141,6 +153,9 @@ class ScanWorker {
   FilterLink filter_;
   std::thread scheduledThread_;
   std::thread realtimeThread_;
+  std::thread liveUpdateThread_;
+  std::thread webShieldThread_;
+  UniqueHandle webShieldWake_;  // auto-reset; may be missing
 };
 
 }  // namespace korvel::svc

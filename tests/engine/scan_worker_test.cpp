@@ -347,6 +347,25 @@ TEST_F(ScanWorkerTest, StatusTellsWhatTheEngineIsDoing) {
   EXPECT_FALSE(status.minifilterConnected);
 }
 
+TEST_F(ScanWorkerTest, AnUpdateCheckWithoutAServerEndsWithItsTextInTheStatus) {
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startUpdateCheck(nullptr));
+  for (int i = 0; i < 1000 && worker.getStatus().updateCheckRunning; ++i) ::Sleep(10);
+  EXPECT_EQ(worker.getStatus().updateCheckError, "не задан сервер обновлений (строка UpdateServer в settings.ini)");
+  EXPECT_EQ(worker.getStatus().updateCheckInstaller, "");
+}
+
+TEST_F(ScanWorkerTest, AFailedLiveUpdateLeavesItsTimeAlone) {
+  settings_.updateServer = "http://127.0.0.1:1";  // nobody listens there
+  settings_.lastLiveUpdateUtc = 77;
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startLiveUpdate(nullptr));
+  for (int i = 0; i < 6000 && worker.getStatus().liveUpdateRunning; ++i) ::Sleep(10);
+  EXPECT_FALSE(worker.getStatus().liveUpdateRunning);
+  EXPECT_EQ(worker.getSettings().lastLiveUpdateUtc, 77u);
+  EXPECT_FALSE(logged("live signatures updated"));
+}
+
 TEST_F(ScanWorkerTest, AReloadDuringAScanLeavesTheScanWhole) {
   for (int i = 0; i < 200; ++i) folder_.write(std::to_wstring(i) + L".exe", i % 2 ? "abc" : "x");
   ScanWorker& worker = startWorker();
