@@ -24,8 +24,9 @@ void FilterLink::PortTraits::close(HANDLE port) { ::FilterClose(port); }
 FilterLink::~FilterLink() { stop(); }
 
 bool FilterLink::connect(Callback callback, std::string* error) {
-  const HRESULT result = ::FilterConnectCommunicationPort(kPortName, /*options=*/0, /*context=*/nullptr,
-                                                          /*sizeOfContext=*/0, /*security=*/nullptr, port_.receive());
+  const HRESULT result =
+      ::FilterConnectCommunicationPort(kPortName, /*options=*/0, /*context=*/nullptr,
+                                       /*sizeOfContext=*/0, /*security=*/nullptr, port_.receive());
   if (result != S_OK || !port_) {
     char code[32];
     std::snprintf(code, sizeof code, " (hr=0x%08lX)", static_cast<unsigned long>(result));
@@ -74,7 +75,8 @@ void FilterLink::answer(uint64_t messageId, bool block) {
   std::array<uint8_t, kFilterAnswerBytes> bytes = encodeFilterAnswer(messageId, block);
   DWORD returned = 0;
   // A driver that does not take the answer decides by its own time-out.
-  (void)::FilterSendMessage(port_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), /*outBuffer=*/nullptr,
+  (void)::FilterSendMessage(port_.get(), bytes.data(), static_cast<DWORD>(bytes.size()),
+                            /*outBuffer=*/nullptr,
                             /*outBufferSize=*/0, &returned);
 }
 

@@ -22,8 +22,8 @@ class FilterLink {
   FilterLink(const FilterLink&) = delete;
   FilterLink& operator=(const FilterLink&) = delete;
 
-  /// Opens the port and starts the thread. Without the driver: false with a Russian text and the HRESULT. Call
-  /// at most once. Throws std::system_error when no thread can be made.
+  /// Opens the port and starts the thread. Without the driver: false with a Russian text and the HRESULT.
+  /// Call at most once. Throws std::system_error when no thread can be made.
   bool connect(Callback callback, std::string* error);
 
   /// Ends the thread, then closes the port. The thread waits in the port without a time-out, so this returns

@@ -1,7 +1,7 @@
 // The messages between the file-system minifilter and the service. Little-endian. Pure and thread-safe.
 //
-// Driver to service: the platform's 16-byte message header (u32 length at 0, u64 message id at 8), then a body
-// of up to 1,060 bytes:
+// Driver to service: the platform's 16-byte message header (u32 length at 0, u64 message id at 8), then a
+// body of up to 1,060 bytes:
 //   body offset  size field
 //             0     4 magic "KRVL"
 //             4     4 version, 1

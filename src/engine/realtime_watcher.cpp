@@ -22,7 +22,8 @@ static_assert(kNotifyFilter == 0x59);
 
 const std::vector<std::wstring>& watchedRoots() {
   static const std::vector<std::wstring> roots = {
-      L"C:\\Users",         L"C:\\ProgramData",           L"C:\\Program Files", L"C:\\Program Files (x86)",
+      L"C:\\Users",         L"C:\\ProgramData",
+      L"C:\\Program Files", L"C:\\Program Files (x86)",
       L"C:\\Windows\\Temp", L"C:\\Windows\\Downloaded Files",
   };
   return roots;
@@ -88,8 +89,9 @@ class RealtimeWatcher::WatchedDir {
   bool armed_ = false;
 };
 
-RealtimeWatcher::RealtimeWatcher(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                                 const StopFlag& stopping, DetectionCallback onDetection)
+RealtimeWatcher::RealtimeWatcher(std::shared_ptr<const SignatureDatabase> database,
+                                 const ScanOptions& options, const StopFlag& stopping,
+                                 DetectionCallback onDetection)
     : options_(options),
       scanner_(std::move(database), options),
       stopping_(stopping),

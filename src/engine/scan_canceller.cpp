@@ -13,7 +13,10 @@ constexpr std::chrono::milliseconds kPollInterval{100};
 
 ScanCanceller::ScanCanceller(FileScanner& scanner, const std::atomic<bool>& cancelRequested,
                              const std::atomic<bool>& stopping)
-    : scanner_(scanner), cancelRequested_(cancelRequested), stopping_(stopping), thread_([this] { loop(); }) {}
+    : scanner_(scanner),
+      cancelRequested_(cancelRequested),
+      stopping_(stopping),
+      thread_([this] { loop(); }) {}
 
 ScanCanceller::~ScanCanceller() {
   {

@@ -17,7 +17,8 @@ namespace korvel::svc {
 /// counts from the start; the cancel flag only once watchCancelRequests() has been called.
 class ScanCanceller {
  public:
-  ScanCanceller(FileScanner& scanner, const std::atomic<bool>& cancelRequested, const std::atomic<bool>& stopping);
+  ScanCanceller(FileScanner& scanner, const std::atomic<bool>& cancelRequested,
+                const std::atomic<bool>& stopping);
   ~ScanCanceller();
   ScanCanceller(const ScanCanceller&) = delete;
   ScanCanceller& operator=(const ScanCanceller&) = delete;

@@ -143,8 +143,9 @@ void ScanWorker::finishScan(const ScanSummary& summary, std::chrono::steady_cloc
     settings_.lastThreatCount = summary.threats;
   }
   saveSettings();
-  Log::instance().write(kLogInfo, "scan finished: files=" + std::to_string(summary.filesScanned) + " threats=" +
-                                      std::to_string(summary.threats) + " ms=" + std::to_string(elapsedMs));
+  Log::instance().write(kLogInfo, "scan finished: files=" + std::to_string(summary.filesScanned) +
+                                      " threats=" + std::to_string(summary.threats) +
+                                      " ms=" + std::to_string(elapsedMs));
 }
 
 void ScanWorker::endScanEarly(const wchar_t* state, bool cancelled) {

@@ -1,5 +1,6 @@
 // The engine's life, its settings and what it reports. The scan job is in scan_job.cpp, what happens to a
-// detection in threat_response.cpp, the long-lived threads in background_loops.cpp, updates in update_jobs.cpp.
+// detection in threat_response.cpp, the long-lived threads in background_loops.cpp, updates in
+// update_jobs.cpp.
 #include "engine/scan_worker.h"
 
 #include <utility>

@@ -58,8 +58,8 @@ class ScanWorker {
 
   /// Loads the signature files anew and swaps the database in; the old one serves its holders to the end.
   bool reloadSignatures(std::string* error);
-  /// Each starts its job on a thread of its own and refuses with a text while that job runs. How the job ended
-  /// is in getStatus().
+  /// Each starts its job on a thread of its own and refuses with a text while that job runs. How the job
+  /// ended is in getStatus().
   bool startLiveUpdate(std::string* error);
   bool startUpdateCheck(std::string* error);
 

@@ -5,8 +5,10 @@
 namespace korvel::svc {
 
 StopFlag::StopFlag()
-    : event_(::CreateEventW(/*security=*/nullptr, /*manualReset=*/TRUE, /*initialState=*/FALSE, /*name=*/nullptr)) {
-  if (!event_) throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), "CreateEvent");
+    : event_(::CreateEventW(/*security=*/nullptr, /*manualReset=*/TRUE, /*initialState=*/FALSE,
+                            /*name=*/nullptr)) {
+  if (!event_)
+    throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), "CreateEvent");
 }
 
 bool StopFlag::exchangeSet() {

@@ -25,7 +25,8 @@ std::vector<ThreatRecord> ScanWorker::takeEvents() {
 
 void ScanWorker::returnEvents(std::vector<ThreatRecord> events) {
   const MutexLock lock(stateMutex_);
-  events_.insert(events_.begin(), std::make_move_iterator(events.begin()), std::make_move_iterator(events.end()));
+  events_.insert(events_.begin(), std::make_move_iterator(events.begin()),
+                 std::make_move_iterator(events.end()));
 }
 
 bool ScanWorker::allowAccess(const std::wstring& path) {
@@ -33,7 +34,8 @@ bool ScanWorker::allowAccess(const std::wstring& path) {
     const std::shared_ptr<const SignatureDatabase> database = currentDatabase();
     if (!database) return true;
     const ScanOptions options = scanOptionsFrom(getSettings());
-    const FileVerdict verdict = scanFile({database, options.maxFileSize, options.readChunk}, path, driverScratch_);
+    const FileVerdict verdict =
+        scanFile({database, options.maxFileSize, options.readChunk}, path, driverScratch_);
     // One step above what scans report: only what is surely harmful is blocked outright.
     if (verdict.severity < kSeverityHigh) return true;
     recordThreat(verdict, /*pending=*/true);
@@ -55,8 +57,8 @@ bool ScanWorker::quarantineThreat(const ThreatRecord& threat, std::string* error
 bool ScanWorker::deleteThreat(const ThreatRecord& threat, std::string* error) {
   const std::wstring directory = getSettings().quarantineDir;
   QuarantineRecord stored;
-  if (!quarantine_.addFile(directory, threat.path, threat.sha256, threat.name, threat.code, threat.severity, &stored,
-                           error)) {
+  if (!quarantine_.addFile(directory, threat.path, threat.sha256, threat.name, threat.code, threat.severity,
+                           &stored, error)) {
     return false;
   }
   if (!quarantine_.deleteRecord(directory, stored.id, error)) return false;

@@ -14,7 +14,8 @@
 namespace korvel::svc {
 
 bool ScanWorker::startLiveUpdate(std::string* error) {
-  return liveUpdateJob_.launch([] {}, [this](std::string* jobError) { return liveUpdateJob(jobError); }, error);
+  return liveUpdateJob_.launch([] {}, [this](std::string* jobError) { return liveUpdateJob(jobError); },
+                               error);
 }
 
 bool ScanWorker::startUpdateCheck(std::string* error) {
@@ -22,8 +23,8 @@ bool ScanWorker::startUpdateCheck(std::string* error) {
     const MutexLock lock(stateMutex_);
     updateCheckInstaller_.clear();
   };
-  return updateCheckJob_.launch(forgetInstaller, [this](std::string* jobError) { return updateCheckJob(jobError); },
-                                error);
+  return updateCheckJob_.launch(
+      forgetInstaller, [this](std::string* jobError) { return updateCheckJob(jobError); }, error);
 }
 
 /// Not through startLiveUpdate(): the automatic run does not count as busy, so a requested one may run at the
@@ -58,7 +59,8 @@ bool ScanWorker::liveUpdateJob(std::string* error) {
 
 bool ScanWorker::updateCheckJob(std::string* error) {
   std::wstring installer;
-  if (!checkForUpdate(getSettings().updateServer, updatesDir(), &installer, error, &stopping_.flag())) return false;
+  if (!checkForUpdate(getSettings().updateServer, updatesDir(), &installer, error, &stopping_.flag()))
+    return false;
   const MutexLock lock(stateMutex_);
   updateCheckInstaller_ = std::move(installer);
   return true;

@@ -27,8 +27,9 @@ DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, cons
 
 DirectoryWalk::Entered DirectoryWalk::enter(const std::wstring& directory) {
   Level level{UniqueFindHandle(), joinPath(directory, L""), {}, true};
-  level.find.reset(::FindFirstFileExW(forFileApi(level.directory + L"*").c_str(), FindExInfoBasic, &level.entry,
-                                      FindExSearchNameMatch, /*filter=*/nullptr, FIND_FIRST_EX_LARGE_FETCH));
+  level.find.reset(::FindFirstFileExW(forFileApi(level.directory + L"*").c_str(), FindExInfoBasic,
+                                      &level.entry, FindExSearchNameMatch, /*filter=*/nullptr,
+                                      FIND_FIRST_EX_LARGE_FETCH));
   if (!level.find) return ::GetLastError() == ERROR_ACCESS_DENIED ? Entered::kNoPermission : Entered::kFailed;
   levels_.push_back(std::move(level));
   return Entered::kYes;

@@ -69,7 +69,8 @@ class FileScanner::Delivery {
 /// The files of all targets that pass the filter, in walk order, until the walk ends or is cancelled.
 class FileScanner::FileSource {
  public:
-  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, const std::atomic<bool>& cancel)
+  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options,
+             const std::atomic<bool>& cancel)
       : targets_(targets), options_(options), cancel_(cancel) {}
 
   bool next(WalkedFile& file) {
@@ -154,6 +155,8 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
   }
 }
 
-FileVerdict FileScanner::scanSingleFile(const std::wstring& path) { return scanFile(context_, path, scratch_); }
+FileVerdict FileScanner::scanSingleFile(const std::wstring& path) {
+  return scanFile(context_, path, scratch_);
+}
 
 }  // namespace korvel

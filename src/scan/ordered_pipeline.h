@@ -1,8 +1,8 @@
 // Work done ahead of its consumer by a few threads, taken back in the order in which it was put in.
 //
 // One thread owns the pipeline: it pushes items while there is room, then pops the oldest result, waiting for
-// it where necessary. Items travel to the workers in small groups, since handing over one small file at a time
-// costs more than the file. An exception of the work is kept and thrown by the pop() of its own item, so
+// it where necessary. Items travel to the workers in small groups, since handing over one small file at a
+// time costs more than the file. An exception of the work is kept and thrown by the pop() of its own item, so
 // failures come in order too. Destruction abandons what has not begun and joins the workers.
 //
 // Pure: standard threads only. Not thread-safe except for what it does with its own workers.
@@ -24,10 +24,10 @@
 namespace korvel {
 
 struct PipelineLimits {
-  size_t windowItems = 128;                  ///< items inside at any time
-  uint64_t windowWeight = 64ull << 20;       ///< bytes inside; one heavier item alone is let in
-  size_t groupItems = 16;                    ///< items of one hand-over
-  uint64_t groupWeight = 1ull << 20;         ///< bytes of one hand-over
+  size_t windowItems = 128;             ///< items inside at any time
+  uint64_t windowWeight = 64ull << 20;  ///< bytes inside; one heavier item alone is let in
+  size_t groupItems = 16;               ///< items of one hand-over
+  uint64_t groupWeight = 1ull << 20;    ///< bytes of one hand-over
 };
 
 template <typename Item, typename Result>
@@ -35,8 +35,8 @@ class OrderedPipeline {
  public:
   using Work = std::function<Result(const Item&)>;
 
-  /// Starts `workers` threads (at least 1). Each calls `makeWork` once, for a function of its own, so that work
-  /// may keep buffers without a lock. Throws std::system_error when not even one thread can be made.
+  /// Starts `workers` threads (at least 1). Each calls `makeWork` once, for a function of its own, so that
+  /// work may keep buffers without a lock. Throws std::system_error when not even one thread can be made.
   OrderedPipeline(size_t workers, const std::function<Work()>& makeWork, const PipelineLimits& limits = {})
       : limits_(limits) {
     for (size_t i = 0; i < workers; ++i) startWorker(makeWork());

@@ -16,8 +16,9 @@ inline constexpr uint64_t kPeReadLimitBytes = 67'108'864;
 /// then is it worth keeping the rest of the bytes.
 bool mayBePe(ByteView firstBytes, uint64_t fileSize);
 
-/// Analyses the first bytes of a file (all of it, or kPeReadLimitBytes). `fileSize` is the true size in bytes;
-/// `unixNow` is the current time in Unix seconds. Content that is not a PE image yields an empty analysis.
+/// Analyses the first bytes of a file (all of it, or kPeReadLimitBytes). `fileSize` is the true size in
+/// bytes; `unixNow` is the current time in Unix seconds. Content that is not a PE image yields an empty
+/// analysis.
 PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow);
 
 }  // namespace korvel

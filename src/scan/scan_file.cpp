@@ -80,7 +80,8 @@ FileData readFileData(const std::wstring& path, uint64_t size, ScanScratch& scra
   FileData data;
   const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, FILE_SHARE_READ,
                                         /*security=*/nullptr, OPEN_EXISTING,
-                                        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, /*template=*/nullptr));
+                                        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
+                                        /*template=*/nullptr));
   if (!file) return data;
   if (size <= kWholeReadLimitBytes) {
     if (readWhole(file.get(), size, scratch, data)) return data;
@@ -120,7 +121,8 @@ FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanS
   WIN32_FILE_ATTRIBUTE_DATA attributes{};
   if (!::GetFileAttributesExW(forFileApi(path).c_str(), GetFileExInfoStandard, &attributes)) return verdict;
   verdict.size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
-  verdict.lastWriteTime = joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
+  verdict.lastWriteTime =
+      joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
   if (verdict.size == 0) return verdict;
   if (verdict.size > context.maxFileSize) {
     verdict.reasons.emplace_back(kSkippedForSize);
@@ -131,8 +133,8 @@ FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanS
   SignatureMatch match;
   const bool matched =
       context.database->lookup(data.digests.md5, data.digests.sha1, data.digests.sha256, &match);
-  return buildVerdict(path, verdict.fileName, verdict.size, verdict.lastWriteTime, data.digests, data.pe, matched,
-                      match);
+  return buildVerdict(path, verdict.fileName, verdict.size, verdict.lastWriteTime, data.digests, data.pe,
+                      matched, match);
 }
 
 }  // namespace korvel

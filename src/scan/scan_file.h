@@ -45,8 +45,8 @@ class ScanScratch {
 };
 
 /// Never throws for a file that cannot be read; such a file yields a verdict with little in it. The file is
-/// opened once, shared for reading only, and read once. Threads may scan at the same time, each with a scratch
-/// of its own. Throws std::bad_alloc.
+/// opened once, shared for reading only, and read once. Threads may scan at the same time, each with a
+/// scratch of its own. Throws std::bad_alloc.
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch);
 
 }  // namespace korvel

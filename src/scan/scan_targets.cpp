@@ -20,7 +20,8 @@ constexpr const wchar_t* kProgramFolders[] = {
 
 std::wstring userProfile() {
   wchar_t buffer[32'768];  // the longest value an environment variable can have
-  const DWORD length = ::GetEnvironmentVariableW(L"USERPROFILE", buffer, static_cast<DWORD>(std::size(buffer)));
+  const DWORD length =
+      ::GetEnvironmentVariableW(L"USERPROFILE", buffer, static_cast<DWORD>(std::size(buffer)));
   return length == 0 ? L"C:\\" : std::wstring(buffer, length);
 }
 

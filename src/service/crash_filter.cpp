@@ -19,8 +19,8 @@ constexpr DWORD kUncaughtCppException = 0xE06D7363;
 HANDLE crashLogHandle = INVALID_HANDLE_VALUE;
 
 HANDLE openLogFile(const std::wstring& path) {
-  return ::CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, /*security=*/nullptr,
-                       OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr);
+  return ::CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                       /*security=*/nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr);
 }
 
 void writeCrashLine(const char* line) {
@@ -54,7 +54,8 @@ LONG WINAPI crashFilter(EXCEPTION_POINTERS* pointers) {
 
 /// The runtime ends a process with an uncaught C++ exception without asking the filter; this asks it.
 [[noreturn]] void raiseForFilter() {
-  ::RaiseException(kUncaughtCppException, EXCEPTION_NONCONTINUABLE, /*argumentCount=*/0, /*arguments=*/nullptr);
+  ::RaiseException(kUncaughtCppException, EXCEPTION_NONCONTINUABLE, /*argumentCount=*/0,
+                   /*arguments=*/nullptr);
   ::TerminateProcess(::GetCurrentProcess(), kUncaughtCppException);
   for (;;) {
   }

@@ -1,5 +1,5 @@
-// Creates, starts, stops and destroys the one engine of the process, and the stop event with it. Called on the
-// service (or console) thread only.
+// Creates, starts, stops and destroys the one engine of the process, and the stop event with it. Called on
+// the service (or console) thread only.
 #pragma once
 
 #include <string>

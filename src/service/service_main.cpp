@@ -108,7 +108,8 @@ DWORD WINAPI controlHandler(DWORD control, DWORD, LPVOID, LPVOID) {
 void WINAPI ServiceMain(DWORD, LPWSTR*) {
   ServiceStatus& status = serviceStatus();
   status.reset();
-  const SERVICE_STATUS_HANDLE handle = ::RegisterServiceCtrlHandlerExW(kServiceName, controlHandler, /*context=*/nullptr);
+  const SERVICE_STATUS_HANDLE handle =
+      ::RegisterServiceCtrlHandlerExW(kServiceName, controlHandler, /*context=*/nullptr);
   if (handle == nullptr) return;  // nobody to report to
   status.attach(handle);
 

@@ -57,8 +57,9 @@ TEST_F(Driver, WhenPresentProtectsThroughTheKernel) {
 
 TEST_F(Driver, WhenAbsentIsOnlyANote) {
   startService();
-  EXPECT_TRUE(logGets(
-      "[INF] minifilter unavailable (фильтр-драйвер недоступен (hr=0x80070002)), using userspace realtime\n"));
+  EXPECT_TRUE(
+      logGets("[INF] minifilter unavailable (фильтр-драйвер недоступен (hr=0x80070002)), using userspace "
+              "realtime\n"));
   EXPECT_FALSE(status().minifilterConnected);
 }
 

@@ -22,7 +22,7 @@ class Realtime : public ServiceTest {
     removeFolders();
   }
   static void removeFolders() {
-    removeTree(L"C:\\users\\korvel-test");
+    removeTree(L"C:\\Users\\korvel-test");
     removeTree(L"C:\\ProgramData\\korvel-test");
   }
 
@@ -45,10 +45,10 @@ class Realtime : public ServiceTest {
   /// Starts the service and waits until its watch is armed: until a file made again and again is reported.
   void startArmed() {
     startService();
-    const std::wstring probe = L"C:\\users\\korvel-test\\probe\\probe.pdf.exe";
+    const std::wstring probe = L"C:\\Users\\korvel-test\\probe\\probe.pdf.exe";
     for (int i = 0; i < 100 && paths_.count(probe) == 0; ++i) {
       try {
-        removeTree(L"C:\\users\\korvel-test");
+        removeTree(L"C:\\Users\\korvel-test");
         writeFile(probe, "x");
       } catch (const std::exception&) {
         // being scanned at this moment

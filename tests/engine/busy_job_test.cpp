@@ -14,7 +14,8 @@ TEST(BusyJob, ASecondLaunchWhileTheFirstRunsIsRefused) {
   BusyJob job;
   std::promise<void> release;
   std::string error;
-  ASSERT_TRUE(job.launch(nothing, [&release](std::string*) { return release.get_future().wait(), true; }, &error));
+  ASSERT_TRUE(job.launch(
+      nothing, [&release](std::string*) { return release.get_future().wait(), true; }, &error));
   EXPECT_TRUE(job.busy());
   bool prepared = false;
   EXPECT_FALSE(job.launch([&prepared] { prepared = true; }, [](std::string*) { return true; }, &error));
@@ -27,18 +28,21 @@ TEST(BusyJob, ASecondLaunchWhileTheFirstRunsIsRefused) {
 
 TEST(BusyJob, AFailureTextStaysUntilTheNextLaunch) {
   BusyJob job;
-  ASSERT_TRUE(job.launch(nothing, [](std::string* error) { return *error = "no network", false; }, nullptr));
+  ASSERT_TRUE(job.launch(
+      nothing, [](std::string* error) { return *error = "no network", false; }, nullptr));
   job.join();
   EXPECT_EQ(job.lastError(), "no network");
   EXPECT_FALSE(job.busy());
-  ASSERT_TRUE(job.launch([&job] { EXPECT_EQ(job.lastError(), ""); }, [](std::string*) { return true; }, nullptr));
+  ASSERT_TRUE(
+      job.launch([&job] { EXPECT_EQ(job.lastError(), ""); }, [](std::string*) { return true; }, nullptr));
   job.join();
   EXPECT_EQ(job.lastError(), "");
 }
 
 TEST(BusyJob, AnExceptionCountsAsAFailureWithItsText) {
   BusyJob job;
-  ASSERT_TRUE(job.launch(nothing, [](std::string*) -> bool { throw std::runtime_error("thrown"); }, nullptr));
+  ASSERT_TRUE(job.launch(
+      nothing, [](std::string*) -> bool { throw std::runtime_error("thrown"); }, nullptr));
   job.join();
   EXPECT_EQ(job.lastError(), "thrown");
   EXPECT_FALSE(job.busy());
@@ -46,7 +50,8 @@ TEST(BusyJob, AnExceptionCountsAsAFailureWithItsText) {
 
 TEST(BusyJob, ATextLeftByASuccessfulJobIsNotAFailure) {
   BusyJob job;
-  ASSERT_TRUE(job.launch(nothing, [](std::string* error) { return *error = "ignored", true; }, nullptr));
+  ASSERT_TRUE(job.launch(
+      nothing, [](std::string* error) { return *error = "ignored", true; }, nullptr));
   job.join();
   EXPECT_EQ(job.lastError(), "");
 }

@@ -91,7 +91,8 @@ TEST(DecodeFilterMessage, OtherMagicVersionOrTypeGetsNoAnswer) {
   EXPECT_FALSE(Message().setMagicByte('X').decode());
   EXPECT_FALSE(Message().setVersion(2).decode());
   EXPECT_FALSE(Message().setVersion(0).decode());
-  for (const uint32_t type : {0u, 4u, 10u, 0xFFFFFFFFu}) EXPECT_FALSE(Message().setType(type).decode()) << type;
+  for (const uint32_t type : {0u, 4u, 10u, 0xFFFFFFFFu})
+    EXPECT_FALSE(Message().setType(type).decode()) << type;
 }
 
 TEST(DecodeFilterMessage, EveryPrefixIsReadWithoutLookingBeyondIt) {

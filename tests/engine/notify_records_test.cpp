@@ -42,17 +42,23 @@ class Records {
 
 TEST(ChangedNames, NamesComeInOrderWhateverTheAction) {
   Records records;
-  for (uint32_t action = 1; action <= 5; ++action) records.add(L"dir\\f" + std::to_wstring(action) + L".exe", action);
-  EXPECT_EQ(records.names(), (Names{L"dir\\f1.exe", L"dir\\f2.exe", L"dir\\f3.exe", L"dir\\f4.exe", L"dir\\f5.exe"}));
+  for (uint32_t action = 1; action <= 5; ++action)
+    records.add(L"dir\\f" + std::to_wstring(action) + L".exe", action);
+  EXPECT_EQ(records.names(),
+            (Names{L"dir\\f1.exe", L"dir\\f2.exe", L"dir\\f3.exe", L"dir\\f4.exe", L"dir\\f5.exe"}));
 }
 
 TEST(ChangedNames, OnlyTheFirstCharacterOfTheRelativeNameHidesAChange) {
   EXPECT_EQ(Records().add(L".git\\index").add(L"repo\\.git\\index").names(), Names{L"repo\\.git\\index"});
 }
 
-TEST(ChangedNames, AnEmptyNameIsSkipped) { EXPECT_EQ(Records().add(L"").add(L"a.exe").names(), Names{L"a.exe"}); }
+TEST(ChangedNames, AnEmptyNameIsSkipped) {
+  EXPECT_EQ(Records().add(L"").add(L"a.exe").names(), Names{L"a.exe"});
+}
 
-TEST(ChangedNames, CyrillicNamesKeepTheirUnits) { EXPECT_EQ(Records().add(L"Ж.exe").names(), Names{L"Ж.exe"}); }
+TEST(ChangedNames, CyrillicNamesKeepTheirUnits) {
+  EXPECT_EQ(Records().add(L"Ж.exe").names(), Names{L"Ж.exe"});
+}
 
 TEST(ChangedNames, AnOddNameLengthEndsTheWalk) {
   Records records;

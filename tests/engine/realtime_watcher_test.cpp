@@ -21,11 +21,11 @@ class RealtimeWatcherTest : public testing::Test {
   void TearDown() override { stop(); }
 
   void watch(const std::vector<std::wstring>& roots) {
-    watcher_ = std::make_unique<RealtimeWatcher>(
-        std::make_shared<SignatureDatabase>(), ScanOptions{}, stopping_, [this](const FileVerdict& verdict) {
-          const std::lock_guard lock(mutex_);
-          detected_.insert(verdict.path);
-        });
+    watcher_ = std::make_unique<RealtimeWatcher>(std::make_shared<SignatureDatabase>(), ScanOptions{},
+                                                 stopping_, [this](const FileVerdict& verdict) {
+                                                   const std::lock_guard lock(mutex_);
+                                                   detected_.insert(verdict.path);
+                                                 });
     thread_ = std::thread([this, roots] { watcher_->run(roots); });
     ::Sleep(300);  // there is no sign of being armed; the files below are made again until they are seen
   }
@@ -112,7 +112,8 @@ TEST_F(RealtimeWatcherTest, ABurstOfAThousandFilesLeavesItWorking) {
 TEST_F(RealtimeWatcherTest, StopEndsItWithReadsOutstandingManyTimes) {
   for (int round = 0; round < 20; ++round) {
     StopFlag stopping;
-    RealtimeWatcher watcher(std::make_shared<SignatureDatabase>(), ScanOptions{}, stopping, [](const FileVerdict&) {});
+    RealtimeWatcher watcher(std::make_shared<SignatureDatabase>(), ScanOptions{}, stopping,
+                            [](const FileVerdict&) {});
     std::thread thread([&] { watcher.run({root_.path(), otherRoot_.path()}); });
     ::Sleep(static_cast<DWORD>(round));
     stopping.exchangeSet();

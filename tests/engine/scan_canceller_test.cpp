@@ -19,7 +19,8 @@ class ScanCancellerTest : public testing::Test {
   }
   /// Scans slowly enough for a flag to be noticed in the middle; returns how many files were scanned.
   uint64_t scanSlowly() {
-    return scanner_.scan({{folder_.path(), true}}, nullptr, [](const FileVerdict&) { ::Sleep(20); }).filesScanned;
+    return scanner_.scan({{folder_.path(), true}}, nullptr, [](const FileVerdict&) { ::Sleep(20); })
+        .filesScanned;
   }
 
   test::TempFolder folder_;
@@ -31,11 +32,13 @@ class ScanCancellerTest : public testing::Test {
 TEST_F(ScanCancellerTest, ACancelDuringTheScanEndsIt) {
   ScanCanceller canceller(scanner_, cancel_, stop_);
   canceller.watchCancelRequests();
-  const uint64_t scanned =
-      scanner_.scan({{folder_.path(), true}}, nullptr, [this](const FileVerdict&) {
-                cancel_ = true;
-                ::Sleep(20);
-              }).filesScanned;
+  const uint64_t scanned = scanner_
+                               .scan({{folder_.path(), true}}, nullptr,
+                                     [this](const FileVerdict&) {
+                                       cancel_ = true;
+                                       ::Sleep(20);
+                                     })
+                               .filesScanned;
   EXPECT_LT(scanned, 40u);
 }
 

@@ -22,9 +22,9 @@ constexpr const char* kAbcSha256 = "ba7816bf8f01cfea414140de5dae2223b00361a39617
 class ScanWorkerTest : public testing::Test {
  protected:
   void SetUp() override {
-    test::removeTree(dataDir());
-    test::removeTree(scanCachePath());
-    seed_ = folder_.write(L"seed.txt", std::string("KORVELDB/1\nVERSION test-1\n") + kAbcSha256 + ":Test.Abc:Abc\n");
+    removeData();
+    seed_ = folder_.write(L"seed.txt",
+                          std::string("KORVELDB/1\nVERSION test-1\n") + kAbcSha256 + ":Test.Abc:Abc\n");
     settings_.signatureDb = seed_;
     settings_.realTimeEnabled = false;
     settings_.scheduledScan = false;
@@ -33,6 +33,10 @@ class ScanWorkerTest : public testing::Test {
   }
   void TearDown() override {
     worker_.reset();
+    removeData();
+  }
+  static void removeData() {
+    Log::instance().open(L"NUL");  // lets go of the log file of the test before
     test::removeTree(dataDir());
     test::removeTree(scanCachePath());
   }
@@ -90,7 +94,8 @@ TEST_F(ScanWorkerTest, WithoutADatabaseItStartsAndAScanFails) {
   settings_.signatureDb = folder_.at(L"missing.txt");
   settings_.lastScanUtc = 77;
   ScanWorker& worker = startWorker();
-  EXPECT_TRUE(logged("[WRN] signature database not loaded: cannot open: " + toUtf8(settings_.signatureDb) + "\n"));
+  EXPECT_TRUE(
+      logged("[WRN] signature database not loaded: cannot open: " + toUtf8(settings_.signatureDb) + "\n"));
   EXPECT_EQ(worker.getStatus().signatureCount, 0u);
   EXPECT_EQ(worker.getStatus().signatureVersion, "");
   scanFolder(worker);
@@ -146,7 +151,8 @@ TEST_F(ScanWorkerTest, AFinishedScanIsRecordedAsCancelledAndStillCounts) {
   EXPECT_TRUE(summary.cancelled);
   EXPECT_EQ(summary.filesScanned, 2u);
   EXPECT_EQ(summary.threats, 1u);
-  EXPECT_TRUE(logged("[INF] scan finished: files=2 threats=1 ms=" + std::to_string(summary.elapsedMs) + "\n"));
+  EXPECT_TRUE(
+      logged("[INF] scan finished: files=2 threats=1 ms=" + std::to_string(summary.elapsedMs) + "\n"));
   EXPECT_EQ(savedSettings().lastThreatCount, 1u);
   EXPECT_GT(savedSettings().lastScanUtc, 1'700'000'000u);
 }
@@ -351,7 +357,8 @@ TEST_F(ScanWorkerTest, AnUpdateCheckWithoutAServerEndsWithItsTextInTheStatus) {
   ScanWorker& worker = startWorker();
   ASSERT_TRUE(worker.startUpdateCheck(nullptr));
   for (int i = 0; i < 1000 && worker.getStatus().updateCheckRunning; ++i) ::Sleep(10);
-  EXPECT_EQ(worker.getStatus().updateCheckError, "не задан сервер обновлений (строка UpdateServer в settings.ini)");
+  EXPECT_EQ(worker.getStatus().updateCheckError,
+            "не задан сервер обновлений (строка UpdateServer в settings.ini)");
   EXPECT_EQ(worker.getStatus().updateCheckInstaller, "");
 }
 

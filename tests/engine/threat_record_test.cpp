@@ -16,7 +16,8 @@ TEST(MakeThreatRecord, ASignatureMatchIsNamedByItsEntry) {
   verdict.severity = kSeverityCritical;
   verdict.findings = {{4, "SIG.MATCH", "t", "d"}};
   verdict.reasons = {"headline"};
-  const ThreatRecord expected{L"C:\\a.exe", "Win.Test", "Test", 4, 42, "ab", verdict.findings, verdict.reasons};
+  const ThreatRecord expected{L"C:\\a.exe", "Win.Test", "Test",           4,
+                              42,           "ab",       verdict.findings, verdict.reasons};
   EXPECT_EQ(makeThreatRecord(verdict), expected);
 }
 

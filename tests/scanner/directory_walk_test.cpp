@@ -25,8 +25,9 @@ TEST_F(DirectoryWalkTest, RecursiveTargetYieldsEveryFileWithItsFullPath) {
   folder_.write(L"a.txt", "1");
   folder_.write(L"sub\\b.txt", "22");
   folder_.write(L"sub\\deep\\в.txt", "333");
-  EXPECT_EQ(walk(folder_.path(), true), (std::vector<std::wstring>{folder_.at(L"a.txt"), folder_.at(L"sub\\b.txt"),
-                                                                   folder_.at(L"sub\\deep\\в.txt")}));
+  EXPECT_EQ(walk(folder_.path(), true),
+            (std::vector<std::wstring>{folder_.at(L"a.txt"), folder_.at(L"sub\\b.txt"),
+                                       folder_.at(L"sub\\deep\\в.txt")}));
 }
 
 TEST_F(DirectoryWalkTest, NonRecursiveTargetYieldsOnlyItsDirectFiles) {

@@ -59,10 +59,10 @@ TEST_F(FileScannerTest, VerdictsComeOncePerScannedFile) {
   folder_.write(L"invoice.pdf.exe", "xyz");
   folder_.write(L"skipped.jpg", "abc");
   std::vector<std::wstring> names;
-  const ScanSummary summary =
-      scanner(std::string(test::kAbcSha256) + "\n").scan(target(), nullptr, [&names](const FileVerdict& verdict) {
-        names.push_back(verdict.fileName);
-      });
+  const ScanSummary summary = scanner(std::string(test::kAbcSha256) + "\n")
+                                  .scan(target(), nullptr, [&names](const FileVerdict& verdict) {
+                                    names.push_back(verdict.fileName);
+                                  });
   EXPECT_EQ(names.size(), 3u);
   EXPECT_EQ(summary.filesScanned, 3u);
   EXPECT_EQ(summary.bytesScanned, 9u);
@@ -73,7 +73,8 @@ TEST_F(FileScannerTest, VerdictsComeOncePerScannedFile) {
 TEST_F(FileScannerTest, AListedFileOfLowSeverityIsAThreatAndADownloadIsOnlySuspicious) {
   folder_.write(L"listed.exe", "abc");
   folder_.write(L"Downloads\\tool.exe", "xyz");
-  const ScanSummary summary = scanner(std::string(test::kAbcSha256) + ":t:F:low:Name:ref\n").scan(target(), nullptr, nullptr);
+  const ScanSummary summary =
+      scanner(std::string(test::kAbcSha256) + ":t:F:low:Name:ref\n").scan(target(), nullptr, nullptr);
   EXPECT_EQ(summary.threats, 1u);
   EXPECT_EQ(summary.suspicious, 1u);
 }
@@ -84,9 +85,11 @@ TEST_F(FileScannerTest, AnOversizedFileStillCountsWithItsFullSize) {
   options.maxFileSize = 1000;
   std::vector<ScanProgressInfo> reports;
   std::vector<FileVerdict> verdicts;
-  const ScanSummary summary = scanner("", options).scan(
-      target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); },
-      [&verdicts](const FileVerdict& verdict) { verdicts.push_back(verdict); });
+  const ScanSummary summary =
+      scanner("", options)
+          .scan(
+              target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); },
+              [&verdicts](const FileVerdict& verdict) { verdicts.push_back(verdict); });
   EXPECT_EQ(summary.filesScanned, 1u);
   EXPECT_EQ(summary.bytesScanned, 2000u);
   ASSERT_EQ(verdicts.size(), 1u);
@@ -109,7 +112,8 @@ TEST_F(FileScannerTest, ACallbackThatCancelsGetsNoFurtherVerdict) {
 TEST_F(FileScannerTest, ProgressBeginsWithScanningAndEndsWithFinishing) {
   const std::wstring path = folder_.write(L"a.exe", "12345");
   std::vector<ScanProgressInfo> reports;
-  scanner().scan(target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); }, nullptr);
+  scanner().scan(
+      target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); }, nullptr);
   ASSERT_GE(reports.size(), 2u);
   EXPECT_EQ(reports.front().phase, L"scanning");
   EXPECT_EQ(reports.front().filesDone, 0u);
@@ -122,7 +126,8 @@ TEST_F(FileScannerTest, ProgressBeginsWithScanningAndEndsWithFinishing) {
 
 TEST_F(FileScannerTest, AScanOfNothingReportsExactlyTwice) {
   int reports = 0;
-  scanner().scan(target(), [&reports](const ScanProgressInfo&) { ++reports; }, nullptr);
+  scanner().scan(
+      target(), [&reports](const ScanProgressInfo&) { ++reports; }, nullptr);
   EXPECT_EQ(reports, 2);
 }
 
@@ -139,7 +144,8 @@ TEST_F(FileScannerTest, ReportsBetweenFirstAndLastKeepTheirDistance) {
 
 TEST_F(FileScannerTest, TargetsThatAreFilesOrMissingAddNothing) {
   const std::wstring file = folder_.write(L"a.exe", "abc");
-  const ScanSummary summary = scanner().scan({{file, true}, {folder_.at(L"missing"), true}}, nullptr, nullptr);
+  const ScanSummary summary =
+      scanner().scan({{file, true}, {folder_.at(L"missing"), true}}, nullptr, nullptr);
   EXPECT_EQ(summary.filesScanned, 0u);
   EXPECT_FALSE(summary.cancelled);
 }
@@ -153,7 +159,8 @@ TEST_F(FileScannerTest, AnExceptionOfACallbackPassesThrough) {
 TEST_F(FileScannerTest, AnyNumberOfWorkersGivesTheSameVerdictsInTheSameOrder) {
   for (int i = 0; i < 300; ++i) {
     const std::wstring name = L"d" + std::to_wstring(i % 7) + L"\\f" + std::to_wstring(i);
-    folder_.write(name + (i % 11 == 0 ? L".pdf.exe" : L".exe"), i % 5 == 0 ? "abc" : std::string(static_cast<size_t>(i) * 37, 'x'));
+    folder_.write(name + (i % 11 == 0 ? L".pdf.exe" : L".exe"),
+                  i % 5 == 0 ? "abc" : std::string(static_cast<size_t>(i) * 37, 'x'));
   }
   folder_.write(L"large.exe", std::string(9'000'000, 'y'));
   const auto run = [this](size_t workers) {
@@ -161,9 +168,11 @@ TEST_F(FileScannerTest, AnyNumberOfWorkersGivesTheSameVerdictsInTheSameOrder) {
     options.workers = workers;
     std::vector<FileVerdict> verdicts;
     std::vector<ScanProgressInfo> reports;
-    ScanSummary summary = scanner(std::string(test::kAbcSha256) + "\n", options)
-                              .scan(target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); },
-                                    [&verdicts](const FileVerdict& verdict) { verdicts.push_back(verdict); });
+    ScanSummary summary =
+        scanner(std::string(test::kAbcSha256) + "\n", options)
+            .scan(
+                target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); },
+                [&verdicts](const FileVerdict& verdict) { verdicts.push_back(verdict); });
     summary.elapsedMs = 0;
     return std::tuple(verdicts, summary, reports.front(), reports.back());
   };
@@ -195,7 +204,8 @@ TEST_F(FileScannerTest, ACancelFromAnotherThreadDeliversAtMostOneMoreVerdict) {
 }
 
 TEST_F(FileScannerTest, ScansASingleFileWithoutAskingTheFilter) {
-  const FileVerdict verdict = scanner(std::string(test::kAbcSha1) + "\n").scanSingleFile(folder_.write(L"photo.jpg", "abc"));
+  const FileVerdict verdict =
+      scanner(std::string(test::kAbcSha1) + "\n").scanSingleFile(folder_.write(L"photo.jpg", "abc"));
   EXPECT_TRUE(verdict.signatureMatched);
 }
 

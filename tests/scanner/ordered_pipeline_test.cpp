@@ -91,13 +91,15 @@ TEST(OrderedPipeline, DestructionAbandonsWhatHasNotBegun) {
   std::atomic<int> begun{0};
   std::atomic<bool> release{false};
   {
-    Pipeline pipeline(1, [&] {
-      return [&](const int& item) {
-        ++begun;
-        while (!release) std::this_thread::yield();
-        return item;
-      };
-    }, {100, 1000, 4, 1000});
+    Pipeline pipeline(1,
+                      [&] {
+                        return [&](const int& item) {
+                          ++begun;
+                          while (!release) std::this_thread::yield();
+                          return item;
+                        };
+                      },
+                      {100, 1000, 4, 1000});
     for (int i = 0; i < 40; ++i) pipeline.push(i, 1);
     while (begun == 0) std::this_thread::yield();
     std::thread([&release] {

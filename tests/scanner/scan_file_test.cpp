@@ -15,7 +15,8 @@ constexpr uint64_t kMiB = 1'048'576;
 
 class ScanFileTest : public test::ScanFixture {
  protected:
-  FileVerdict scan(const std::wstring& path, const std::string& signatures = "", uint64_t maxFileSize = 512 * kMiB) {
+  FileVerdict scan(const std::wstring& path, const std::string& signatures = "",
+                   uint64_t maxFileSize = 512 * kMiB) {
     ScanScratch scratch;
     return scanFile({databaseOf(signatures), maxFileSize, kMiB}, path, scratch);
   }
@@ -55,7 +56,8 @@ TEST_F(ScanFileTest, CarriesSizeTimeAndDigestsOfTheContent) {
 
 TEST_F(ScanFileTest, ListedDigestOfAnyKindIsFound) {
   for (const char* digest : {kAbcMd5, kAbcSha1, kAbcSha256}) {
-    const FileVerdict verdict = scan(folder_.write(L"a.bin", "abc"), std::string(digest) + ":Test.Name:Family\n");
+    const FileVerdict verdict =
+        scan(folder_.write(L"a.bin", "abc"), std::string(digest) + ":Test.Name:Family\n");
     EXPECT_TRUE(verdict.signatureMatched);
     EXPECT_EQ(verdict.threatName, "Test.Name");
     EXPECT_EQ(verdict.family, "Family");
@@ -91,8 +93,8 @@ TEST_F(ScanFileTest, FileHeldAgainstReadingKeepsItsNameRules) {
 
 TEST_F(ScanFileTest, FileOpenForWritingElsewhereIsNotRead) {
   const std::wstring path = folder_.write(L"a.bin", "abc");
-  const UniqueHandle writer(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                          OPEN_EXISTING, 0, nullptr));
+  const UniqueHandle writer(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                          nullptr, OPEN_EXISTING, 0, nullptr));
   ASSERT_TRUE(writer);
   EXPECT_EQ(scan(path).sha256, "");
 }

@@ -15,7 +15,8 @@ class QuickTargetsTest : public test::ScanFixture {
   void TearDown() override { ::SetEnvironmentVariableW(L"USERPROFILE", saved_); }
 
   static std::vector<ScanTarget> programFolders() {
-    return {{L"C:\\Windows\\System32", true}, {L"C:\\Program Files", true}, {L"C:\\Program Files (x86)", true}};
+    return {
+        {L"C:\\Windows\\System32", true}, {L"C:\\Program Files", true}, {L"C:\\Program Files (x86)", true}};
   }
 
  private:

@@ -14,8 +14,8 @@ TempFolder::TempFolder() {
   static std::atomic<unsigned> counter{0};
   wchar_t base[MAX_PATH + 1] = {};
   ::GetTempPathW(MAX_PATH, base);
-  path_ = joinPath(base, L"korvel-test-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
-                             std::to_wstring(++counter));
+  path_ = joinPath(
+      base, L"korvel-test-" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(++counter));
   if (!createDirectories(path_)) throw std::runtime_error("cannot create " + toUtf8(path_));
 }
 

@@ -15,7 +15,8 @@ constexpr int kWatchdogExitCode = 86;
 std::atomic<int64_t> testStartedMs{0};
 
 int64_t nowMs() {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
       .count();
 }
 

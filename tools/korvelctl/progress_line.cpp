@@ -25,8 +25,9 @@ void ProgressLine::show(const ScanProgressInfo& progress) {
     shownColumns_ = std::max(columns, shownColumns_);
   } else if (style_ == ProgressStyle::kLines) {
     const ULONGLONG now = ::GetTickCount64();
-    if (lastLineMs_ != 0 && now - lastLineMs_ < kLineIntervalMs) return;
+    if (progress.phase == lastPhase_ && now - lastLineMs_ < kLineIntervalMs) return;
     lastLineMs_ = now;
+    lastPhase_ = progress.phase;
     output_.write(renderProgress(progress, output_.columns()) + "\n");
   }
 }

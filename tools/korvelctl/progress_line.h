@@ -1,4 +1,5 @@
-// Progress on the error output while a scan runs: a line rewritten in place, or a line now and then.
+// Progress on the error output while a scan runs: a line rewritten in place, or a line now and then
+// and at every change of phase.
 #pragma once
 
 #include <string>
@@ -29,6 +30,7 @@ class ProgressLine {
   ProgressStyle style_;
   size_t shownColumns_ = 0;   ///< of the line in place
   ULONGLONG lastLineMs_ = 0;  ///< system tick of the last line of a log
+  std::wstring lastPhase_;    ///< that line's phase; a new one is told at once
 };
 
 }  // namespace korvel::ctl
