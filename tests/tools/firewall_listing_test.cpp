@@ -110,13 +110,12 @@ TEST(RenderFirewall, MakesNamesPrintable) {
 
 TEST(FirewallJson, HasEveryPart) {
   const auto json = firewallJson(listingOf(kText), /*ownOnly=*/false);
-  // Outside the macro: GCC does not take raw texts with commas inside one.
   const std::string expected =
-            R"({"profiles":{"domain":true,"public":false},"inboundBlocked":true,"rules":[)"
-            R"({"name":"KORVEL: app.exe (in)","application":"C:\\Tools\\app.exe","enabled":true,)"
-            R"("action":"block","direction":"in","own":true},)"
-            R"({"name":"a,b","application":"D:\\x,y.exe","enabled":false,)"
-            R"("action":"allow","direction":"both","own":false}],"errors":["не удалось: код 0x80004005"]})";
+      R"json({"profiles":{"domain":true,"public":false},"inboundBlocked":true,"rules":[)json"
+      R"json({"name":"KORVEL: app.exe (in)","application":"C:\\Tools\\app.exe","enabled":true,)json"
+      R"json("action":"block","direction":"in","own":true},)json"
+      R"json({"name":"a,b","application":"D:\\x,y.exe","enabled":false,)json"
+      R"json("action":"allow","direction":"both","own":false}],"errors":["не удалось: код 0x80004005"]})json";
   EXPECT_EQ(json.dump(), expected);
   EXPECT_EQ(firewallJson(listingOf(kText), /*ownOnly=*/true)["rules"].size(), 1u);
 }
