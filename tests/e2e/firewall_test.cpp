@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "base/text.h"
 #include "e2e/machine.h"
 #include "e2e/service_test.h"
 #include "fw/fake/fake_firewall.h"
@@ -54,11 +55,19 @@ constexpr char kListing[] =
     "rule,on,block,in,KORVEL: a\\,b (in),C:\\Windows\\a.exe\n"
     "blockin,off\n";
 
+/// As the diagnostic client prints it: each line with CR LF.
+std::string printed(std::string_view listing) {
+  std::string text;
+  LineReader reader(listing);
+  for (std::string_view line; reader.next(line);) text.append(line).append("\r\n");
+  return text;
+}
+
 TEST_F(FirewallService, ListsTheFirewallOverThePipeAndByTheDiagnosticClient) {
   EXPECT_EQ(reply(Opcode::kFirewallStatus), kListing);
   const Finished run = fw();
   EXPECT_EQ(run.exitCode, 0u);
-  EXPECT_EQ(run.output, kListing);
+  EXPECT_EQ(run.output, printed(kListing));
 }
 
 TEST_F(FirewallService, ListsErrorsOfAMachineWithoutAFirewall) {
@@ -68,7 +77,7 @@ TEST_F(FirewallService, ListsErrorsOfAMachineWithoutAFirewall) {
   EXPECT_EQ(reply(Opcode::kFirewallStatus), line);
   const Finished run = fw();
   EXPECT_EQ(run.exitCode, 0u);
-  EXPECT_EQ(run.output, line + "\n");
+  EXPECT_EQ(run.output, printed(line));
 }
 
 TEST_F(FirewallService, AnswersAFailedChangeWithAFlagAndATextAndServesOn) {
@@ -129,11 +138,11 @@ TEST_F(FirewallService, RefusalsReachTheCommandLineClient) {
 TEST_F(ServiceTest, OwnFirewallOfWineGivesErrorLines) {
   startService();
   EXPECT_EQ(runToEnd(serviceExecutable(), L"--fw").output,
-            "blockin,off\n"
-            "error,не удалось прочитать профиль domain: код 0x80004001\n"
-            "error,не удалось прочитать профиль private: код 0x80004001\n"
-            "error,не удалось прочитать профиль public: код 0x80004001\n"
-            "error,не удалось перечислить правила: код 0x80004001\n");
+            printed("blockin,off\n"
+                    "error,не удалось прочитать профиль domain: код 0x80004001\n"
+                    "error,не удалось прочитать профиль private: код 0x80004001\n"
+                    "error,не удалось прочитать профиль public: код 0x80004001\n"
+                    "error,не удалось перечислить правила: код 0x80004001\n"));
 }
 
 }  // namespace

@@ -123,6 +123,8 @@ TEST_F(FilterLinkTest, ADriverThatGoesAwayEndsTheLink) {
 
 TEST_F(FilterLinkTest, StopReturnsAfterOneMoreMessage) {
   connect();
+  ASSERT_EQ(driver_.ask(L"C:\\good.exe", 1), true);
+  ::Sleep(100);  // the link waits for its next message now
   HANDLE thread = ::CreateThread(
       nullptr, 0,
       [](void* link) -> DWORD {
@@ -132,7 +134,7 @@ TEST_F(FilterLinkTest, StopReturnsAfterOneMoreMessage) {
       &link_, 0, nullptr);
   const UniqueHandle stopping(thread);
   EXPECT_EQ(::WaitForSingleObject(stopping.get(), 200), static_cast<DWORD>(WAIT_TIMEOUT));
-  EXPECT_EQ(driver_.ask(L"C:\\good.exe", 1), true);
+  EXPECT_EQ(driver_.ask(L"C:\\good.exe", 2), true);
   EXPECT_EQ(::WaitForSingleObject(stopping.get(), 10'000), WAIT_OBJECT_0);
   EXPECT_FALSE(link_.connected());
 }
