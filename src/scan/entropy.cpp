@@ -68,17 +68,23 @@ class Sweep {
   using Snapshot = std::array<uint32_t, 256>;
 
  public:
-  explicit Sweep(ByteView bytes) : bytes_(bytes) {}
+  /// Starts at 0; until the sweep is restarted, `digest` (null = none) is fed what it passes.
+  Sweep(ByteView bytes, hash::TripleDigest* digest) : bytes_(bytes), digest_(digest) {}
 
-  /// Restarts the running histogram at `position`.
-  void startAt(uint64_t position) {
+  /// Starts anew at `position`, over bytes that the first run has passed.
+  void restartAt(uint64_t position) {
     position_ = position;
     running_.fill(0);
+    digest_ = nullptr;
   }
 
   void advanceTo(uint64_t position) {
     const ByteView passed = bytes_.clipped(position_, position - position_);
-    hash::countBytes(passed.data(), passed.size(), running_);
+    if (digest_ != nullptr) {
+      digest_->updateAndCount(passed.data(), passed.size(), running_);
+    } else {
+      hash::countBytes(passed.data(), passed.size(), running_);
+    }
     position_ = position;
   }
 
@@ -110,6 +116,7 @@ class Sweep {
 
  private:
   const ByteView bytes_;
+  hash::TripleDigest* digest_;
   uint64_t position_ = 0;
   hash::ByteCounts running_{};
   std::deque<Snapshot> snapshots_;  // grows without moving them
@@ -162,13 +169,14 @@ double shannonEntropy(const hash::ByteCounts& counts) {
   return weighted / static_cast<double>(total);
 }
 
-BufferEntropies measureEntropies(ByteView bytes, std::span<const ByteRange> ranges) {
+BufferEntropies measureEntropies(ByteView bytes, std::span<const ByteRange> ranges,
+                                 hash::TripleDigest* digest) {
   BufferEntropies result;
   result.ranges.resize(ranges.size());
   const std::vector<OpenRange> ordered = clippedInOrder(bytes, ranges);
   const std::span<const OpenRange> all(ordered);
 
-  Sweep sweep(bytes);
+  Sweep sweep(bytes, digest);
   const size_t first = std::min(all.size(), kRangesPerSweep);
   sweepBatch(sweep, all.first(first), result.ranges);
   sweep.advanceTo(bytes.size());
@@ -176,7 +184,7 @@ BufferEntropies measureEntropies(ByteView bytes, std::span<const ByteRange> rang
 
   for (size_t at = first; at < all.size(); at += kRangesPerSweep) {
     const auto batch = all.subspan(at, std::min(all.size() - at, kRangesPerSweep));
-    sweep.startAt(batch.front().begin);
+    sweep.restartAt(batch.front().begin);
     sweepBatch(sweep, batch, result.ranges);
   }
   return result;

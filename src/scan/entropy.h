@@ -7,6 +7,7 @@
 
 #include "base/byte_view.h"
 #include "scan/hash/byte_histogram.h"
+#include "scan/hash/triple_digest.h"
 
 namespace korvel {
 
@@ -26,7 +27,9 @@ struct BufferEntropies {
 
 /// The entropies of a buffer and of parts of it, which may overlap in any way: each byte is counted once for
 /// all of them together, a few times for tens of thousands of ranges. Uses at most about 20 MiB. Buffers of
-/// less than 4 GiB.
-BufferEntropies measureEntropies(ByteView bytes, std::span<const ByteRange> ranges);
+/// less than 4 GiB. `digest`, when given, is fed the whole buffer in the same pass, which costs less than
+/// two.
+BufferEntropies measureEntropies(ByteView bytes, std::span<const ByteRange> ranges,
+                                 hash::TripleDigest* digest = nullptr);
 
 }  // namespace korvel

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "base/byte_view.h"
+#include "scan/hash/triple_digest.h"
 #include "scan/pe_info.h"
 
 namespace korvel {
@@ -18,7 +19,9 @@ bool mayBePe(ByteView firstBytes, uint64_t fileSize);
 
 /// Analyses the first bytes of a file (all of it, or kPeReadLimitBytes). `fileSize` is the true size in
 /// bytes; `unixNow` is the current time in Unix seconds. Content that is not a PE image yields an empty
-/// analysis.
-PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow);
+/// analysis. `digest`, when given, is fed all of `bytes`, image or not: the bytes of an image are digested
+/// and counted in one pass.
+PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow,
+                           hash::TripleDigest* digest = nullptr);
 
 }  // namespace korvel

@@ -18,6 +18,7 @@ namespace {
 
 // Up to here a file is read whole with one call; beyond it in pieces that stay in the processor's cache.
 constexpr uint64_t kWholeReadLimitBytes = 8'388'608;
+constexpr size_t kSmallestPieceBytes = 65'536;
 constexpr size_t kPieceBytes = 262'144;
 constexpr size_t kScratchGrainBytes = 65'536;
 constexpr const char* kSkippedForSize = "Файл пропущен: превышен лимит размера";
@@ -44,50 +45,47 @@ bool readWhole(HANDLE file, uint64_t size, ScanScratch& scratch, FileData& data)
   uint8_t* const buffer = scratch.readBuffer(room);
   const size_t got = readPiece(file, buffer, room);
   if (got == 0) return false;
-  hash::TripleDigest& digest = scratch.digest();
-  digest.reset();
-  digest.update(buffer, got);
-  data.digests = takeDigests(digest);
-  data.pe = analyzePeBuffer(ByteView(buffer, got), size, unixSecondsNow());
+  data.pe = analyzePeBuffer(ByteView(buffer, got), size, unixSecondsNow(), &scratch.digest());
   return true;
 }
 
-/// Feeds the digests piece by piece; the first piece decides whether bytes are kept for the PE analysis.
-void readInPieces(HANDLE file, uint64_t size, ScanScratch& scratch, FileData& data) {
-  hash::TripleDigest& digest = scratch.digest();
-  digest.reset();
-  uint8_t* const piece = scratch.readBuffer(kPieceBytes);
-  uint8_t* image = nullptr;
-  const size_t imageRoom = static_cast<size_t>(std::min<uint64_t>(size, kPeReadLimitBytes));
-  size_t imageBytes = 0;
-  bool first = true;
-  while (const size_t got = readPiece(file, piece, kPieceBytes)) {
-    digest.update(piece, got);
-    if (first && mayBePe(ByteView(piece, got), size)) image = scratch.imageBuffer(imageRoom);
-    first = false;
-    if (image != nullptr) {
-      const size_t kept = std::min(got, imageRoom - imageBytes);
-      std::memcpy(image + imageBytes, piece, kept);
-      imageBytes += kept;
+/// Feeds the digests piece by piece; of an image as much as the PE analysis looks at is read before, since
+/// its headers say where to cut the bytes that are digested and counted in one pass.
+void readInPieces(HANDLE file, uint64_t size, size_t pieceBytes, ScanScratch& scratch, FileData& data) {
+  uint8_t* const piece = scratch.readBuffer(pieceBytes);
+  size_t got = readPiece(file, piece, pieceBytes);
+  if (mayBePe(ByteView(piece, got), size)) {
+    const size_t room = static_cast<size_t>(std::clamp<uint64_t>(size, pieceBytes, kPeReadLimitBytes));
+    uint8_t* const image = scratch.imageBuffer(room);
+    std::memcpy(image, piece, got);
+    size_t imageBytes = got;
+    while (got != 0 && imageBytes < room) {
+      got = readPiece(file, image + imageBytes, std::min(pieceBytes, room - imageBytes));
+      imageBytes += got;
     }
+    data.pe = analyzePeBuffer(ByteView(image, imageBytes), size, unixSecondsNow(), &scratch.digest());
+    if (got != 0) got = readPiece(file, piece, pieceBytes);
   }
-  data.digests = takeDigests(digest);
-  if (image != nullptr) data.pe = analyzePeBuffer(ByteView(image, imageBytes), size, unixSecondsNow());
+  for (; got != 0; got = readPiece(file, piece, pieceBytes)) scratch.digest().update(piece, got);
 }
 
 /// Digests and PE analysis from one open and one read; nothing of both for a file that cannot be opened.
-FileData readFileData(const std::wstring& path, uint64_t size, ScanScratch& scratch) {
+FileData readFileData(const ScanContext& context, const std::wstring& path, uint64_t size,
+                      ScanScratch& scratch) {
   FileData data;
   const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, FILE_SHARE_READ,
                                         /*security=*/nullptr, OPEN_EXISTING,
                                         FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
                                         /*template=*/nullptr));
   if (!file) return data;
-  if (size <= kWholeReadLimitBytes) {
-    if (readWhole(file.get(), size, scratch, data)) return data;
+  scratch.digest().reset();
+  if (size > kWholeReadLimitBytes || !readWhole(file.get(), size, scratch, data)) {
     (void)::SetFilePointerEx(file.get(), LARGE_INTEGER{}, /*newPosition=*/nullptr, FILE_BEGIN);
+    const auto pieceBytes =
+        static_cast<size_t>(std::clamp<uint64_t>(context.readChunk, kSmallestPieceBytes, kPieceBytes));
+    readInPieces(file.get(), size, pieceBytes, scratch, data);
   }
-  readInPieces(file.get(), size, scratch, data);
+  data.digests = takeDigests(scratch.digest());
   return data;
 }
 
@@ -129,7 +127,7 @@ FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanS
     return verdict;
   }
 
-  const FileData data = readFileData(path, verdict.size, scratch);
+  const FileData data = readFileData(context, path, verdict.size, scratch);
   SignatureMatch match;
   const bool matched =
       context.database->lookup(data.digests.md5, data.digests.sha1, data.digests.sha256, &match);

@@ -17,7 +17,7 @@ class SignatureDatabase;
 struct ScanContext {
   std::shared_ptr<const SignatureDatabase> database;
   uint64_t maxFileSize = 0;  ///< bytes, inclusive
-  uint64_t readChunk = 0;    ///< bytes
+  uint64_t readChunk = 0;    ///< bytes; the largest single read of a large file, within 64 to 256 KiB
 };
 
 /// The memory that scanning reuses from file to file: one page-aligned read buffer, and the kept bytes of a

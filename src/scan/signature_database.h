@@ -32,11 +32,9 @@ class SignatureDatabase {
 
   SignatureDbInfo info() const EXCLUDES(mutex_);
 
-  /// The entries as they are now, for many lookups by binary digest. Never null; later loads do not change
-  /// it.
-  std::shared_ptr<const SignatureTable> table() const EXCLUDES(mutex_);
-
  private:
+  /// The entries as they are now. Never null; later loads do not change it.
+  std::shared_ptr<const SignatureTable> table() const EXCLUDES(mutex_);
   void add(SignatureFile file, const std::wstring& path) EXCLUDES(mutex_);
 
   // Held while one file is merged: the merge builds a new table from the one in force, so a second merge has

@@ -21,9 +21,17 @@ double entropyOf(ByteView bytes) {
 
 double entropyOf(const Bytes& bytes) { return entropyOf(ByteView(bytes)); }
 
-/// The answers that one sweep gives must be those of counting each range on its own.
+/// The answers that one sweep gives must be those of counting each range on its own, and the digests it feeds
+/// on the way those of the buffer in one piece.
 void expectSameAsCountedAlone(const Bytes& bytes, const std::vector<ByteRange>& ranges) {
-  const BufferEntropies measured = measureEntropies(ByteView(bytes), ranges);
+  hash::TripleDigest fed;
+  const BufferEntropies measured = measureEntropies(ByteView(bytes), ranges, &fed);
+  hash::TripleDigest whole;
+  whole.update(bytes.data(), bytes.size());
+  EXPECT_EQ(fed.hexDigests().md5, whole.hexDigests().md5);
+  EXPECT_EQ(fed.hexDigests().sha1, whole.hexDigests().sha1);
+  EXPECT_EQ(fed.hexDigests().sha256, whole.hexDigests().sha256);
+  EXPECT_EQ(measureEntropies(ByteView(bytes), ranges).ranges, measured.ranges);
   EXPECT_DOUBLE_EQ(measured.whole, entropyOf(bytes));
   ASSERT_EQ(measured.ranges.size(), ranges.size());
   for (size_t i = 0; i < ranges.size(); ++i) {

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "scan/hash/sha256.h"
 #include "support/pe_builder.h"
 
 namespace korvel {
@@ -149,6 +150,19 @@ TEST(PeAnalysis, LooksAtNoMoreThanTheReadLimit) {
   const PeInfo beyondTheLimit = analyze(image).info;
   EXPECT_EQ(beyondTheLimit.entropy, atTheLimit.entropy);
   EXPECT_EQ(beyondTheLimit.overlaySize, atTheLimit.overlaySize + 1'000'000);
+}
+
+TEST(PeAnalysis, FeedsTheDigestsWithEveryByteOfTheBuffer) {
+  Bytes beyondTheLimit = ordinary().build();
+  beyondTheLimit.resize(kPeReadLimitBytes + 1000, 0x5A);
+  for (const Bytes& bytes : {Bytes{}, bytesOf("MZ, but no image"),
+                             ordinary().overlay(noiseBytes(5000)).build(), std::move(beyondTheLimit)}) {
+    hash::TripleDigest fed;
+    analyzePeBuffer(ByteView(bytes), bytes.size(), kNow, &fed);
+    hash::Sha256 sha256;
+    sha256.update(bytes.data(), bytes.size());
+    EXPECT_EQ(fed.hexDigests().sha256, sha256.hexDigest()) << bytes.size();
+  }
 }
 
 /// 65,535 section headers behind the PE header; `place` says where the raw data of each lies.

@@ -136,14 +136,6 @@ TEST_F(SignatureDatabaseTest, ReadsAFileThatAnotherProcessHoldsOpenForWriting) {
   EXPECT_EQ(database_.info().entryCount, 1u);
 }
 
-TEST_F(SignatureDatabaseTest, ATableInUseDoesNotChangeWithALaterLoad) {
-  ASSERT_TRUE(load(L"1.txt", kSha256 + "\n"));
-  const std::shared_ptr<const SignatureTable> table = database_.table();
-  ASSERT_TRUE(load(L"2.txt", kMd5 + "\n"));
-  EXPECT_EQ(table->size(), 1u);
-  EXPECT_EQ(database_.table()->size(), 2u);
-}
-
 TEST_F(SignatureDatabaseTest, LoadsAndLookupsFromManyThreadsLoseNothing) {
   constexpr int kLoaders = 4, kFiles = 20;
   ASSERT_TRUE(load(L"base.txt", kSha256 + ":Base\n"));

@@ -3,6 +3,7 @@
 #include "base/unique_resource.h"
 #include "scan/hash/file_digest.h"
 #include "scan_fixture.h"
+#include "support/pe_builder.h"
 
 namespace korvel {
 namespace {
@@ -104,6 +105,22 @@ TEST_F(ScanFileTest, DigestsAgreeOnBothSidesOfTheWholeReadLimit) {
     std::string bytes(static_cast<size_t>(size), '\0');
     for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i % 251);
     expectDigestsOfFile(folder_.write(L"big.bin", bytes));
+  }
+}
+
+TEST_F(ScanFileTest, ImagesOfAnySizeAreDigestedWholeAndJudged) {
+  test::Bytes image = test::PeBuilder().section({"UPX0", test::kPeRwx, {}, 0x4000}).build();
+  // In one read, in pieces, and past what the analysis looks at; odd sizes leave a partial piece.
+  for (const uint64_t size : {kMiB + 1, 8 * kMiB + 12'345, 64 * kMiB + 262'143}) {
+    image.resize(static_cast<size_t>(size), 0x5A);
+    const std::wstring path =
+        folder_.write(L"packed.exe", {reinterpret_cast<char*>(image.data()), image.size()});
+    expectDigestsOfFile(path);
+    const FileVerdict verdict = scan(path);
+    EXPECT_TRUE(verdict.isPe);
+    ASSERT_FALSE(verdict.findings.empty());
+    EXPECT_EQ(verdict.findings.front().code, "PE.PACKED");
+    EXPECT_EQ(verdict.findings.back().code, "PE.LARGE_OVERLAY");
   }
 }
 
