@@ -1,7 +1,8 @@
 // File-system steps that several rooms need: status, directories, whole files, and replacing a file so
 // that nobody, not even after a kill at any moment, sees it half-written.
 //
-// All functions are thread-safe as far as the file system is. Paths are UTF-16 and used as given.
+// All functions are thread-safe as far as the file system is. Paths are UTF-16; pathStatus() and
+// createDirectories() take long ones too.
 #pragma once
 
 #include <cstdint>

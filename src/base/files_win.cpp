@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/long_path.h"
 #include "base/mutex.h"
 #include "base/paths.h"
 
@@ -41,13 +42,13 @@ PathStatus pathStatusFromError(DWORD code) {
 }
 
 PathStatus pathStatus(const std::wstring& path) {
-  if (::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return PathStatus::kExists;
+  if (::GetFileAttributesW(forFileApi(path).c_str()) != INVALID_FILE_ATTRIBUTES) return PathStatus::kExists;
   return pathStatusFromError(::GetLastError());
 }
 
 bool createDirectories(const std::wstring& path) {
   const auto isDirectory = [](const std::wstring& p) {
-    const DWORD attributes = ::GetFileAttributesW(p.c_str());
+    const DWORD attributes = ::GetFileAttributesW(forFileApi(p).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
   };
   if (path.empty()) {
@@ -61,8 +62,8 @@ bool createDirectories(const std::wstring& path) {
   while (end < path.size()) {
     end = path.find_first_of(L"\\/", end);
     if (end == std::wstring::npos) end = path.size();
-    code = ::CreateDirectoryW(path.substr(0, end).c_str(), /*security=*/nullptr) ? ERROR_SUCCESS
-                                                                                 : ::GetLastError();
+    const std::wstring step = forFileApi(path.substr(0, end));
+    code = ::CreateDirectoryW(step.c_str(), /*security=*/nullptr) ? ERROR_SUCCESS : ::GetLastError();
     while (end < path.size() && isPathSeparator(path[end])) ++end;
   }
   if (isDirectory(path)) return true;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-
 namespace korvel {
 namespace {
 
@@ -12,7 +11,8 @@ constexpr size_t kLongestPlainPath = 247;
 }  // namespace
 
 std::wstring forFileApi(const std::wstring& path) {
-  if (path.size() <= kLongestPlainPath || path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\")) return path;
+  if (path.size() <= kLongestPlainPath || path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\"))
+    return path;
   std::wstring result = path;
   std::replace(result.begin(), result.end(), L'/', L'\\');
   if (result.starts_with(L"\\\\")) return L"\\\\?\\UNC\\" + result.substr(2);

@@ -8,6 +8,7 @@
 #include "base/clock.h"
 #include "base/error.h"
 #include "base/files.h"
+#include "base/long_path.h"
 #include "base/paths.h"
 #include "base/utf.h"
 #include "remedy/quarantine_index.h"
@@ -42,7 +43,7 @@ bool storedFileIsThere(const QuarantineRecord& record) {
 /// 0 for a directory and for a file whose attributes cannot be read.
 uint64_t fileSizeOrZero(const std::wstring& path) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
-  if (!::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return 0;
+  if (!::GetFileAttributesExW(forFileApi(path).c_str(), GetFileExInfoStandard, &data)) return 0;
   if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return 0;
   return static_cast<uint64_t>(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
 }
@@ -57,11 +58,13 @@ std::wstring folderOf(const std::wstring& path) {
 
 /// Replaces what is at `to`. From another volume the file is copied and then deleted.
 bool moveOver(const std::wstring& from, const std::wstring& to) {
-  return ::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) != FALSE;
+  return ::MoveFileExW(forFileApi(from).c_str(), forFileApi(to).c_str(),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) != FALSE;
 }
 
 /// Best effort, read-only files included.
-void deleteStoredFile(const std::wstring& path) {
+void deleteStoredFile(const std::wstring& storedPath) {
+  const std::wstring path = forFileApi(storedPath);
   if (::DeleteFileW(path.c_str())) return;
   const DWORD attributes = ::GetFileAttributesW(path.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0) return;

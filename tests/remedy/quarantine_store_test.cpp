@@ -420,5 +420,21 @@ TEST_F(QuarantineStoreTest, ThreadsShareOneStoreWithoutLosingRecords) {
   }
 }
 
+TEST_F(QuarantineStoreTest, AFileWithALongPathGoesAndComesBack) {
+  std::wstring folder = folder_.at(L"deep");
+  while (folder.size() < 300) folder += L"\\level";
+  ASSERT_TRUE(createDirectories(folder));
+  const std::wstring path = folder + L"\\evil.exe";
+  writeFile(L"\\\\?\\" + path, "bytes");
+  const QuarantineRecord record = add(path);
+  EXPECT_EQ(record.originalPath, path);
+  EXPECT_EQ(record.size, 5u);
+  EXPECT_FALSE(pathExists(path));
+
+  std::string error;
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error)) << error;
+  EXPECT_EQ(readFile(L"\\\\?\\" + path), "bytes");
+}
+
 }  // namespace
 }  // namespace korvel
