@@ -6,8 +6,6 @@
 #include <exception>
 
 #include "base/unique_resource.h"
-#include "base/win.h"
-#include "config/data_paths.h"
 
 namespace korvel {
 namespace {
@@ -15,11 +13,13 @@ namespace {
 constexpr size_t kTextBytes = 256;  // with the terminating NUL
 constexpr DWORD kUncaughtCppException = 0xE06D7363;
 
-// Open from start-up to the end of the process; may be invalid.
+// Set at start-up and kept to the end of the process. The handle may be invalid; the path is at hand because
+// finding it anew would ask the shell and the heap, which the crashed thread may have left locked.
 HANDLE crashLogHandle = INVALID_HANDLE_VALUE;
+const std::wstring* crashLogPath = nullptr;
 
-HANDLE openLogFile(const std::wstring& path) {
-  return ::CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+HANDLE openCrashLog() {
+  return ::CreateFileW(crashLogPath->c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                        /*security=*/nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr);
 }
 
@@ -27,12 +27,30 @@ void writeCrashLine(const char* line) {
   HANDLE file = crashLogHandle;
   UniqueHandle fresh;
   if (!KernelHandleTraits::valid(file)) {
-    fresh.reset(openLogFile(logPath()));
+    fresh.reset(openCrashLog());
     file = fresh.get();
   }
   if (!KernelHandleTraits::valid(file)) return;
   DWORD written = 0;
   ::WriteFile(file, line, static_cast<DWORD>(std::strlen(line)), &written, /*overlapped=*/nullptr);
+}
+
+/// The runtime ends a process with an uncaught C++ exception without asking the filter; this asks it.
+[[noreturn]] void raiseForFilter() {
+  ::RaiseException(kUncaughtCppException, EXCEPTION_NONCONTINUABLE, /*argumentCount=*/0,
+                   /*arguments=*/nullptr);
+  ::TerminateProcess(::GetCurrentProcess(), kUncaughtCppException);
+  for (;;) {
+  }
+}
+
+}  // namespace
+
+void installCrashFilter(const std::wstring& logFile) {
+  crashLogPath = new std::wstring(logFile);  // never freed: the filter may run while the process ends
+  crashLogHandle = openCrashLog();
+  ::SetUnhandledExceptionFilter(crashFilter);
+  std::set_terminate(raiseForFilter);
 }
 
 LONG WINAPI crashFilter(EXCEPTION_POINTERS* pointers) {
@@ -50,23 +68,6 @@ LONG WINAPI crashFilter(EXCEPTION_POINTERS* pointers) {
   std::snprintf(line, sizeof line, "crash: %s\n", text);
   writeCrashLine(line);
   return EXCEPTION_EXECUTE_HANDLER;
-}
-
-/// The runtime ends a process with an uncaught C++ exception without asking the filter; this asks it.
-[[noreturn]] void raiseForFilter() {
-  ::RaiseException(kUncaughtCppException, EXCEPTION_NONCONTINUABLE, /*argumentCount=*/0,
-                   /*arguments=*/nullptr);
-  ::TerminateProcess(::GetCurrentProcess(), kUncaughtCppException);
-  for (;;) {
-  }
-}
-
-}  // namespace
-
-void installCrashFilter(const std::wstring& logFile) {
-  crashLogHandle = openLogFile(logFile);
-  ::SetUnhandledExceptionFilter(crashFilter);
-  std::set_terminate(raiseForFilter);
 }
 
 }  // namespace korvel

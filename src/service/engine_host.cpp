@@ -44,6 +44,7 @@ bool engineStart(std::string* error) {
   try {
     setEngineInSlot(std::make_unique<ScanWorker>().release());
   } catch (const std::exception& exception) {
+    StopSignal::process().closeEvent();
     return fail(error, std::string("out of memory: ") + exception.what());
   }
   try {

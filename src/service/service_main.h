@@ -1,8 +1,8 @@
-// The process as a Windows service: states reported to the Service Control Manager, controls turned into the
-// process-wide stop.
+// The process as a Windows service: its entry, and the dispatcher that calls it.
 #pragma once
 
 #include "base/win.h"
+#include "service/service_system.h"
 
 namespace korvel::svc {
 
@@ -10,7 +10,7 @@ namespace korvel::svc {
 void WINAPI ServiceMain(DWORD argc, LPWSTR* argv);
 
 /// Enters the service dispatcher. Returns the process exit code: 0 after the service has stopped, else the
-/// last-error value once the failure has been logged.
-int runServiceMode();
+/// last-error value once the failure has been logged. `system` is for tests.
+int runServiceMode(const ServiceSystem& system = ServiceSystem::windows());
 
 }  // namespace korvel::svc

@@ -1,0 +1,27 @@
+// What a run as a Windows service calls: the service control functions, and the engine and the pipe server
+// that it hosts. A table, so that tests can follow the life of the service without a Service Control Manager.
+// The product uses the real ones throughout.
+#pragma once
+
+#include <string>
+
+#include "base/win.h"
+
+namespace korvel::svc {
+
+/// The first three have the meaning, the result and the last error of the call they are named after.
+struct ServiceSystem {
+  /// The table of the real calls.
+  static const ServiceSystem& windows();
+
+  SERVICE_STATUS_HANDLE (*registerHandler)(const wchar_t* serviceName, LPHANDLER_FUNCTION_EX handler);
+  BOOL (*setStatus)(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status);
+  BOOL (*startDispatcher)(const SERVICE_TABLE_ENTRYW* table);
+  /// As in engine_host.h.
+  bool (*engineStart)(std::string* error);
+  void (*engineStop)();
+  /// Returns once the stop was requested.
+  void (*servePipe)();
+};
+
+}  // namespace korvel::svc
