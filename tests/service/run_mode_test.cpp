@@ -30,7 +30,10 @@ TEST(ParseCommandLine, CaseMatters) { EXPECT_EQ(parseCommandLine(L"--PING --Cons
 
 TEST(ParseCommandLine, OnlyServiceModeWantsNoConsole) {
   EXPECT_FALSE(parseCommandLine(L"").wantsConsole);
-  EXPECT_TRUE(parseCommandLine(L"--fw").wantsConsole);
+  EXPECT_FALSE(parseCommandLine(L"--PING other words").wantsConsole);
+  for (const wchar_t* flag : {L"--ping", L"--update-check", L"--fw", L"--console"}) {
+    EXPECT_TRUE(parseCommandLine(flag).wantsConsole);
+  }
 }
 
 }  // namespace

@@ -1,0 +1,140 @@
+// The crash filter in real processes: crash_child.exe crashes, the file tells.
+#include "service/crash_filter.h"
+
+#include <gtest/gtest.h>
+
+#include "base/files.h"
+#include "base/paths.h"
+#include "base/text.h"
+#include "e2e/child_process.h"
+#include "support/temp_folder.h"
+
+namespace korvel {
+namespace {
+
+constexpr DWORD kHandled = 1;  // EXCEPTION_EXECUTE_HANDLER
+constexpr DWORD kAccessViolation = 0xC0000005;
+constexpr DWORD kUncaughtException = 0xE06D7363;
+
+std::wstring crashChild() {
+  wchar_t executable[MAX_PATH + 1] = {};
+  ::GetModuleFileNameW(/*module=*/nullptr, executable, MAX_PATH);
+  return joinPath(parentDirectory(executable), L"crash_child.exe");
+}
+
+class CrashFilter : public testing::Test {
+ protected:
+  test::Finished run(const std::wstring& way) {
+    test::Finished finished = test::runToEnd(crashChild(), L"\"" + log_ + L"\" " + way);
+    // Its first line is the number of the crashing thread, where there is one.
+    LineReader lines(finished.output);
+    std::string_view line;
+    thread_ = lines.next(line) ? std::string(line) : "";
+    if (thread_.ends_with('\r')) thread_.pop_back();
+    return finished;
+  }
+  /// The line of a crash anywhere in the code: the address is whatever it is, in 16 upper-case digits.
+  void expectOneCrashLine(const std::string& code) const {
+    std::string text = test::readFile(log_);
+    const std::string before = "crash: UNHANDLED EXCEPTION code=0x" + code + " address=";
+    ASSERT_TRUE(text.starts_with(before)) << text;
+    const std::string address = text.substr(before.size(), 16);
+    EXPECT_EQ(address.find_first_not_of("0123456789ABCDEF"), std::string::npos) << text;
+    EXPECT_EQ(text.substr(before.size() + 16), " thread=" + thread_ + "\n");
+  }
+
+  test::TempFolder folder_;
+  std::wstring log_ = folder_.at(L"журнал.log");
+  std::string thread_;
+};
+
+TEST_F(CrashFilter, WritesTheLineToTheByte) {
+  EXPECT_EQ(run(L"filter C0000005 7FF6ABCDEF01").exitCode, kHandled);
+  EXPECT_EQ(test::readFile(log_),
+            "crash: UNHANDLED EXCEPTION code=0xC0000005 address=00007FF6ABCDEF01 thread=" + thread_ + "\n");
+}
+
+TEST_F(CrashFilter, FillsCodeAndAddressWithZeros) {
+  EXPECT_EQ(run(L"filter a 0").exitCode, kHandled);
+  EXPECT_EQ(test::readFile(log_),
+            "crash: UNHANDLED EXCEPTION code=0x0000000A address=0000000000000000 thread=" + thread_ + "\n");
+}
+
+TEST_F(CrashFilter, NamesTheThreadThatItRunsOn) {
+  EXPECT_EQ(run(L"filter-on-thread FFFFFFFF FFFFFFFFFFFFFFFF").exitCode, kHandled);
+  EXPECT_EQ(test::readFile(log_),
+            "crash: UNHANDLED EXCEPTION code=0xFFFFFFFF address=FFFFFFFFFFFFFFFF thread=" + thread_ + "\n");
+}
+
+TEST_F(CrashFilter, TellsTheDebuggerTheTextAlone) {
+  const std::string text = run(L"filter C0000005 1").output;
+  EXPECT_NE(
+      text.find("\nUNHANDLED EXCEPTION code=0xC0000005 address=0000000000000001 thread=" + thread_ + "\r\n"),
+      std::string::npos)
+      << text;
+  EXPECT_EQ(text.find("crash: "), std::string::npos);
+}
+
+TEST_F(CrashFilter, AppendsToWhatTheLogHolds) {
+  test::writeFile(log_, "14:03:07.042 [INF] cut line");
+  EXPECT_EQ(run(L"filter 1 2").exitCode, kHandled);
+  EXPECT_EQ(test::readFile(log_),
+            "14:03:07.042 [INF] cut linecrash: UNHANDLED EXCEPTION code=0x00000001 "
+            "address=0000000000000002 thread=" +
+                thread_ + "\n");
+}
+
+TEST_F(CrashFilter, DoesNothingWithoutARecord) {
+  for (const wchar_t* way : {L"filter-without-pointers", L"filter-without-record"}) {
+    EXPECT_EQ(run(way).exitCode, kHandled);
+    EXPECT_EQ(test::readFile(log_), "");
+  }
+}
+
+TEST_F(CrashFilter, OpensTheFileAgainWhereThatFailedAtTheStart) {
+  log_ = folder_.at(L"later\\korvel.log");
+  EXPECT_EQ(run(L"filter-twice-once-the-folder-is-there 1 2").exitCode, 2 * kHandled);
+  const std::string line =
+      "crash: UNHANDLED EXCEPTION code=0x00000001 address=0000000000000002 thread=" + thread_ + "\n";
+  EXPECT_EQ(test::readFile(log_), line + line);
+}
+
+TEST_F(CrashFilter, WritesNothingWhereTheFileCannotBeOpenedAtAll) {
+  log_ = folder_.at(L"never\\korvel.log");
+  EXPECT_EQ(run(L"filter 1 2").exitCode, kHandled);
+  EXPECT_FALSE(pathExists(folder_.at(L"never")));
+}
+
+TEST_F(CrashFilter, HearsOfAnAccessViolation) {
+  EXPECT_EQ(run(L"access-violation").exitCode, kAccessViolation);
+  expectOneCrashLine("C0000005");
+}
+
+TEST_F(CrashFilter, HearsOfAnAccessViolationOnAWorkerThread) {
+  EXPECT_EQ(run(L"access-violation-on-thread").exitCode, kAccessViolation);
+  expectOneCrashLine("C0000005");
+}
+
+TEST_F(CrashFilter, HearsOfAnUncaughtException) {
+  EXPECT_EQ(run(L"throw").exitCode, kUncaughtException);
+  expectOneCrashLine("E06D7363");
+}
+
+TEST_F(CrashFilter, HearsOfAnUncaughtExceptionOnAWorkerThread) {
+  EXPECT_EQ(run(L"throw-on-thread").exitCode, kUncaughtException);
+  expectOneCrashLine("E06D7363");
+}
+
+TEST_F(CrashFilter, HearsOfAnExceptionThatMeetsNoexcept) {
+  EXPECT_EQ(run(L"throw-past-noexcept").exitCode, kUncaughtException);
+  expectOneCrashLine("E06D7363");
+}
+
+TEST_F(CrashFilter, DoesNotNeedTheFileForTheProcessToEnd) {
+  log_ = folder_.at(L"never\\korvel.log");
+  EXPECT_EQ(run(L"access-violation-on-thread").exitCode, kAccessViolation);
+  EXPECT_EQ(run(L"throw-on-thread").exitCode, kUncaughtException);
+}
+
+}  // namespace
+}  // namespace korvel
