@@ -61,6 +61,14 @@ void ChildProcess::kill() {
   process_.reset();
 }
 
+bool ChildProcess::runThread(LPTHREAD_START_ROUTINE function, DWORD argument) const {
+  const UniqueHandle thread(::CreateRemoteThread(process_.get(), /*security=*/nullptr, /*stackBytes=*/0,
+                                                 function,
+                                                 reinterpret_cast<void*>(static_cast<uintptr_t>(argument)),
+                                                 /*flags=*/0, /*id=*/nullptr));
+  return static_cast<bool>(thread);
+}
+
 std::string ChildProcess::output() const { return readFile(folder_->at(L"out")); }
 std::string ChildProcess::errorOutput() const { return readFile(folder_->at(L"err")); }
 

@@ -26,6 +26,10 @@ class ChildProcess {
   /// Ends the process at once, as a power cut would, and waits until it is gone.
   void kill();
 
+  /// Starts `function` with `argument` on a thread of that process. The function must lie at the same address
+  /// there, as those of the system's libraries do. False when that is refused.
+  bool runThread(LPTHREAD_START_ROUTINE function, DWORD argument) const;
+
   /// What it has written so far.
   std::string output() const;
   std::string errorOutput() const;

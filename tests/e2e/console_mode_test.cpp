@@ -99,6 +99,44 @@ TEST_F(ConsoleMode, CtrlCStopsItCleanly) {
   EXPECT_TRUE(logGets("[INF] stopped\n"));
 }
 
+/// Console events as the system delivers them: a thread in the process that runs its control routine. There
+/// is no call that makes the system send these.
+class ConsoleEvent : public ServiceTest {
+ protected:
+  void send(DWORD type) {
+    const auto routine = reinterpret_cast<LPTHREAD_START_ROUTINE>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernelbase.dll"), "CtrlRoutine")));
+    ASSERT_NE(routine, nullptr);
+    ASSERT_TRUE(service().runThread(routine, type));
+  }
+  void expectCleanEnd() {
+    EXPECT_EQ(service().waitForExit(20'000), 0u);
+    const size_t workers = log().find("[INF] workers stopped\n");
+    ASSERT_NE(workers, std::string::npos);
+    EXPECT_NE(log().find("[INF] stopped\n", workers), std::string::npos);
+  }
+};
+
+TEST_F(ConsoleEvent, CtrlBreakStopsItCleanly) {
+  startService();
+  send(CTRL_BREAK_EVENT);
+  expectCleanEnd();
+}
+
+TEST_F(ConsoleEvent, ClosingTheConsoleStopsItCleanly) {
+  startService();
+  send(CTRL_CLOSE_EVENT);
+  expectCleanEnd();
+}
+
+TEST_F(ConsoleEvent, ALogOffIsLeftToTheSystemWhichEndsTheProcess) {
+  startService();
+  send(CTRL_LOGOFF_EVENT);
+  EXPECT_TRUE(service().waitForExit(20'000).has_value());
+  EXPECT_EQ(log().find("workers stopped"), std::string::npos);
+  EXPECT_EQ(log().find("[INF] stopped\n"), std::string::npos);
+}
+
 class RunMode : public ServiceTest {};
 
 TEST_F(RunMode, PingBeatsConsole) {

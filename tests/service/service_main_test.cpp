@@ -22,11 +22,11 @@ constexpr char kUsage[] =
     "  KorvelService.exe --update-check\n"
     "  KorvelService.exe --fw\n";
 
-/// A debugger that takes every text sent to it and leaves a last-error value behind.
+/// A debugger that takes every text sent to it and leaves a last-error value behind, another one each time.
 class MeddlingDebugger {
  public:
-  static constexpr DWORD kLeftBehind = 77;
-  MeddlingDebugger() : handler_(::AddVectoredExceptionHandler(/*first=*/1, &receive)) {}
+  static constexpr DWORD kFirstLeftBehind = 71;
+  MeddlingDebugger() : handler_(::AddVectoredExceptionHandler(/*first=*/1, &receive)) { texts = 0; }
   ~MeddlingDebugger() { ::RemoveVectoredExceptionHandler(handler_); }
   MeddlingDebugger(const MeddlingDebugger&) = delete;
   MeddlingDebugger& operator=(const MeddlingDebugger&) = delete;
@@ -35,9 +35,11 @@ class MeddlingDebugger {
   static LONG CALLBACK receive(EXCEPTION_POINTERS* pointers) {
     constexpr DWORD kDebugPrint = 0x40010006;
     if (pointers->ExceptionRecord->ExceptionCode != kDebugPrint) return EXCEPTION_CONTINUE_SEARCH;
-    ::SetLastError(kLeftBehind);
+    ::SetLastError(kFirstLeftBehind + texts++);
     return EXCEPTION_CONTINUE_EXECUTION;
   }
+
+  static inline DWORD texts = 0;
   void* handler_;
 };
 
@@ -78,13 +80,13 @@ TEST_F(ServiceMode, ADispatcherThatFailsIsLoggedWithTheUsage) {
   EXPECT_EQ(text.substr(kTimeLength + first.size() + kTimeLength), kUsage);
 }
 
-TEST_F(ServiceMode, ExitsWithTheLastErrorThatTheLogLinesLeave) {
+TEST_F(ServiceMode, ExitsWithTheLastErrorThatTheTwoLogLinesLeave) {
   const MeddlingDebugger debugger;
   calls_.startDispatcher = [](const SERVICE_TABLE_ENTRYW*) -> BOOL {
     ::SetLastError(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT);
     return FALSE;
   };
-  EXPECT_EQ(runServiceMode(calls_), static_cast<int>(MeddlingDebugger::kLeftBehind));
+  EXPECT_EQ(runServiceMode(calls_), static_cast<int>(MeddlingDebugger::kFirstLeftBehind + 1));
   EXPECT_NE(log().find("win32=1063\n"), std::string::npos);
 }
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "base/paths.h"
 #include "base/unique_resource.h"
+#include "support/pseudo_console.h"
 #include "support/temp_folder.h"
 
 namespace korvel {
@@ -53,6 +55,30 @@ TEST(WriteConsoleLine, APipeReceivesUtf8AndCrLf) {
   DWORD got = 0;
   ASSERT_TRUE(::ReadFile(reader.get(), bytes, sizeof bytes, &got, nullptr));
   EXPECT_EQ(std::string(bytes, got), "готово\r\n");
+}
+
+std::wstring consoleChild() {
+  wchar_t executable[MAX_PATH + 1] = {};
+  ::GetModuleFileNameW(/*module=*/nullptr, executable, MAX_PATH);
+  return joinPath(parentDirectory(executable), L"console_child.exe");
+}
+
+TEST(WriteConsoleLine, AConsoleReceivesTheTextAsItIs) {
+  const test::ConsoleRun run = test::runInConsole(consoleChild(), L"console");
+  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(run.screen, "служба\r\nx\r\n");
+}
+
+TEST(WriteConsoleLine, WithoutAnOutputTheConsoleReceivesIt) {
+  const test::ConsoleRun run = test::runInConsole(consoleChild(), L"no-output");
+  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(run.screen, "служба\r\nx\r\n");
+}
+
+TEST(WriteConsoleLine, WithoutAnyConsoleTheLineIsDroppedAndTheNextOneLooksAgain) {
+  const test::ConsoleRun run = test::runInConsole(consoleChild(), L"lost-and-found");
+  EXPECT_EQ(run.exitCode, 0u);
+  EXPECT_EQ(run.screen, "found\r\n");
 }
 
 TEST(WriteConsoleLine, AnOutputThatTakesNothingIsSilentlyIgnored) {
