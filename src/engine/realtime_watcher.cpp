@@ -93,7 +93,7 @@ RealtimeWatcher::RealtimeWatcher(std::shared_ptr<const SignatureDatabase> databa
                                  const ScanOptions& options, const StopFlag& stopping,
                                  DetectionCallback onDetection)
     : options_(options),
-      scanner_(std::move(database), options),
+      scanner_(std::move(database), options, &stopping.flag()),
       stopping_(stopping),
       onDetection_(std::move(onDetection)) {}
 
@@ -163,7 +163,7 @@ void RealtimeWatcher::scanChanged(const std::wstring& path) {
   try {
     if (!shouldScan(path, options_)) return;
     const FileVerdict verdict = scanner_.scanSingleFile(path);
-    if (verdict.severity < kSeverityMedium) return;
+    if (stopping_.isSet() || verdict.severity < kSeverityMedium) return;
     onDetection_(verdict);
     Log::instance().write(kLogInfo, "real-time detection: " + toUtf8(path));
   } catch (const std::exception& exception) {

@@ -38,7 +38,7 @@ std::vector<ScanTarget> targetsOf(ScanScope scope, const std::vector<std::wstrin
 }  // namespace
 
 bool ScanWorker::startScan(ScanScope scope, const std::vector<std::wstring>& targets, std::string* error) {
-  if (stopping_.isSet()) return fail(error, "service is stopping");
+  if (stopping()) return fail(error, "service is stopping");
   if (!getSettings().protectionEnabled) return fail(error, "protection is disabled");
   if (scanning_.exchange(true)) return fail(error, "a scan is already running");
   cancelRequested_.store(false);
@@ -53,7 +53,7 @@ bool ScanWorker::startScan(ScanScope scope, const std::vector<std::wstring>& tar
   const MutexLock lock(threadMutex_);
   if (scanThread_.joinable()) scanThread_.join();
   // stop() joins under the same mutex: past this point it finds the thread, or nothing is started.
-  if (stopping_.isSet()) {
+  if (stopping()) {
     scanning_.store(false);
     return fail(error, "service is stopping");
   }
@@ -96,7 +96,7 @@ void ScanWorker::runScan(ScanScope scope, const std::vector<std::wstring>& paths
 
   ScanSummary summary;
   try {
-    FileScanner scanner(database, scanOptionsFrom(settings));
+    FileScanner scanner(database, scanOptionsFrom(settings), &stopping_.flag());
     summary = countAndScan(scanner, targets);
   } catch (const std::exception& exception) {
     Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());

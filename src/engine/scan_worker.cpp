@@ -13,6 +13,7 @@
 #include "scan/scan_cache.h"
 #include "scan/signature_database.h"
 #include "service/runtime/log.h"
+#include "service/runtime/stop_signal.h"
 
 namespace korvel::svc {
 namespace {
@@ -93,6 +94,8 @@ void ScanWorker::stop() {
   saveSettings();
   logInfo("workers stopped");
 }
+
+bool ScanWorker::stopping() const { return stopping_.isSet() || StopSignal::process().requested(); }
 
 /// The order is part of the contract with the driver: its link ends first and may wait for one more message.
 void ScanWorker::endThreads() {

@@ -86,6 +86,8 @@ class ScanWorker {
   bool deleteQuarantined(uint64_t id, std::string* error);
 
  private:
+  /// Also while the process is about to call stop(): nothing new begins any more.
+  bool stopping() const;
   void endThreads();
 
   // The bodies of the long-lived threads (background_loops.cpp).

@@ -50,12 +50,13 @@ DWORD WINAPI flushPipe(void* pipe) {
   return 0;
 }
 
-/// Hangs up once the client has read everything, has gone, or the grace is over. Flushing waits for the
-/// reader without a limit of its own, so it happens on a helper thread that the disconnection releases.
-void disconnectClient(HANDLE pipe) {
+/// Hangs up, after a grace where there is something whole to read: until the client has read everything, has
+/// gone, or the grace is over. Flushing waits for the reader without a limit of its own, so it happens on a
+/// helper thread that the disconnection releases.
+void disconnectClient(HANDLE pipe, bool repliesAreWhole) {
   UniqueHandle flusher;
   const bool clientGone = !::PeekNamedPipe(pipe, /*buffer=*/nullptr, 0, nullptr, nullptr, nullptr);
-  if (!clientGone) {
+  if (repliesAreWhole && !clientGone) {
     flusher.reset(
         ::CreateThread(/*security=*/nullptr, /*stackBytes=*/0, flushPipe, pipe, /*flags=*/0, nullptr));
   }
@@ -67,8 +68,8 @@ void disconnectClient(HANDLE pipe) {
 /// One connection from its first frame to the disconnection.
 void serveClient(HANDLE pipe) {
   serviceLog("client connected");
-  handleClient(pipe);
-  disconnectClient(pipe);
+  const bool repliesAreWhole = handleClient(pipe);
+  disconnectClient(pipe, repliesAreWhole);
   serviceLog("client disconnected");
 }
 

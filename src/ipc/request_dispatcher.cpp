@@ -238,27 +238,30 @@ bool writeLastReply(HANDLE pipe, const Message& reply) {
   return writeFrame(pipe, timeLimit.get(), reply.opcode, reply.payload, /*error=*/nullptr);
 }
 
-/// One request and its reply; false when the session is over.
-bool serveRequest(HANDLE pipe) {
-  Message request;
-  if (!readRequest(pipe, &request)) return false;
-  const Message reply = answer(request);
-  if (request.opcode == static_cast<uint32_t>(Opcode::kStopService)) {
-    (void)writeLastReply(pipe, reply);  // the session ends either way
-    return false;
-  }
+bool isStopRequest(const Message& request) {
+  return request.opcode == static_cast<uint32_t>(Opcode::kStopService);
+}
+
+bool writeReply(HANDLE pipe, const Message& request, const Message& reply) {
+  if (isStopRequest(request)) return writeLastReply(pipe, reply);
   return writeFrame(pipe, StopSignal::process().event(), reply.opcode, reply.payload, /*error=*/nullptr);
 }
 
 }  // namespace
 
-void handleClient(HANDLE pipe) {
+bool handleClient(HANDLE pipe) {
+  const StopSignal& stop = StopSignal::process();
   try {
-    while (!StopSignal::process().requested() && serveRequest(pipe)) {
+    while (!stop.requested()) {
+      Message request;
+      if (!readRequest(pipe, &request)) break;
+      if (!writeReply(pipe, request, answer(request))) return !stop.requested();
+      if (isStopRequest(request)) break;
     }
   } catch (const std::bad_alloc&) {
     serviceLog("request read failed: not enough memory");
   }
+  return true;
 }
 
 }  // namespace korvel::ipc

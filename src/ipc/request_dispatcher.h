@@ -6,12 +6,13 @@
 namespace korvel::ipc {
 
 /// Returns when the client disconnects, a transfer fails, a stop is requested, or after answering a stop
-/// request. Runs on the pipe server's thread. The engine is found in the engine slot and must stay there
+/// request. True when every reply was written whole, so that the client may still be reading; false when the
+/// stop cut one short. Runs on the pipe server's thread. The engine is found in the engine slot and must stay there
 /// meanwhile.
 ///
 /// Every request that arrives whole gets exactly one reply: the request's own opcode, or kErrorOpcode with
 /// the reason as text, which is also logged. What an operation throws becomes such a reason; a request or a
 /// reply that does not fit into memory ends only the session. No exception leaves.
-void handleClient(HANDLE pipe);
+bool handleClient(HANDLE pipe);
 
 }  // namespace korvel::ipc

@@ -96,8 +96,9 @@ class FileScanner::FileSource {
   std::optional<DirectoryWalk> walk_;
 };
 
-FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options)
-    : context_{std::move(database), options.maxFileSize, options.readChunk}, options_(options) {}
+FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
+                         const std::atomic<bool>* abandon)
+    : context_{std::move(database), options.maxFileSize, options.readChunk, abandon}, options_(options) {}
 
 ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) const {
   ScanProgressInfo result;
@@ -134,7 +135,11 @@ ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const Prog
 }
 
 void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
-  for (WalkedFile file; source.next(file);) delivery.deliver(scanSingleFile(file.path));
+  for (WalkedFile file; source.next(file);) {
+    const FileVerdict verdict = scanSingleFile(file.path);
+    if (context_.abandoned()) return;
+    delivery.deliver(verdict);
+  }
 }
 
 void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers) {
@@ -150,7 +155,9 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
       pipeline.push(file.path, std::min(file.size, kHeaviestFile));
     }
     if (pipeline.empty()) return;
-    delivery.deliver(pipeline.pop().second);
+    const FileVerdict verdict = pipeline.pop().second;
+    if (context_.abandoned()) return;
+    delivery.deliver(verdict);
     if (cancelRequested_.load()) return;  // what was hashed ahead is forgotten
   }
 }

@@ -23,7 +23,10 @@ class FileScanner {
   using ProgressCallback = std::function<void(const ScanProgressInfo&)>;
   using VerdictCallback = std::function<void(const FileVerdict&)>;
 
-  FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options);
+  /// `abandon` may be null and must outlive the scanner. Once it is set, a scan ends in the middle of the
+  /// file being read and delivers nothing of it.
+  FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
+              const std::atomic<bool>* abandon = nullptr);
 
   /// Counts the files that scan() would scan. Fills only filesTotal, bytesTotal and phase. A cancellation
   /// that was already requested makes it return early; it is not cleared.
@@ -38,7 +41,7 @@ class FileScanner {
   /// Ends the scan with the file being scanned.
   void cancel() { cancelRequested_.store(true); }
 
-  /// Scans one file, as scan() would. Not at the same time as a scan().
+  /// Scans one file, as scan() would; worthless once abandoned. Not at the same time as a scan().
   FileVerdict scanSingleFile(const std::wstring& path);
 
  private:

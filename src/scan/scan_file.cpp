@@ -51,22 +51,29 @@ bool readWhole(HANDLE file, uint64_t size, ScanScratch& scratch, FileData& data)
 
 /// Feeds the digests piece by piece; of an image as much as the PE analysis looks at is read before, since
 /// its headers say where to cut the bytes that are digested and counted in one pass.
-void readInPieces(HANDLE file, uint64_t size, size_t pieceBytes, ScanScratch& scratch, FileData& data) {
+void readInPieces(HANDLE file, uint64_t size, const ScanContext& context, ScanScratch& scratch,
+                  FileData& data) {
+  const auto pieceBytes =
+      static_cast<size_t>(std::clamp<uint64_t>(context.readChunk, kSmallestPieceBytes, kPieceBytes));
+  // To an abandoned scan the file ends here.
+  const auto read = [&](uint8_t* to, size_t bytes) {
+    return context.abandoned() ? 0 : readPiece(file, to, std::min(bytes, pieceBytes));
+  };
   uint8_t* const piece = scratch.readBuffer(pieceBytes);
-  size_t got = readPiece(file, piece, pieceBytes);
+  size_t got = read(piece, pieceBytes);
   if (mayBePe(ByteView(piece, got), size)) {
     const size_t room = static_cast<size_t>(std::clamp<uint64_t>(size, pieceBytes, kPeReadLimitBytes));
     uint8_t* const image = scratch.imageBuffer(room);
     std::memcpy(image, piece, got);
     size_t imageBytes = got;
     while (got != 0 && imageBytes < room) {
-      got = readPiece(file, image + imageBytes, std::min(pieceBytes, room - imageBytes));
+      got = read(image + imageBytes, room - imageBytes);
       imageBytes += got;
     }
     data.pe = analyzePeBuffer(ByteView(image, imageBytes), size, unixSecondsNow(), &scratch.digest());
-    if (got != 0) got = readPiece(file, piece, pieceBytes);
+    if (got != 0) got = read(piece, pieceBytes);
   }
-  for (; got != 0; got = readPiece(file, piece, pieceBytes)) scratch.digest().update(piece, got);
+  for (; got != 0; got = read(piece, pieceBytes)) scratch.digest().update(piece, got);
 }
 
 /// Digests and PE analysis from one open and one read; nothing of both for a file that cannot be opened.
@@ -81,9 +88,7 @@ FileData readFileData(const ScanContext& context, const std::wstring& path, uint
   scratch.digest().reset();
   if (size > kWholeReadLimitBytes || !readWhole(file.get(), size, scratch, data)) {
     (void)::SetFilePointerEx(file.get(), LARGE_INTEGER{}, /*newPosition=*/nullptr, FILE_BEGIN);
-    const auto pieceBytes =
-        static_cast<size_t>(std::clamp<uint64_t>(context.readChunk, kSmallestPieceBytes, kPieceBytes));
-    readInPieces(file.get(), size, pieceBytes, scratch, data);
+    readInPieces(file.get(), size, context, scratch, data);
   }
   data.digests = takeDigests(scratch.digest());
   return data;

@@ -65,6 +65,12 @@ std::optional<Reply> Client::receive() {
   return reply;
 }
 
+DWORD Client::waiting() const {
+  DWORD bytes = 0;
+  (void)::PeekNamedPipe(pipe_.get(), /*buffer=*/nullptr, 0, nullptr, &bytes, nullptr);  // 0 once hung up
+  return bytes;
+}
+
 Reply Client::request(uint32_t opcode, std::string_view payload) {
   if (!send(frame(opcode, payload))) throw std::runtime_error("the request cannot be sent");
   std::optional<Reply> reply = receive();

@@ -42,6 +42,8 @@ class Client {
   bool send(std::string_view bytes);
   /// Nothing when the service has closed the connection.
   std::optional<Reply> receive();
+  /// How many bytes of replies wait to be received.
+  DWORD waiting() const;
   /// Throws when no reply comes.
   Reply request(uint32_t opcode, std::string_view payload = {});
 

@@ -2,6 +2,7 @@
 #include "base/utf.h"
 #include "config/data_paths.h"
 #include "e2e/machine.h"
+#include "e2e/own_console.h"
 #include "e2e/service_test.h"
 
 namespace korvel::test {
@@ -86,14 +87,10 @@ TEST_F(ConsoleMode, AQuarantineThatCannotBeMadeFailsTheStart) {
 }
 
 TEST_F(ConsoleMode, CtrlCStopsItCleanly) {
-  // The child shares a new console of this process; the control event reaches both, and this one ignores it.
-  ::FreeConsole();
-  ASSERT_TRUE(::AllocConsole());
+  useOwnConsole();
   startService();
-  ::SetConsoleCtrlHandler(/*handler=*/nullptr, TRUE);
-  EXPECT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, /*processGroup=*/0));
+  pressCtrlC();
   const std::optional<DWORD> exitCode = service().waitForExit(20'000);
-  ::SetConsoleCtrlHandler(/*handler=*/nullptr, FALSE);
   ASSERT_TRUE(exitCode.has_value());
   EXPECT_EQ(*exitCode, 0u);
   EXPECT_TRUE(logGets("[INF] stopped\n"));

@@ -14,6 +14,12 @@ namespace {
 constexpr wchar_t kMarker[] = L"C:\\korvel-test-machine";
 constexpr wchar_t kInstalled[] = L"C:\\Program Files\\Korvel\\KorvelService.exe";
 constexpr int kFewKills = 10;
+constexpr int kFewStops = 3;
+
+int countFrom(const char* variable, int few) {
+  const char* given = std::getenv(variable);
+  return given != nullptr ? std::atoi(given) : few;
+}
 
 }  // namespace
 
@@ -37,9 +43,7 @@ void wipeServiceData() {
   removeTree(dataDir());
 }
 
-int killCount() {
-  const char* given = std::getenv("KORVEL_KILLS");
-  return given != nullptr ? std::atoi(given) : kFewKills;
-}
+int killCount() { return countFrom("KORVEL_KILLS", kFewKills); }
+int stopCount() { return countFrom("KORVEL_STOPS", kFewStops); }
 
 }  // namespace korvel::test

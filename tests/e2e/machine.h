@@ -21,4 +21,7 @@ void wipeServiceData();
 /// How often each kill test kills the service: the environment variable KORVEL_KILLS, or a few times.
 int killCount();
 
+/// How often each stop test stops the service: the environment variable KORVEL_STOPS, or a few times.
+int stopCount();
+
 }  // namespace korvel::test

@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "base/files.h"
-#include "base/win.h"
+#include "base/unique_resource.h"
 #include "support/temp_folder.h"
 
 namespace korvel::test {
@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kDirectories = 60;
 constexpr int kEmptyFilesPerDirectory = 400;
+constexpr LONGLONG kLargeProgramBytes = 500ll << 20;
 
 std::wstring directoryOf(const TempFolder& folder, int number) {
   const std::wstring path = folder.at(L"d" + std::to_wstring(number));
@@ -59,6 +60,24 @@ const std::wstring& manyPrograms() {
   }();
   (void)filled;
   return folder.path();
+}
+
+void writeLargeProgram(const std::wstring& path) {
+  writeFile(path, "");
+  const UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, /*share=*/0, /*security=*/nullptr,
+                                        OPEN_EXISTING, /*flags=*/0, /*template=*/nullptr));
+  LARGE_INTEGER size{};
+  size.QuadPart = kLargeProgramBytes;
+  if (!file || !::SetFilePointerEx(file.get(), size, nullptr, FILE_BEGIN) || !::SetEndOfFile(file.get())) {
+    throw std::runtime_error("cannot make a large file, win32=" + std::to_string(::GetLastError()));
+  }
+}
+
+bool isBeingRead(const std::wstring& path) {
+  const UniqueHandle file(
+      ::CreateFileW(path.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    /*security=*/nullptr, OPEN_EXISTING, /*flags=*/0, /*template=*/nullptr));
+  return !file && ::GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
 }  // namespace korvel::test

@@ -18,4 +18,10 @@ const std::wstring& manyEmptyFiles();
 const std::wstring& manyPrograms();
 inline constexpr int kManyPrograms = 3'000;
 
+/// Makes a program of 500 MiB of zeros, nearly as large as is scanned at all: long to scan. It takes no room
+/// on disk.
+void writeLargeProgram(const std::wstring& path);
+/// True while somebody who allows others no more than to read it has the file open, as a scan does.
+bool isBeingRead(const std::wstring& path);
+
 }  // namespace korvel::test

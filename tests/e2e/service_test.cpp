@@ -16,23 +16,11 @@ constexpr DWORD kStartLimitMs = 30'000;
 constexpr DWORD kCleanStopLimitMs = 30'000;
 constexpr DWORD kLogLimitMs = 10'000;
 constexpr DWORD kScanLimitMs = 200'000;
-constexpr DWORD kPollMs = 10;
 
 template <typename T>
 T decoded(std::optional<T> value) {
   if (!value) throw std::runtime_error("the reply does not decode");
   return std::move(*value);
-}
-
-/// Polls until `done` is true; false after `limitMs`.
-template <typename Done>
-bool waitUntil(DWORD limitMs, Done done) {
-  const ULONGLONG end = ::GetTickCount64() + limitMs;
-  while (!done()) {
-    if (::GetTickCount64() > end) return false;
-    ::Sleep(kPollMs);
-  }
-  return true;
 }
 
 }  // namespace

@@ -13,6 +13,17 @@
 
 namespace korvel::test {
 
+/// Polls until `done` is true; false after `limitMs`.
+template <typename Done>
+bool waitUntil(DWORD limitMs, Done done) {
+  const ULONGLONG end = ::GetTickCount64() + limitMs;
+  while (!done()) {
+    if (::GetTickCount64() > end) return false;
+    ::Sleep(10);
+  }
+  return true;
+}
+
 class ServiceTest : public testing::Test {
  protected:
   /// Wipes the service's data and writes settings that keep it off the network and off other folders, with a

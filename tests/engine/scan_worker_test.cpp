@@ -12,6 +12,7 @@
 #include "scan/file_scanner.h"
 #include "scan/scan_cache.h"
 #include "service/runtime/log.h"
+#include "support/fresh_stop_signal.h"
 #include "support/temp_folder.h"
 
 namespace korvel::svc {
@@ -261,6 +262,16 @@ TEST_F(ScanWorkerTest, StopRefusesEverythingAfterwards) {
   const size_t size = log().size();
   worker.stop();
   EXPECT_EQ(log().size(), size);
+}
+
+TEST_F(ScanWorkerTest, RefusesScansAsSoonAsTheProcessIsToStop) {
+  const test::FreshStopSignal stopSignal;
+  ScanWorker& worker = startWorker();
+  StopSignal::process().requestStop();
+  std::string error;
+  EXPECT_FALSE(worker.startScan(ScanScope::kCustom, {folder_.path()}, &error));
+  EXPECT_EQ(error, "service is stopping");
+  EXPECT_FALSE(worker.isScanning());
 }
 
 TEST_F(ScanWorkerTest, StopEndsARunningScan) {

@@ -19,6 +19,12 @@ TEST_F(DispatcherSession, ClientThatLeavesEndsItSilently) {
   EXPECT_EQ(log_.lines(), Lines{});
 }
 
+TEST_F(DispatcherSession, AStopRequestEndsItEvenWithoutAnEngine) {
+  svc::setEngineInSlot(nullptr);
+  EXPECT_EQ(ask(Opcode::kStopService), error("engine is not running"));
+  join();
+}
+
 TEST_F(DispatcherSession, ClientThatLeavesInsideAFrameEndsItSilently) {
   test::send(pipe_.client(), test::frame(3, "payload").substr(0, 26));
   end();
@@ -28,6 +34,7 @@ TEST_F(DispatcherSession, ClientThatLeavesInsideAFrameEndsItSilently) {
 TEST_F(DispatcherSession, StopEndsItSilentlyWhileAClientSaysNothing) {
   StopSignal::process().requestStop();
   join();
+  EXPECT_TRUE(repliesWereWhole_);
   EXPECT_EQ(log_.lines(), Lines{});
 }
 
@@ -90,12 +97,14 @@ TEST_F(DispatcherSession, StopCutsShortAReplyThatIsNotRead) {
   EXPECT_EQ(test::receive(pipe_.client(), 4), "LVRK");
   StopSignal::process().requestStop();
   join();
+  EXPECT_FALSE(repliesWereWhole_);
   EXPECT_EQ(log_.lines(), Lines{});
 }
 
 TEST_F(DispatcherSession, StopRequestIsAnsweredAndEndsIt) {
   EXPECT_EQ(ask(Opcode::kStopService), done(Opcode::kStopService));
   join();
+  EXPECT_TRUE(repliesWereWhole_);
   EXPECT_TRUE(StopSignal::process().requested());
   EXPECT_EQ(::WaitForSingleObject(StopSignal::process().event(), 0), DWORD{WAIT_OBJECT_0});
   EXPECT_EQ(log_.lines(), Lines{});

@@ -8,7 +8,6 @@
 #include "ipc/frame.h"
 #include "ipc/pipe_io.h"
 #include "service/runtime/log.h"
-#include "service/runtime/stop_signal.h"
 
 namespace korvel::test {
 namespace {
@@ -81,17 +80,6 @@ void drain(HANDLE pipe) {
   while (::ReadFile(pipe, buffer, sizeof buffer, &got, nullptr) && got != 0) {
   }
 }
-
-FreshStopSignal::FreshStopSignal() {
-  // The flag is never reset, which is right for a process and wrong for a row of tests: build it anew in
-  // place.
-  StopSignal& signal = StopSignal::process();
-  std::destroy_at(&signal);
-  std::construct_at(&signal);
-  if (!signal.createEvent()) throwLastError("no stop event");
-}
-
-FreshStopSignal::~FreshStopSignal() { StopSignal::process().closeEvent(); }
 
 ConnectedPipe::ConnectedPipe()
     : server_(ipc::createServerPipe(PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED)),

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/unique_resource.h"
+#include "support/fresh_stop_signal.h"
 #include "support/temp_folder.h"
 
 namespace korvel::test {
@@ -26,15 +27,6 @@ struct ReceivedFrame {
 ReceivedFrame receiveFrame(HANDLE pipe);
 /// Reads and drops what comes until the other end hangs up.
 void drain(HANDLE pipe);
-
-/// The process-wide stop, as new for each test and with its event.
-class FreshStopSignal {
- public:
-  FreshStopSignal();
-  ~FreshStopSignal();
-  FreshStopSignal(const FreshStopSignal&) = delete;
-  FreshStopSignal& operator=(const FreshStopSignal&) = delete;
-};
 
 /// One instance of the service pipe, its client connected, and a stop event of its own.
 class ConnectedPipe {

@@ -19,7 +19,7 @@ class Session : public testing::Test {
  protected:
   Session() {
     svc::setEngineInSlot(&engine_);
-    server_ = std::thread([this] { ipc::handleClient(pipe_.server()); });
+    server_ = std::thread([this] { repliesWereWhole_ = ipc::handleClient(pipe_.server()); });
   }
   ~Session() override {
     end();
@@ -50,6 +50,7 @@ class Session : public testing::Test {
   FreshStopSignal stopSignal_;
   svc::ScanWorker engine_;
   ConnectedPipe pipe_;
+  bool repliesWereWhole_ = false;  // once the dispatcher has returned
   std::thread server_;
 };
 

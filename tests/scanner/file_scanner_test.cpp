@@ -203,6 +203,21 @@ TEST_F(FileScannerTest, ACancelFromAnotherThreadDeliversAtMostOneMoreVerdict) {
   }
 }
 
+TEST_F(FileScannerTest, AnAbandonedScanDeliversNoFurtherFile) {
+  for (int i = 0; i < 40; ++i) folder_.write(std::to_wstring(i) + L".exe", "zzz");
+  for (const size_t workers : {0u, 2u}) {
+    ScanOptions options;
+    options.workers = workers;
+    std::atomic<bool> abandon{false};
+    FileScanner subject(databaseOf(""), options, &abandon);
+    int delivered = 0;
+    const ScanSummary summary =
+        subject.scan(target(), nullptr, [&](const FileVerdict&) { abandon = ++delivered == 3; });
+    EXPECT_EQ(delivered, 3);
+    EXPECT_EQ(summary.filesScanned, 3u);
+  }
+}
+
 TEST_F(FileScannerTest, ScansASingleFileWithoutAskingTheFilter) {
   const FileVerdict verdict =
       scanner(std::string(test::kAbcSha1) + "\n").scanSingleFile(folder_.write(L"photo.jpg", "abc"));

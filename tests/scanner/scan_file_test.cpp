@@ -136,6 +136,16 @@ TEST_F(ScanFileTest, OneScratchServesFilesOfAnySizeInAnyOrder) {
   }
 }
 
+TEST_F(ScanFileTest, ALargeFileIsNotReadToItsEndOnceAbandoned) {
+  const std::wstring big = folder_.write(L"big.bin", std::string(9 * kMiB, 'b'));
+  std::atomic<bool> abandon{false};
+  const ScanContext context{databaseOf(""), 512 * kMiB, kMiB, &abandon};
+  ScanScratch scratch;
+  EXPECT_EQ(scanFile(context, big, scratch).sha256, hash::sha256File(big, kMiB));
+  abandon = true;
+  EXPECT_NE(scanFile(context, big, scratch).sha256, hash::sha256File(big, kMiB));
+}
+
 TEST_F(ScanFileTest, DirectoryYieldsAnEmptyVerdict) {
   folder_.write(L"svchost.exe\\inner.txt", "x");
   EXPECT_TRUE(scan(folder_.at(L"svchost.exe")).findings.empty());
