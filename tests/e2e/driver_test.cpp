@@ -1,7 +1,14 @@
 // The running service and a minifilter driver that the test plays: a copy of the executable with the
 // stand-in filter library (fltlib.dll) beside it.
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <future>
+#include <set>
+
 #include "base/files.h"
 #include "base/paths.h"
+#include "base/utf.h"
 #include "e2e/machine.h"
 #include "e2e/sample_files.h"
 #include "e2e/service_test.h"
@@ -106,6 +113,17 @@ TEST_F(Driver, WithoutADatabaseEverythingIsAllowedAndKeepAlivesAnswered) {
   EXPECT_EQ((*answer)[32], 0);
 }
 
+TEST_F(Driver, ThatSendsMalformedMessagesGetsNoAnswerToThem) {
+  startWithDriver();
+  const std::vector<DriverMessage> malformed = {
+      {.magic = {'L', 'V', 'R', 'K'}},      {.version = 2},  {.type = 4}, {.length = 1'061},
+      {.length = 1'055, .bodySize = 1'055}, {.bodySize = 15}};
+  for (const DriverMessage& message : malformed) ASSERT_TRUE(driver_->send(message));
+  EXPECT_FALSE(driver_->receive(300));
+  EXPECT_EQ(driver_->ask(folder().at(L"missing.exe"), 1), true);
+  EXPECT_EQ(status().minifilterHandled, 1u);
+}
+
 TEST_F(Driver, ThatGoesAwayIsShownInTheStatus) {
   startWithDriver();
   ASSERT_TRUE(status().minifilterConnected);
@@ -124,6 +142,101 @@ TEST_F(Driver, OneMoreMessageLetsTheServiceStop) {
   EXPECT_FALSE(service().waitForExit(500));  // the link waits for the driver's next message
   EXPECT_EQ(driver_->ask(folder().at(L"missing.exe"), 1), true);
   EXPECT_EQ(service().waitForExit(20'000), 0u);
+}
+
+/// Everything that reads the database, while the database is replaced every few milliseconds.
+class Reloads : public Driver {
+ protected:
+  static constexpr DWORD kDurationMs = 8'000;
+  static constexpr int kHarmless = 300;
+  static constexpr int kListed = 40;
+  static constexpr wchar_t kWatched[] = L"C:\\Users\\korvel-reload";
+
+  void SetUp() override {
+    Driver::SetUp();
+    removeTree(kWatched);
+    // Large enough for a reload to take some time.
+    std::string signatures = eicarSignatures();
+    char digest[65];
+    for (unsigned i = 0; i < 5'000; ++i) {
+      std::snprintf(digest, sizeof digest, "%08x%056x", i * 2'654'435'761u, i);
+      signatures.append(digest).append("\n");
+    }
+    writeSettings("RealTimeEnabled=1\nSignatureDb=" + toUtf8(folder().write(L"signatures.txt", signatures)) +
+                  "\n");
+    for (int i = 0; i < kHarmless; ++i) folder().write(L"in\\h" + std::to_wstring(i) + L".exe", "harmless");
+    for (int i = 0; i < kListed; ++i) folder().write(L"in\\l" + std::to_wstring(i) + L".com", eicarText());
+  }
+  void TearDown() override {
+    Driver::TearDown();
+    removeTree(kWatched);
+  }
+
+  /// Asks about a listed and a harmless file in turn until `end`; returns the number of wrong answers.
+  int askDriver(const std::atomic<bool>& end) {
+    int wrong = 0;
+    for (uint64_t id = 1; !end; id += 2) {
+      wrong += driver_->ask(folder().at(L"in\\l0.com"), id) == false ? 0 : 1;
+      wrong += driver_->ask(folder().at(L"in\\h0.exe"), id + 1) == true ? 0 : 1;
+    }
+    return wrong;
+  }
+  /// Makes listed files below the watched tree until `end`; returns their paths.
+  static std::set<std::wstring> makeFiles(const std::atomic<bool>& end) {
+    std::set<std::wstring> made;
+    while (!end) {
+      const std::wstring path = std::wstring(kWatched) + L"\\" + std::to_wstring(made.size()) + L".com";
+      writeFile(path, eicarText());
+      made.insert(path);
+      ::Sleep(20);
+    }
+    return made;
+  }
+};
+
+TEST_F(Reloads, UnderAScanTheWatcherAndTheDriverChangeNoVerdict) {
+  startWithDriver();
+  ASSERT_TRUE(logGets("realtime=on)\n"));
+  ::Sleep(500);  // the watcher is armed
+  std::atomic<bool> end{false};
+  auto wrongAnswers = std::async(std::launch::async, [&] { return askDriver(end); });
+  auto madeFiles = std::async(std::launch::async, [&] { return makeFiles(end); });
+  std::set<std::wstring> reported;
+  int reloads = 0;
+  int scans = 0;
+  Client client;
+  client.connect();
+  const ULONGLONG started = ::GetTickCount64();
+  while (::GetTickCount64() - started < kDurationMs && service().running()) {
+    EXPECT_EQ(client.request(13), (Reply{13, ""}));
+    ++reloads;
+    const ipc::ProgressReply now = ipc::decodeProgress(client.request(4).payload).value();
+    for (const svc::ThreatRecord& event : now.events) reported.insert(event.path);
+    if (now.scanning) continue;
+    if (scans > 0) {
+      EXPECT_EQ(now.lastSummary.threats, static_cast<uint64_t>(kListed));
+      EXPECT_EQ(now.lastSummary.filesScanned, static_cast<uint64_t>(kListed + kHarmless));
+    }
+    EXPECT_EQ(client.request(3, ipc::encodeStartScan({svc::ScanScope::kCustom, {folder().at(L"in")}})),
+              (Reply{3, ""}));
+    ++scans;
+  }
+  client.disconnect();
+  end = true;
+  EXPECT_EQ(wrongAnswers.get(), 0);
+  const std::set<std::wstring> made = madeFiles.get();
+  EXPECT_TRUE(waitUntil(10'000, [&] {
+    for (const svc::ThreatRecord& event : progress().events) reported.insert(event.path);
+    return std::includes(reported.begin(), reported.end(), made.begin(), made.end());
+  }));
+  waitForScanEnd();
+  std::printf("%d reloads, %d scans, %llu queries, %zu watched files\n", reloads, scans,
+              static_cast<unsigned long long>(status().minifilterHandled), made.size());
+  EXPECT_GT(reloads, 50);
+  EXPECT_GT(scans, 3);
+  EXPECT_GT(made.size(), 10u);
+  EXPECT_EQ(log().find("crash:"), std::string::npos);
+  EXPECT_EQ(log().find("scan aborted"), std::string::npos);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // are made in folders that appear after the start: the test platform does not report older subfolders.
 #include <set>
 
+#include "base/files.h"
 #include "e2e/sample_files.h"
 #include "e2e/service_test.h"
 
@@ -9,6 +10,7 @@ namespace korvel::test {
 namespace {
 
 constexpr DWORD kLimitMs = 20'000;
+constexpr const wchar_t* kTrees[] = {L"C:\\Users\\korvel-test", L"C:\\ProgramData\\korvel-test"};
 
 class Realtime : public ServiceTest {
  protected:
@@ -22,8 +24,15 @@ class Realtime : public ServiceTest {
     removeFolders();
   }
   static void removeFolders() {
-    removeTree(L"C:\\Users\\korvel-test");
-    removeTree(L"C:\\ProgramData\\korvel-test");
+    for (const wchar_t* tree : kTrees) removeTree(tree);
+  }
+  static bool rewritten(const std::wstring& path, const std::string& bytes) {
+    try {
+      writeFile(path, bytes);
+      return true;
+    } catch (const std::exception&) {
+      return false;
+    }
   }
 
   void collectEvents() {
@@ -47,12 +56,8 @@ class Realtime : public ServiceTest {
     startService();
     const std::wstring probe = L"C:\\Users\\korvel-test\\probe\\probe.pdf.exe";
     for (int i = 0; i < 100 && paths_.count(probe) == 0; ++i) {
-      try {
-        removeTree(L"C:\\Users\\korvel-test");
-        writeFile(probe, "x");
-      } catch (const std::exception&) {
-        // being scanned at this moment
-      }
+      removeTree(L"C:\\Users\\korvel-test");
+      (void)rewritten(probe, "x");  // fails while it is being scanned
       ::Sleep(100);
       collectEvents();
     }
@@ -85,19 +90,55 @@ TEST_F(Realtime, AFileBelowProgramDataBecomesAnEventWithItsThreat) {
 
 TEST_F(Realtime, ARenamedFileIsScannedUnderItsNewName) {
   startArmed();
-  const std::wstring before = L"C:\\Users\\korvel-test\\t2\\letter.txt";
-  const std::wstring after = L"C:\\Users\\korvel-test\\t2\\letter.doc.exe";
-  writeFile(before, "x");
-  ASSERT_TRUE(::MoveFileExW(before.c_str(), after.c_str(), 0));
-  EXPECT_TRUE(reported(after));
+  for (const std::wstring tree : kTrees) {
+    const std::wstring before = tree + L"\\t2\\letter.txt";
+    const std::wstring after = tree + L"\\t2\\letter.doc.exe";
+    writeFile(before, "x");
+    ASSERT_TRUE(::MoveFileExW(before.c_str(), after.c_str(), 0));
+    EXPECT_TRUE(reported(after));
+  }
 }
 
 TEST_F(Realtime, AModifiedFileIsScannedAgain) {
   startArmed();
-  const std::wstring path = L"C:\\Users\\korvel-test\\t3\\tool.com";
+  for (const std::wstring tree : kTrees) {
+    const std::wstring path = tree + L"\\t3\\tool.com";
+    writeFile(path, "harmless");
+    // The watcher may be reading it.
+    ASSERT_TRUE(waitUntil(kLimitMs, [&] { return rewritten(path, eicarText()); }));
+    EXPECT_TRUE(reported(path));
+  }
+}
+
+TEST_F(Realtime, ADeletedFileLeavesNoTrace) {
+  startArmed();
+  const std::wstring path = L"C:\\Users\\korvel-test\\t7\\gone.exe";
   writeFile(path, "harmless");
-  writeFile(path, eicarText());
-  EXPECT_TRUE(reported(path));
+  removeTree(path);
+  const std::wstring next = L"C:\\Users\\korvel-test\\t7\\next.pdf.exe";
+  writeFile(next, "x");
+  ASSERT_TRUE(reported(next));
+  EXPECT_EQ(paths_.count(path), 0u);
+}
+
+TEST_F(Realtime, ATreeThatIsMissingIsPassedOverSilently) {
+  ASSERT_FALSE(pathExists(L"C:\\Windows\\Downloaded Files"));
+  startArmed();
+  EXPECT_EQ(log().find("real-time: "), std::string::npos);
+}
+
+TEST_F(Realtime, SwitchedOnAtRunTimeItWatchesNothingBeforeTheRestart) {
+  writeSettings("RealTimeEnabled=0\n");
+  startService();
+  Settings changed = settings();
+  changed.realTimeEnabled = true;
+  reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
+  ::Sleep(500);
+  writeFile(L"C:\\Users\\korvel-test\\t8\\x.pdf.exe", "x");
+  ::Sleep(1'500);
+  EXPECT_TRUE(progress().events.empty());
+  stopService();
+  startArmed();
 }
 
 TEST_F(Realtime, EachEventIsHandedOutOnce) {

@@ -58,6 +58,12 @@ SERVICE_STATUS_PROCESS RegisteredService::status() const {
   return status;
 }
 
+UniqueHandle RegisteredService::openProcess() const {
+  UniqueHandle process(::OpenProcess(SYNCHRONIZE, /*inherit=*/FALSE, status().dwProcessId));
+  if (!process) fail("OpenProcess");
+  return process;
+}
+
 std::vector<SERVICE_STATUS_PROCESS> RegisteredService::waitFor(DWORD state, DWORD limitMs) const {
   std::vector<SERVICE_STATUS_PROCESS> seen;
   const ULONGLONG end = ::GetTickCount64() + limitMs;

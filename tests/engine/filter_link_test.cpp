@@ -113,6 +113,27 @@ TEST_F(FilterLinkTest, MalformedMessagesGetNoAnswer) {
   expectIgnored(message);
 }
 
+TEST_F(FilterLinkTest, WithoutACallbackEveryQueryIsAllowed) {
+  std::string error;
+  ASSERT_TRUE(link_.connect(nullptr, &error)) << error;
+  ASSERT_TRUE(driver_.waitForService(5'000));
+  EXPECT_EQ(driver_.ask(L"C:\\bad.exe", 1), true);
+}
+
+TEST_F(FilterLinkTest, AnAnswerThatCannotBeSentCountsAsHandled) {
+  std::string error;
+  ASSERT_TRUE(link_.connect(
+      [this](const std::wstring&) {
+        driver_.unload();
+        return true;
+      },
+      &error));
+  ASSERT_TRUE(driver_.waitForService(5'000));
+  ASSERT_TRUE(driver_.send({}));
+  for (int i = 0; i < 500 && link_.connected(); ++i) ::Sleep(10);
+  EXPECT_EQ(link_.handled(), 1u);
+}
+
 TEST_F(FilterLinkTest, ADriverThatGoesAwayEndsTheLink) {
   connect();
   driver_.unload();

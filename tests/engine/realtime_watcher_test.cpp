@@ -2,13 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <mutex>
 #include <set>
 #include <thread>
 
 #include "base/files.h"
+#include "base/utf.h"
 #include "base/win.h"
 #include "scan/signature_database.h"
+#include "service/runtime/log.h"
 #include "support/temp_folder.h"
 
 namespace korvel::svc {
@@ -18,18 +21,29 @@ namespace {
 /// the watch was armed: the test platform does not report older subdirectories.
 class RealtimeWatcherTest : public testing::Test {
  protected:
-  void TearDown() override { stop(); }
+  RealtimeWatcherTest() { Log::instance().open(logFolder_.at(L"log")); }
+  void TearDown() override {
+    stop();
+    Log::instance().open(L"NUL");  // lets go of the file
+  }
+  bool logged(const std::string& text) const {
+    return test::readFile(logFolder_.at(L"log")).find(text) != std::string::npos;
+  }
 
   void watch(const std::vector<std::wstring>& roots) {
     watcher_ = std::make_unique<RealtimeWatcher>(std::make_shared<SignatureDatabase>(), ScanOptions{},
                                                  stopping_, [this](const FileVerdict& verdict) {
-                                                   const std::lock_guard lock(mutex_);
-                                                   detected_.insert(verdict.path);
+                                                   {
+                                                     const std::lock_guard lock(mutex_);
+                                                     detected_.insert(verdict.path);
+                                                   }
+                                                   while (held_) ::Sleep(10);
                                                  });
     thread_ = std::thread([this, roots] { watcher_->run(roots); });
     ::Sleep(300);  // there is no sign of being armed; the files below are made again until they are seen
   }
   void stop() {
+    held_ = false;
     stopping_.exchangeSet();
     if (thread_.joinable()) thread_.join();
   }
@@ -51,11 +65,13 @@ class RealtimeWatcherTest : public testing::Test {
     return false;
   }
 
+  test::TempFolder logFolder_;
   test::TempFolder root_;
   test::TempFolder otherRoot_;
   StopFlag stopping_;
   std::mutex mutex_;
   std::set<std::wstring> detected_;
+  std::atomic<bool> held_{false};  // the watcher is kept busy with the file that it has just detected
   std::unique_ptr<RealtimeWatcher> watcher_;
   std::thread thread_;
 };
@@ -99,7 +115,30 @@ TEST_F(RealtimeWatcherTest, SeveralRootsAreWatchedAtOnce) {
 TEST_F(RealtimeWatcherTest, WithoutAnyRootItEndsByItself) {
   watch({root_.at(L"missing")});
   thread_.join();
-  SUCCEED();
+  EXPECT_TRUE(logged("[WRN] real-time: no watchable directories\n"));
+}
+
+TEST_F(RealtimeWatcherTest, ARootThatCannotBeReadIsNamedAndNeverWatched) {
+  const std::wstring file = root_.write(L"file.txt", "not a directory");
+  watch({file, otherRoot_.path()});
+  EXPECT_TRUE(writeUntilSeen(otherRoot_.at(L"new\\invoice.pdf.exe")));
+  EXPECT_TRUE(logged("[WRN] real-time: ReadDirectoryChangesW failed on " + toUtf8(file) + ", win32="));
+}
+
+TEST_F(RealtimeWatcherTest, AnOverflowLosesItsBurstSilentlyAndTheWatchGoesOn) {
+  watch({root_.path()});
+  ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\before.pdf.exe")));
+  held_ = true;
+  ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\busy.pdf.exe")));
+  // The changes that wait for the watcher take more than its 64 KiB.
+  const std::wstring longName(100, L'x');
+  for (int i = 0; i < 1000; ++i) {
+    test::writeFile(root_.at(L"new\\" + longName + std::to_wstring(i) + L".pdf.exe"), "x");
+  }
+  held_ = false;
+  EXPECT_TRUE(writeUntilSeen(root_.at(L"new\\after.pdf.exe")));
+  EXPECT_FALSE(seen(root_.at(L"new\\" + longName + L"500.pdf.exe")));
+  EXPECT_FALSE(logged("real-time:"));
 }
 
 TEST_F(RealtimeWatcherTest, ABurstOfAThousandFilesLeavesItWorking) {

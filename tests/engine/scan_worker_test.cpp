@@ -297,6 +297,16 @@ TEST_F(ScanWorkerTest, ApplySettingsKeepsThePathsInForceWhereNewOnesAreEmpty) {
   EXPECT_EQ(savedSettings().lastScanUtc, 5u);
 }
 
+TEST_F(ScanWorkerTest, ApplySettingsAndStopSaveEvenWhatHasNotChanged) {
+  ScanWorker& worker = startWorker();
+  test::removeTree(settingsPath());
+  EXPECT_TRUE(worker.applySettings(settings_, nullptr));
+  EXPECT_EQ(savedSettings(), settings_);
+  test::removeTree(settingsPath());
+  worker.stop();
+  EXPECT_EQ(savedSettings(), settings_);
+}
+
 TEST_F(ScanWorkerTest, ApplySettingsSaysThatRealTimeNeedsARestart) {
   ScanWorker& worker = startWorker();
   EXPECT_TRUE(worker.applySettings(settings_, nullptr));

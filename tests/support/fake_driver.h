@@ -19,7 +19,7 @@ struct DriverMessage {
   uint32_t version = 1;
   uint32_t type = 1;
   uint32_t bodySize = 1'060;
-  std::wstring path;  ///< beyond 512 units: cut; without room for a NUL: none
+  std::wstring path = {};  ///< beyond 512 units: cut; without room for a NUL: none
 };
 
 class FakeDriver {
