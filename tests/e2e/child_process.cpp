@@ -8,6 +8,8 @@ namespace korvel::test {
 namespace {
 
 constexpr UINT kKilledExitCode = 137;
+constexpr int kStartAttempts = 5;
+constexpr DWORD kStartPauseMs = 100;
 
 UniqueHandle inheritableFile(const std::wstring& path, DWORD access, DWORD disposition) {
   SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), /*descriptor=*/nullptr, /*inherit=*/TRUE};
@@ -34,10 +36,15 @@ void ChildProcess::start(const std::wstring& program, const std::wstring& argume
   startup.hStdError = errorOutput.get();
   std::wstring commandLine = L"\"" + program + L"\" " + arguments;
   PROCESS_INFORMATION info{};
-  if (!::CreateProcessW(program.c_str(), commandLine.data(), /*processSecurity=*/nullptr,
-                        /*threadSecurity=*/nullptr,
-                        /*inheritHandles=*/TRUE, /*flags=*/0, /*environment=*/nullptr, /*directory=*/nullptr,
-                        &startup, &info)) {
+  // The test platform now and then fails to start a process, above all right after the end of another.
+  bool started = false;
+  for (int attempt = 0; attempt < kStartAttempts && !started; ++attempt) {
+    if (attempt > 0) ::Sleep(kStartPauseMs);
+    started = ::CreateProcessW(program.c_str(), commandLine.data(), /*processSecurity=*/nullptr,
+                               /*threadSecurity=*/nullptr, /*inheritHandles=*/TRUE, /*flags=*/0,
+                               /*environment=*/nullptr, /*directory=*/nullptr, &startup, &info) != FALSE;
+  }
+  if (!started) {
     throw std::runtime_error("cannot start " + toUtf8(program) +
                              ", win32=" + std::to_string(::GetLastError()));
   }

@@ -100,21 +100,6 @@ TEST_F(Request, ChangingRealTimeTakesARestart) {
   EXPECT_TRUE(logGets("[INF] real-time setting changed, service restart required\n"));
 }
 
-TEST_F(Request, SwitchingTheWebShieldOffEmptiesItsBlockAtOnce) {
-  const std::wstring hosts = L"C:\\windows\\system32\\drivers\\etc\\hosts";
-  writeFile(hosts,
-            "127.0.0.1 localhost\n"
-            "# KORVEL WEB SHIELD BEGIN\n0.0.0.0 bad.example\n# KORVEL WEB SHIELD END\n");
-  stopService();
-  writeSettings("WebShield=1\n");  // its first update comes half a minute after the start
-  startService();
-  Settings changed = settings();
-  changed.webShield = false;
-  reply(Opcode::kSetConfig, ipc::encodeSettings(changed));
-  EXPECT_TRUE(waitUntil(10'000, [&] { return readFile(hosts).find("bad.example") == std::string::npos; }));
-  EXPECT_NE(readFile(hosts).find("127.0.0.1 localhost\n"), std::string::npos);
-}
-
 TEST_F(Request, ADecisionWithAnotherActionDoesNothing) {
   const std::wstring file = folder().write(L"file.txt", "mine");
   svc::ThreatRecord threat;

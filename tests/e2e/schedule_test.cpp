@@ -46,14 +46,8 @@ class Schedule : public ServiceTest {
     startService();
   }
 
-  static int count(const std::string& part) {
-    const std::string text = log();
-    int found = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
-    return found;
-  }
-  static int finishedScans() { return count("[INF] scan finished: "); }
-  static int skippedScans() { return count("[WRN] scheduled scan skipped: "); }
+  static int finishedScans() { return logMentions("[INF] scan finished: "); }
+  static int skippedScans() { return logMentions("[WRN] scheduled scan skipped: "); }
   /// Nothing scheduled has happened up to now, and no scan runs.
   void expectNothingYet() {
     EXPECT_FALSE(progress().scanning);

@@ -143,6 +143,13 @@ bool ServiceTest::logGets(const std::string& part) {
   return waitUntil(kLogLimitMs, [&part] { return log().find(part) != std::string::npos; });
 }
 
+int ServiceTest::logMentions(const std::string& part) {
+  const std::string text = log();
+  int count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+  return count;
+}
+
 int ServiceTest::logCount(const std::string& ending) {
   const std::string text = log();
   int count = 0;

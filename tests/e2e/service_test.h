@@ -68,6 +68,8 @@ class ServiceTest : public testing::Test {
   static bool logGets(const std::string& part);
   /// How many lines of the log end with `ending`.
   static int logCount(const std::string& ending);
+  /// How often `part` is in the log.
+  static int logMentions(const std::string& part);
 
   const TempFolder& folder() const { return *folder_; }
 

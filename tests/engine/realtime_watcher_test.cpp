@@ -125,6 +125,16 @@ TEST_F(RealtimeWatcherTest, ARootThatCannotBeReadIsNamedAndNeverWatched) {
   EXPECT_TRUE(logged("[WRN] real-time: ReadDirectoryChangesW failed on " + toUtf8(file) + ", win32="));
 }
 
+TEST_F(RealtimeWatcherTest, ARootThatGoesAwayLeavesTheOthersWatched) {
+  const std::wstring gone = root_.at(L"gone");
+  createDirectories(gone);
+  watch({gone, otherRoot_.path()});
+  ASSERT_TRUE(writeUntilSeen(gone + L"\\new\\a.pdf.exe"));
+  test::removeTree(gone);
+  EXPECT_TRUE(writeUntilSeen(otherRoot_.at(L"new\\b.pdf.exe")));
+  EXPECT_FALSE(logged("[WRN]"));
+}
+
 TEST_F(RealtimeWatcherTest, AnOverflowLosesItsBurstSilentlyAndTheWatchGoesOn) {
   watch({root_.path()});
   ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\before.pdf.exe")));

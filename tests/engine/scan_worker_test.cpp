@@ -120,6 +120,12 @@ TEST_F(ScanWorkerTest, AFailingSeedWithALiveFileLoadsTheLiveFile) {
   EXPECT_FALSE(logged("signature database not loaded"));
 }
 
+TEST_F(ScanWorkerTest, ALiveFileThatCannotBeReadIsIgnored) {
+  createDirectories(liveSignaturesPath());
+  EXPECT_EQ(startWorker().getStatus().signatureVersion, "test-1");
+  EXPECT_TRUE(logged("[INF] signatures loaded: 1 entries, version test-1\n"));
+}
+
 TEST_F(ScanWorkerTest, AQuarantineDirectoryThatCannotBeMadeStopsTheStart) {
   settings_.quarantineDir = folder_.write(L"file", "x") + L"\\quarantine";
   writeSettingsFile(settings_, settingsPath());
