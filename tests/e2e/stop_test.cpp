@@ -260,6 +260,17 @@ TEST_F(Stop, IsAlwaysAnsweredHoweverLateTheClientReads) {
   }
 }
 
+TEST_F(Stop, WaitsLittleForAClientThatNeverReadsTheAnswer) {
+  constexpr int kRounds = 3;  // each takes the whole grace
+  for (int i = 0; i < kRounds; ++i) {
+    startService();
+    held_.connect();
+    ASSERT_NO_FATAL_FAILURE(stopTimed([this] { ASSERT_TRUE(held_.send(frame(21))); }));
+    held_.disconnect();
+  }
+  EXPECT_LE(*std::max_element(times_.begin(), times_.end()), kSlowestStopMs);
+}
+
 TEST_F(Stop, LetsNoScanBegin) {
   const std::string scanRequest =
       frame(3, ipc::encodeStartScan({svc::ScanScope::kCustom, {folder().path()}}));
