@@ -2,45 +2,16 @@
 
 #include <cstdint>
 #include <stdexcept>
-#include <variant>
 
 #include "base/text.h"
 #include "base/utf.h"
+#include "config/settings_keys.h"
 
 namespace korvel {
 namespace {
 
 constexpr char kHeaderLine[] = "# Korvel Antivirus settings\n";
 constexpr uint32_t kHoursPerDay = 24;
-
-/// The member that a key names. The one 32-bit number is the hour, which has rules of its own.
-using Field = std::variant<bool Settings::*, uint32_t Settings::*, uint64_t Settings::*,
-                           std::string Settings::*, std::wstring Settings::*>;
-
-struct Entry {
-  std::string_view key;
-  Field field;
-};
-
-/// Every key, in the order of the file (which is not the order of the record).
-constexpr Entry kEntries[] = {
-    {"ProtectionEnabled", &Settings::protectionEnabled},
-    {"RealTimeEnabled", &Settings::realTimeEnabled},
-    {"ScanArchives", &Settings::scanArchives},
-    {"ScanRemovable", &Settings::scanRemovable},
-    {"ShowThreatModal", &Settings::showThreatModal},
-    {"QuarantineOnDetect", &Settings::quarantineOnDetect},
-    {"ScheduledScan", &Settings::scheduledScan},
-    {"ScheduledHour", &Settings::scheduledHour},
-    {"LastScanUtc", &Settings::lastScanUtc},
-    {"LastThreatCount", &Settings::lastThreatCount},
-    {"SignatureDb", &Settings::signatureDb},
-    {"QuarantineDir", &Settings::quarantineDir},
-    {"LiveUpdates", &Settings::liveUpdates},
-    {"LastLiveUpdateUtc", &Settings::lastLiveUpdateUtc},
-    {"WebShield", &Settings::webShield},
-    {"UpdateServer", &Settings::updateServer},
-};
 
 /// std::stoul in base 10 where unsigned long has 32 bits, with texts that do not depend on the library:
 /// leading white space and a sign are accepted, "-1" is 4294967295, reading stops at the first non-digit.
@@ -87,22 +58,26 @@ struct Print {
 
 }  // namespace
 
+std::string settingValueText(const Settings& settings, const SettingField& field) {
+  return std::visit(Print{settings}, field);
+}
+
 void parseSettingsText(std::string_view text, Settings& settings) {
   LineReader lines(text);
   for (std::string_view line; lines.next(line);) {
     const size_t equals = line.find('=');
     if (equals == std::string_view::npos) continue;  // the header line among them: there is no comment syntax
     const std::string_view key = line.substr(0, equals);
-    for (const Entry& entry : kEntries) {
-      if (entry.key == key) std::visit(Assign{settings, line.substr(equals + 1)}, entry.field);
+    for (const SettingKey& setting : kSettingKeys) {
+      if (setting.key == key) std::visit(Assign{settings, line.substr(equals + 1)}, setting.field);
     }
   }
 }
 
 std::string formatSettingsText(const Settings& settings) {
   std::string text = kHeaderLine;
-  for (const Entry& entry : kEntries) {
-    text.append(entry.key).append("=").append(std::visit(Print{settings}, entry.field)).append("\n");
+  for (const auto& [key, field] : kSettingKeys) {
+    text.append(key).append("=").append(settingValueText(settings, field)).append("\n");
   }
   return text;
 }
