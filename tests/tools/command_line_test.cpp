@@ -183,5 +183,33 @@ TEST(CommandLine, FirewallCommandsOfAnyOtherShapeAreWrongUsage) {
   }
 }
 
+TEST(CommandLine, UpdatesAreWaitedForUnlessToldOtherwise) {
+  EXPECT_EQ(commandOf({"update", "signatures"}).action, Action::kUpdateSignatures);
+  EXPECT_EQ(commandOf({"update", "program"}).action, Action::kUpdateProgram);
+  EXPECT_TRUE(commandOf({"update", "program"}).wait);
+  EXPECT_FALSE(commandOf({"update", "signatures", "--no-wait"}).wait);
+  EXPECT_FALSE(commandOf({"update", "program", "--no-wait", "--json"}).wait);
+}
+
+TEST(CommandLine, ShieldStatusIsAnAction) {
+  EXPECT_EQ(commandOf({"shield", "status"}).action, Action::kShieldStatus);
+  EXPECT_TRUE(commandOf({"shield", "status", "--json"}).json);
+}
+
+TEST(CommandLine, UpdateAndShieldCommandsOfAnyOtherShapeAreWrongUsage) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"update"},
+                                             {"update", "blocklist"},
+                                             {"update", "signatures", "program"},
+                                             {"update", "signatures", "now"},
+                                             {"update", "--no-wait"},
+                                             {"status", "--no-wait"},
+                                             {"shield"},
+                                             {"shield", "on"},
+                                             {"shield", "status", "--no-wait"}}) {
+    EXPECT_EQ(noticeOf(arguments).exitCode, kExitUsage) << arguments.back();
+  }
+}
+
 }  // namespace
 }  // namespace korvel::ctl

@@ -77,6 +77,20 @@ TEST(JsonOutput, StatusHoldsEveryField) {
   EXPECT_EQ(json["updateCheckError"], "ошибка");
 }
 
+TEST(JsonOutput, ShieldHoldsSwitchesAndTimes) {
+  Settings settings;
+  settings.webShield = true;
+  settings.liveUpdates = false;
+  settings.lastLiveUpdateUtc = UINT64_MAX;
+  svc::EngineStatus status;
+  status.signatureCount = 7;
+  status.signatureVersion = "v";
+  EXPECT_EQ(
+      shieldJson(settings, status),
+      Json::parse(R"({"webShield": true, "liveUpdates": false, "lastLiveUpdateUtc": 18446744073709551615,
+                            "signatures": 7, "signatureVersion": "v"})"));
+}
+
 TEST(JsonOutput, MalformedBytesFromAFileDoNotBreakTheDocument) {
   svc::ThreatRecord threat;
   threat.name =

@@ -178,5 +178,31 @@ TEST(RenderStatus, TellsHowTheLastUpdateCheckEnded) {
   EXPECT_NE(renderStatus(status).find("update check:   saved: C:\\u\\setup.exe\n"), std::string::npos);
 }
 
+TEST(RenderShield, ShowsTheSwitchesAndHowFreshTheSignaturesAre) {
+  Settings settings;
+  settings.webShield = false;
+  settings.liveUpdates = true;
+  settings.lastLiveUpdateUtc = 951'782'399;
+  svc::EngineStatus status;
+  status.signatureCount = 5;
+  status.signatureVersion = "live-20000228";
+  EXPECT_EQ(renderShield(settings, status),
+            "web shield:        off\n"
+            "live updates:      on\n"
+            "last live update:  2000-02-28 23:59:59 UTC\n"
+            "signatures:        5 (live-20000228)\n");
+}
+
+TEST(RenderShield, SaysWhenThereWasNoUpdateAndNothingIsLoaded) {
+  Settings settings;
+  settings.webShield = true;
+  settings.liveUpdates = false;
+  EXPECT_EQ(renderShield(settings, {}),
+            "web shield:        on\n"
+            "live updates:      off\n"
+            "last live update:  never\n"
+            "signatures:        none loaded\n");
+}
+
 }  // namespace
 }  // namespace korvel::ctl

@@ -44,6 +44,9 @@ class Grammar {
     addQuarantine();
     addConfig();
     addFirewall();
+    addUpdate();
+    addPlain(*addGroup("shield", "Look at the web shield")->require_subcommand(1), "status",
+             "Show whether it is on, and how fresh the signatures are", Action::kShieldStatus);
     addPlain(app_, "reload", "Load the signature files anew", Action::kReload);
     addPlain(app_, "cancel", "End the running scan", Action::kCancel);
     addPlain(app_, "stop", "Stop the service", Action::kStop);
@@ -140,6 +143,17 @@ class Grammar {
     addFirewallRule(group, "block", "Block a program's traffic");
     addFirewallRule(group, "allow", "Allow a program's traffic");
     addPlain(*group, "reset", "Remove every rule that KORVEL has made", Action::kFirewallReset);
+  }
+
+  void addUpdate() {
+    CLI::App* group = addGroup("update", "Update now instead of at the next automatic run");
+    group->require_subcommand(1);
+    const auto add = [this, group](const char* name, const char* help, Action action) {
+      addPlain(*group, name, help, action)
+          ->add_flag("!--no-wait", command_.wait, "Start only, and do not tell what came of it");
+    };
+    add("signatures", "Download the live signatures and load them", Action::kUpdateSignatures);
+    add("program", "Look for another version and save its installer", Action::kUpdateProgram);
   }
 
   void addFirewallRule(CLI::App* group, const std::string& name, const std::string& help) {

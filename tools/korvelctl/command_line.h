@@ -28,6 +28,9 @@ enum class Action {
   kFirewallInbound,
   kFirewallAddRule,
   kFirewallReset,
+  kUpdateSignatures,
+  kUpdateProgram,
+  kShieldStatus,
   kReload,
   kCancel,
   kStop,
@@ -43,6 +46,7 @@ enum class ProgressStyle {
 struct Command {
   Action action = Action::kStatus;
   bool json = false;
+  bool wait = true;  ///< for the end of an update
   bool all = false;  ///< list also what is merely suspicious
   svc::ScanScope scope = svc::ScanScope::kQuick;
   std::vector<std::string> folders;  ///< of a custom scan; as given, UTF-8

@@ -10,6 +10,7 @@
 #include "korvelctl/render.h"
 #include "korvelctl/scan_command.h"
 #include "korvelctl/settings_list.h"
+#include "korvelctl/update_command.h"
 
 namespace korvel::ctl {
 namespace {
@@ -132,6 +133,11 @@ int runCommand(const Command& command, const Output& out, const Output& err) {
     case Action::kFirewallAddRule:
     case Action::kFirewallReset:
       return runFirewall(command, out, err);
+    case Action::kUpdateSignatures:
+    case Action::kUpdateProgram:
+      return runUpdate(command, out);
+    case Action::kShieldStatus:
+      return showShield(command, out);
     case Action::kReload:
       return order(Opcode::kReloadSignatures, "signatures reloaded", command, out);
     case Action::kCancel:

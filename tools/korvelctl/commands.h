@@ -1,4 +1,5 @@
-// Every command but the scan and those on the firewall: one or a few exchanges with the service, then the answer as text or JSON.
+// Runs every command. The scan, the firewall and the updates have files of their own; the others are one or a
+// few exchanges with the service, then the answer as text or JSON.
 #pragma once
 
 #include "korvelctl/command_line.h"

@@ -23,6 +23,14 @@ Json statusJson(const svc::EngineStatus& status) {
               {"updateCheckInstaller", status.updateCheckInstaller}};
 }
 
+Json shieldJson(const Settings& settings, const svc::EngineStatus& status) {
+  return Json{{"webShield", settings.webShield},
+              {"liveUpdates", settings.liveUpdates},
+              {"lastLiveUpdateUtc", settings.lastLiveUpdateUtc},
+              {"signatures", status.signatureCount},
+              {"signatureVersion", status.signatureVersion}};
+}
+
 Json threatsJson(const std::vector<svc::ThreatRecord>& threats) {
   Json list = Json::array();
   for (size_t i = 0; i < threats.size(); ++i) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "config/settings.h"
 #include "engine/engine_status.h"
 #include "engine/threat_record.h"
 #include "remedy/quarantine_record.h"
@@ -14,6 +15,7 @@
 namespace korvel::ctl {
 
 nlohmann::ordered_json statusJson(const svc::EngineStatus& status);
+nlohmann::ordered_json shieldJson(const Settings& settings, const svc::EngineStatus& status);
 /// An array; "number" counts from 1, as the commands that act on threats do.
 nlohmann::ordered_json threatsJson(const std::vector<svc::ThreatRecord>& threats);
 nlohmann::ordered_json quarantineJson(const std::vector<QuarantineRecord>& records);

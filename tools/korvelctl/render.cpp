@@ -40,9 +40,7 @@ std::string renderStatus(const svc::EngineStatus& status) {
   const auto line = [](const char* label, const std::string& value) { return label + value + "\n"; };
   std::string text;
   text += line("version:        ", printable(status.serviceVersion));
-  text += line("signatures:     ", status.signatureCount == 0 ? std::string("none loaded")
-                                                              : std::to_string(status.signatureCount) + " (" +
-                                                                    printable(status.signatureVersion) + ")");
+  text += line("signatures:     ", renderSignatures(status));
   text += line("protection:     ", onOff(status.protectionEnabled));
   text += line("real-time:      ", onOff(status.realTimeActive));
   text += line("minifilter:     ",
@@ -55,6 +53,18 @@ std::string renderStatus(const svc::EngineStatus& status) {
   if (!status.updateCheckError.empty()) update = "failed: " + printable(status.updateCheckError);
   if (!status.updateCheckInstaller.empty()) update = "saved: " + printable(status.updateCheckInstaller);
   return text + line("update check:   ", update);
+}
+
+std::string renderSignatures(const svc::EngineStatus& status) {
+  if (status.signatureCount == 0) return "none loaded";
+  return std::to_string(status.signatureCount) + " (" + printable(status.signatureVersion) + ")";
+}
+
+std::string renderShield(const Settings& settings, const svc::EngineStatus& status) {
+  const std::string last = settings.lastLiveUpdateUtc == 0 ? "never" : renderUtc(settings.lastLiveUpdateUtc);
+  return std::string("web shield:        ") + onOff(settings.webShield) +
+         "\nlive updates:      " + onOff(settings.liveUpdates) + "\nlast live update:  " + last +
+         "\nsignatures:        " + renderSignatures(status) + "\n";
 }
 
 std::string renderThreats(const std::vector<svc::ThreatRecord>& threats, Severity least) {

@@ -17,6 +17,13 @@ namespace korvel::ctl {
 
 std::string renderStatus(const svc::EngineStatus& status);
 
+/// "N (VERSION)", or that none are loaded. No line end.
+std::string renderSignatures(const svc::EngineStatus& status);
+
+/// The web shield and the live updates: whether they are on, and how fresh the signatures are. The number of
+/// blocked domains does not travel on the pipe.
+std::string renderShield(const Settings& settings, const svc::EngineStatus& status);
+
 /// A row per threat of at least severity `least`, with its reasons below it; a last line counts the others.
 /// Numbers count every threat from 1, as the commands that act on threats do, so they may have gaps.
 std::string renderThreats(const std::vector<svc::ThreatRecord>& threats, Severity least);

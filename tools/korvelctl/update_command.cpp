@@ -1,0 +1,74 @@
+#include "korvelctl/update_command.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/clock.h"
+#include "korvelctl/connection.h"
+#include "korvelctl/exit_codes.h"
+#include "korvelctl/json_output.h"
+#include "korvelctl/render.h"
+#include "korvelctl/update_report.h"
+
+namespace korvel::ctl {
+namespace {
+
+using ipc::Opcode;
+
+constexpr DWORD kPollMs = 200;
+
+svc::EngineStatus currentStatus() { return understood(ipc::decodeStatus(ask(Opcode::kGetStatus))); }
+
+Settings currentSettings() { return understood(ipc::decodeSettings(ask(Opcode::kGetConfig), Settings())); }
+
+/// The time of the last update has whole seconds, so a second one must not begin in the second of the first:
+/// it would end there without a trace.
+void waitForNextSecond(uint64_t lastUpdate) {
+  while (unixSecondsNow() == lastUpdate) ::Sleep(kPollMs);
+}
+
+/// Without a time limit: the service's own time-outs end the job, and Ctrl+C this client.
+svc::EngineStatus statusAfter(bool svc::EngineStatus::*running) {
+  for (;;) {
+    svc::EngineStatus status = currentStatus();
+    if (!(status.*running)) return status;
+    ::Sleep(kPollMs);
+  }
+}
+
+int report(const UpdateReport& report, const Command& command, const Output& out) {
+  if (command.json) out.write(dumpJson(report.json));
+  if (!report.failure.empty()) throw Failure(kExitRefused, report.failure);
+  if (!command.json) out.write(report.text);
+  return kExitNothingFound;
+}
+
+int updateSignatures(const Command& command, const Output& out) {
+  const uint64_t before = currentSettings().lastLiveUpdateUtc;
+  if (command.wait) waitForNextSecond(before);
+  ask(Opcode::kStartLiveUpdate);
+  if (!command.wait) return report(startedReport("live update started"), command, out);
+  const svc::EngineStatus status = statusAfter(&svc::EngineStatus::liveUpdateRunning);
+  return report(signaturesReport(status, before, currentSettings().lastLiveUpdateUtc), command, out);
+}
+
+int updateProgram(const Command& command, const Output& out) {
+  ask(Opcode::kStartUpdateCheck);
+  if (!command.wait) return report(startedReport("update check started"), command, out);
+  return report(programReport(statusAfter(&svc::EngineStatus::updateCheckRunning)), command, out);
+}
+
+}  // namespace
+
+int runUpdate(const Command& command, const Output& out) {
+  return command.action == Action::kUpdateSignatures ? updateSignatures(command, out)
+                                                     : updateProgram(command, out);
+}
+
+int showShield(const Command& command, const Output& out) {
+  const Settings settings = currentSettings();
+  const svc::EngineStatus status = currentStatus();
+  out.write(command.json ? dumpJson(shieldJson(settings, status)) : renderShield(settings, status));
+  return kExitNothingFound;
+}
+
+}  // namespace korvel::ctl

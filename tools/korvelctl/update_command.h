@@ -1,0 +1,14 @@
+// Updates on request, and the state of what runs by itself: live signatures and the web shield.
+#pragma once
+
+#include "korvelctl/command_line.h"
+#include "korvelctl/output.h"
+
+namespace korvel::ctl {
+
+/// Starts an update and, unless told otherwise, waits for its end. Returns the exit code; throws Failure.
+int runUpdate(const Command& command, const Output& out);
+
+int showShield(const Command& command, const Output& out);
+
+}  // namespace korvel::ctl
