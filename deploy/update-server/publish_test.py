@@ -2,12 +2,8 @@
 """Tests of publish.py and nginx.conf; the server tests start an nginx of their own on 127.0.0.1."""
 import contextlib
 import io
-import os
 import pathlib
-import re
 import shutil
-import socket
-import subprocess
 import sys
 import tempfile
 import time
@@ -19,6 +15,7 @@ import urllib.request
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
 import publish  # noqa: E402
+from local_server import LocalServer, find_nginx  # noqa: E402
 
 HASH_A, HASH_B = b"a" * 64, b"b" * 64
 INSTALLER = b"MZ" + bytes(publish.MIN_INSTALLER_BYTES - 2)
@@ -205,38 +202,17 @@ class Tree(TreeCase):
         self.assertTrue((self.tree / "current/api/v1/releases").exists())
 
 
-@unittest.skipUnless(shutil.which("nginx") or os.path.exists("/usr/sbin/nginx"), "nginx is not installed")
+@unittest.skipUnless(find_nginx(), "nginx is not installed")
 class Server(TreeCase):
     """The shipped configuration, with only its marked lines replaced."""
 
     def setUp(self):
         super().setUp()
-        with socket.create_server(("127.0.0.1", 0)) as probe:
-            self.port = probe.getsockname()[1]
-        self.base = f"http://127.0.0.1:{self.port}"
+        self.server = LocalServer(self.folder, self.tree)
+        self.base = self.server.base
         self.publish_all(base_url=self.base)
-        config = (HERE / "nginx.conf").read_text()
-        config = re.sub(r"listen 443 ssl http2;", f"listen 127.0.0.1:{self.port};", config)
-        config = re.sub(r"\n *ssl_\w+ [^;]*;", "", config)
-        config = config.replace("/srv/korvel-updates/current", str(self.tree / "current"))
-        temp_paths = "".join(f"{kind}_temp_path {self.folder}/{kind};\n"
-                             for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
-        (self.folder / "nginx.conf").write_text(
-            f"daemon off; master_process off; pid {self.folder}/pid;\nevents {{ }}\n"
-            f"http {{\naccess_log off;\n{temp_paths}{config}\n}}\n")
-        command = [shutil.which("nginx") or "/usr/sbin/nginx", "-p", str(self.folder), "-c",
-                   str(self.folder / "nginx.conf"), "-e", str(self.folder / "error.log")]
-        self.server = subprocess.Popen(command, stderr=subprocess.DEVNULL)
-        self.addCleanup(self.end_server)
-        for _ in range(100):
-            with contextlib.suppress(OSError), socket.create_connection(("127.0.0.1", self.port)):
-                return
-            time.sleep(0.05)
-        self.fail((self.folder / "error.log").read_text())
-
-    def end_server(self):
-        self.server.terminate()
-        self.server.wait()
+        self.addCleanup(self.server.stop)
+        self.server.start()
 
     def get(self, path):
         with urllib.request.urlopen(self.base + path) as answer:

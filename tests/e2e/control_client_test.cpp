@@ -21,7 +21,8 @@ class ControlClient : public ServiceTest {
 };
 
 TEST_F(ControlClient, EndsWith3WithoutAService) {
-  for (const wchar_t* command : {L"ping", L"status", L"scan quick", L"threats", L"stop"}) {
+  for (const wchar_t* command : {L"ping", L"status", L"scan quick", L"threats", L"update signatures",
+                                 L"update program", L"shield status", L"stop"}) {
     const Finished run = ctl(command);
     EXPECT_EQ(run.exitCode, 3u) << toUtf8(command);
     EXPECT_EQ(run.output, "");
@@ -30,8 +31,8 @@ TEST_F(ControlClient, EndsWith3WithoutAService) {
 }
 
 TEST_F(ControlClient, EndsWith64OnWrongUsage) {
-  for (const wchar_t* command :
-       {L"", L"nonsense", L"scan", L"threats quarantine x", L"config get Nonsense"}) {
+  for (const wchar_t* command : {L"", L"nonsense", L"scan", L"threats quarantine x", L"config get Nonsense",
+                                 L"update", L"shield on"}) {
     const Finished run = ctl(command);
     EXPECT_EQ(run.exitCode, 64u) << toUtf8(command);
     EXPECT_EQ(run.output, "");

@@ -1,0 +1,264 @@
+// Updates from a real server: a tree published with the kit of deploy/update-server, served by nginx with the
+// kit's configuration. update_operator.py runs both at this program's word.
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "base/files.h"
+#include "base/utf.h"
+#include "config/data_paths.h"
+#include "e2e/machine.h"
+#include "e2e/service_test.h"
+#include "net/http_client.h"
+#include "remedy/hosts_file.h"
+#include "scan/hash/sha256.h"
+#include "support/test_servers.h"
+
+namespace korvel::test {
+namespace {
+
+constexpr char kUserLines[] = "# mine\n127.0.0.1 localhost\n";
+constexpr char kBlock[] =
+    "# KORVEL WEB SHIELD BEGIN\n"
+    "127.0.0.1 phish.example # korvel-blocked\n"
+    "127.0.0.1 www.phish.example # korvel-blocked\n"
+    "127.0.0.1 www.mal.example # korvel-blocked\n"
+    "# KORVEL WEB SHIELD END\n";
+/// What keeps the server's newest release from a client for a few seconds is its cache of open files.
+constexpr DWORD kServerCacheLimitMs = 30'000;
+/// The shield's first run comes 30 s after the start.
+constexpr DWORD kFirstShieldLimitMs = 90'000;
+
+std::string sha256Of(const std::string& bytes) {
+  hash::Sha256 hasher;
+  hasher.update(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+  return hasher.hexDigest();
+}
+
+std::string installerOf(char filling) { return "MZ" + std::string(70'000, filling); }
+
+bool eventually(const std::function<bool()>& done, DWORD limitMs) {
+  const ULONGLONG end = ::GetTickCount64() + limitMs;
+  while (!done()) {
+    if (::GetTickCount64() > end) return false;
+    ::Sleep(50);
+  }
+  return true;
+}
+
+Finished ctl(const std::wstring& arguments) { return runToEnd(controlExecutable(), arguments); }
+nlohmann::json json(const Finished& run) { return nlohmann::json::parse(run.output); }
+
+std::string stalledServer() { return serverVariable("KORVEL_TEST_OPERATOR") + "/stall"; }
+
+class Update : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    savedHosts_ = readFile(hostsFilePath());
+    writeFile(hostsFilePath(), kUserLines);
+    first_ = folder().write(L"in\\first.exe", "the first program");
+    second_ = folder().write(L"in\\second.exe", "the second program");
+    useServer(serverVariable("KORVEL_TEST_UPDATE_SERVER"));
+    publish("1.3.0", installerOf('a'), sha256Of("the first program") + "\n",
+            "Phish.Example\nwww.mal.example\n");
+    operate("/start");
+  }
+  void TearDown() override {
+    operate("/release");  // or a stalled request would hold up the service's stop
+    ServiceTest::TearDown();
+    operate("/stop");
+    writeFile(hostsFilePath(), savedHosts_);
+  }
+
+  void useServer(const std::string& address) { writeSettings("UpdateServer=" + address + "\n"); }
+
+  static std::string operate(const std::string& request) {
+    std::string answer;
+    std::string error;
+    EXPECT_TRUE(httpGet(serverVariable("KORVEL_TEST_OPERATOR") + request, &answer, &error))
+        << request << error;
+    return answer;
+  }
+
+  /// Publishes a release; empty parts stay as the last release has them.
+  static void publish(const std::string& version, const std::string& installer,
+                      const std::string& signatures = {}, const std::string& blocklist = {}) {
+    const auto hand = [](const wchar_t* part, const std::string& bytes) {
+      if (!bytes.empty()) writeFile(std::wstring(L"C:\\korvel-update\\") + part, bytes);
+    };
+    hand(L"installer", installer);
+    hand(L"signatures", signatures);
+    hand(L"blocklist", blocklist);
+    operate(version.empty() ? "/publish" : "/publish?version=" + version);
+  }
+  static void publishSignatures(const std::string& signatures) { publish("", "", signatures); }
+
+  static std::string liveHashes() {
+    const std::string text = readFile(liveSignaturesPath());
+    return text.substr(text.find("SIZE "));
+  }
+  static std::string hosts() { return readFile(hostsFilePath()); }
+
+  /// The names of the threats in the folder of the two programs.
+  std::vector<std::wstring> threats() {
+    scan({folder().at(L"in")});
+    std::vector<std::wstring> paths;
+    for (const svc::ThreatRecord& threat : results()) {
+      if (threat.severity >= kSeverityHigh) paths.push_back(threat.path);
+    }
+    return paths;
+  }
+
+  std::wstring first_;
+  std::wstring second_;
+
+ private:
+  std::string savedHosts_;
+};
+
+using Paths = std::vector<std::wstring>;
+
+TEST_F(Update, SignaturesComeFromTheServerAndChangeVerdicts) {
+  startService();
+  EXPECT_EQ(threats(), Paths{});
+  const Finished run = ctl(L"update signatures");
+  EXPECT_EQ(run.exitCode, 0u) << run.errorOutput;
+  EXPECT_EQ(run.output, "signatures updated: 2 (" + status().signatureVersion + ")\n");
+  EXPECT_EQ(liveHashes(), "SIZE 1\n" + sha256Of("the first program") + "\n");
+  EXPECT_TRUE(logGets("[INF] live signatures updated: 1 hashes\n"));
+  EXPECT_NE(settings().lastLiveUpdateUtc, 0u);
+  EXPECT_EQ(threats(), Paths{first_});
+
+  publishSignatures(sha256Of("the first program") + "\n" + sha256Of("the second program") + "\n");
+  const auto arrives = [] { return json(ctl(L"update signatures --json"))["signatures"] == 3; };
+  EXPECT_TRUE(eventually(arrives, kServerCacheLimitMs));
+  EXPECT_EQ(threats(), (Paths{first_, second_}));
+
+  stopService();
+  useServer(serverVariable("KORVEL_TEST_UPDATE_SERVER"));
+  startService();
+  EXPECT_EQ(threats(), (Paths{first_, second_})) << "the live database outlives a restart";
+}
+
+TEST_F(Update, AServerThatIsDownLeavesTheSignaturesInForce) {
+  startService();
+  ASSERT_EQ(ctl(L"update signatures").exitCode, 0u);
+  const std::string database = readFile(liveSignaturesPath());
+  const uint64_t time = settings().lastLiveUpdateUtc;
+
+  operate("/stop");
+  const Finished run = ctl(L"update signatures");
+  EXPECT_EQ(run.exitCode, 2u);
+  EXPECT_EQ(run.output, "");
+  EXPECT_TRUE(run.errorOutput.starts_with("korvelctl: the live update failed")) << run.errorOutput;
+  EXPECT_EQ(json(ctl(L"update signatures --json"))["updated"], false);
+  EXPECT_EQ(readFile(liveSignaturesPath()), database);
+  EXPECT_FALSE(pathExists(liveSignaturesPath() + L".tmp"));
+  EXPECT_EQ(settings().lastLiveUpdateUtc, time);
+  EXPECT_EQ(threats(), Paths{first_});
+
+  operate("/start");
+  EXPECT_EQ(ctl(L"update signatures").exitCode, 0u) << "and the next one succeeds";
+}
+
+TEST_F(Update, InstallersAreFoundSavedAndShown) {
+  startService();
+  const std::wstring path = updatesDir() + L"\\KorvelSetup-1.3.0.exe";
+  const Finished run = ctl(L"update program");
+  EXPECT_EQ(run.exitCode, 0u) << run.errorOutput;
+  EXPECT_EQ(run.output, "installer saved: " + toUtf8(path) + "\n");
+  EXPECT_EQ(readFile(path), installerOf('a'));
+  EXPECT_TRUE(logGets("[INF] self update: installer 1.3.0 saved to updates\n"));
+  EXPECT_EQ(json(ctl(L"status --json"))["updateCheckInstaller"], toUtf8(path));
+  EXPECT_NE(ctl(L"status").output.find("update check:   saved: " + toUtf8(path) + "\n"), std::string::npos);
+
+  publish("1.3.1", installerOf('b'));
+  const std::wstring next = updatesDir() + L"\\KorvelSetup-1.3.1.exe";
+  const auto arrives = [&] { return json(ctl(L"update program --json"))["installer"] == toUtf8(next); };
+  EXPECT_TRUE(eventually(arrives, kServerCacheLimitMs));
+  EXPECT_EQ(readFile(next), installerOf('b'));
+  EXPECT_EQ(readFile(path), installerOf('a'));
+
+  publish("1.2.0", installerOf('c'));
+  const auto upToDate = [] { return ctl(L"update program").output == "up to date: version 1.2.0\n"; };
+  EXPECT_TRUE(eventually(upToDate, kServerCacheLimitMs));
+  EXPECT_EQ(status().updateCheckInstaller, "");
+  EXPECT_FALSE(pathExists(updatesDir() + L"\\KorvelSetup-1.2.0.exe"));
+}
+
+TEST_F(Update, AFailedUpdateCheckTellsItsReason) {
+  startService();
+  operate("/stop");
+  const Finished run = ctl(L"update program");
+  EXPECT_EQ(run.exitCode, 2u);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(run.errorOutput, "korvelctl: the update check failed: WinHttpSendRequest, win32=12029\n");
+  EXPECT_NE(ctl(L"status").output.find("update check:   failed: WinHttpSendRequest, win32=12029\n"),
+            std::string::npos);
+  const Finished asJson = ctl(L"update program --json");
+  EXPECT_EQ(asJson.exitCode, 2u);
+  EXPECT_EQ(json(asJson)["error"], "WinHttpSendRequest, win32=12029");
+  EXPECT_FALSE(pathExists(updatesDir()));
+}
+
+TEST_F(Update, SavedSettingsEmptyTheServersAddress) {
+  startService();
+  reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(settings()));
+  const Finished run = ctl(L"update program");
+  EXPECT_EQ(run.exitCode, 2u);
+  EXPECT_EQ(run.errorOutput,
+            "korvelctl: the update check failed: не задан сервер обновлений (строка UpdateServer в "
+            "settings.ini)\n");
+  EXPECT_NE(readFile(settingsPath()).find("\nUpdateServer=\n"), std::string::npos);
+}
+
+TEST_F(Update, ASecondOneIsRefusedWhileTheFirstRuns) {
+  useServer(stalledServer());
+  startService();
+  EXPECT_EQ(ctl(L"update signatures --no-wait").output, "live update started\n");
+  EXPECT_EQ(ctl(L"update program --no-wait").output, "update check started\n");
+  for (const wchar_t* command : {L"update signatures", L"update program --no-wait"}) {
+    const Finished run = ctl(command);
+    EXPECT_EQ(run.exitCode, 2u);
+    EXPECT_EQ(run.errorOutput, "korvelctl: обновление уже выполняется\n");
+  }
+  EXPECT_TRUE(status().liveUpdateRunning);
+  EXPECT_TRUE(status().updateCheckRunning);
+  EXPECT_EQ(ctl(L"ping").exitCode, 0u) << "the pipe is free meanwhile";
+
+  operate("/release");
+  const auto ended = [this] { return !status().liveUpdateRunning && !status().updateCheckRunning; };
+  EXPECT_TRUE(eventually(ended, 30'000));
+  EXPECT_EQ(status().updateCheckError, "http status 404");
+}
+
+TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
+  writeSettings("WebShield=1\n");
+  startService();
+  const auto logged = [] {
+    return log().find("[INF] web shield: blocked 2 domains (3 hosts entries)\n") != std::string::npos;
+  };
+  EXPECT_TRUE(eventually(logged, kFirstShieldLimitMs));
+  EXPECT_EQ(hosts(), std::string(kUserLines) + "\n" + kBlock);
+  EXPECT_EQ(json(ctl(L"shield status --json"))["webShield"], true);
+
+  // The next run by itself is a day away.
+  Settings changed = settings();
+  changed.webShield = false;
+  reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
+  EXPECT_TRUE(eventually([] { return hosts() == std::string(kUserLines) + "\n"; }, 20'000)) << hosts();
+  EXPECT_TRUE(ctl(L"shield status").output.starts_with("web shield:        off\n"));
+}
+
+TEST_F(Update, SwitchingTheShieldOffDoesNotWaitForItsFirstRun) {
+  writeFile(hostsFilePath(), std::string(kUserLines) + kBlock);
+  writeSettings("WebShield=1\n");
+  startService();
+  Settings changed = settings();
+  changed.webShield = false;
+  reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
+  EXPECT_TRUE(eventually([] { return hosts() == kUserLines; }, 20'000)) << hosts();
+}
+
+}  // namespace
+}  // namespace korvel::test
