@@ -16,11 +16,6 @@
 namespace korvel::svc {
 namespace {
 
-constexpr uint32_t kSchedulePollMs = 60'000;
-constexpr uint32_t kUpdateTickMs = 1'000;
-constexpr uint32_t kFirstWebShieldMs = 30'000;
-constexpr uint32_t kWebShieldPeriodMs = 86'400'000;
-
 UtcMoment utcNow() {
   const uint64_t ticks = systemFileTime();
   const FILETIME time{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
@@ -35,7 +30,7 @@ void ScanWorker::scheduledScanLoop() {
   DailyWindow window;
   while (!stopping_.isSet()) {
     if (window.due(utcNow(), getSettings().scheduledHour)) startScheduledScan();
-    stopping_.sleep(kSchedulePollMs);
+    stopping_.sleep(times_.schedulePollMs);
   }
 }
 
@@ -66,27 +61,27 @@ void ScanWorker::realtimeLoop() {
 
 void ScanWorker::liveUpdateLoop() {
   UpdateTicks ticks;
-  while (!stopping_.sleep(kUpdateTickMs)) {
+  while (!stopping_.sleep(times_.updateTickMs)) {
     if (ticks.tick() && getSettings().liveUpdates) runAutomaticUpdate();
   }
 }
 
 /// Besides its period the shield runs whenever its setting changes.
 void ScanWorker::webShieldLoop() {
-  uint32_t timeout = kFirstWebShieldMs;
+  uint32_t timeout = times_.firstWebShieldMs;
   while (waitForWebShield(timeout)) {
     try {
       runWebShield(getSettings(), &stopping_.flag());
     } catch (const std::exception& exception) {
       Log::instance().write(kLogWarning, std::string("web shield: domain feed failed: ") + exception.what());
     }
-    timeout = kWebShieldPeriodMs;
+    timeout = times_.webShieldPeriodMs;
   }
 }
 
 /// False once the engine stops, and when waiting is impossible.
 bool ScanWorker::waitForWebShield(uint32_t milliseconds) {
-  if (!webShieldWake_) return !stopping_.sleep(kFirstWebShieldMs);
+  if (!webShieldWake_) return !stopping_.sleep(times_.firstWebShieldMs);
   const HANDLE events[] = {stopping_.event(), webShieldWake_.get()};
   const DWORD result = ::WaitForMultipleObjects(2, events, /*waitAll=*/FALSE, milliseconds);
   return result != WAIT_FAILED && !stopping_.isSet();

@@ -25,7 +25,7 @@ const char* onOff(bool on) { return on ? "on" : "off"; }
 
 }  // namespace
 
-ScanWorker::ScanWorker() = default;
+ScanWorker::ScanWorker(const LoopTimes& times) : times_(times) {}
 
 ScanWorker::~ScanWorker() {
   // A half-started engine ends its threads here. It saves nothing: what it holds may never have been read.

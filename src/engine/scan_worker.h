@@ -20,6 +20,7 @@
 #include "engine/busy_job.h"
 #include "engine/engine_status.h"
 #include "engine/filter_link.h"
+#include "engine/loop_times.h"
 #include "engine/scan_scope.h"
 #include "engine/stop_flag.h"
 #include "engine/threat_record.h"
@@ -38,7 +39,7 @@ namespace korvel::svc {
 
 class ScanWorker {
  public:
-  ScanWorker();
+  explicit ScanWorker(const LoopTimes& times = {});
   ~ScanWorker();  ///< ends the threads that still run
   ScanWorker(const ScanWorker&) = delete;
   ScanWorker& operator=(const ScanWorker&) = delete;
@@ -118,6 +119,8 @@ class ScanWorker {
 
   std::shared_ptr<const SignatureDatabase> currentDatabase() const;
   void recordThreat(const FileVerdict& verdict, bool pending);
+
+  const LoopTimes times_;
 
   // Synchronise themselves.
   StopFlag stopping_;  // set once by stop(), never cleared
