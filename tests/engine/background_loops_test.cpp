@@ -1,5 +1,6 @@
-// When the live update and the web shield run by themselves, with periods of milliseconds. No update ever
-// succeeds here: nobody answers at the addresses, so that nothing but the log is touched.
+// When the live update and the web shield run by themselves, with periods of milliseconds, and what the
+// engine makes of how they end. Where nothing else is said nobody answers at the addresses, so that nothing
+// but the log is touched.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -31,7 +32,7 @@ bool eventually(const std::function<bool()>& done) {
   return true;
 }
 
-/// A server that accepts connections and says nothing on them.
+/// A server that accepts connections and says nothing on them until it is told to.
 class SilentServer {
  public:
   SilentServer() {
@@ -62,6 +63,13 @@ class SilentServer {
     if (::select(0, &waiting, nullptr, nullptr, &limit) != 1) return false;
     clients_.push_back(::accept(listener_, nullptr, nullptr));
     return clients_.back() != INVALID_SOCKET;
+  }
+  /// Answers the last client with this body.
+  void answer(const std::string& body) {
+    const std::string text = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) +
+                             "\r\nConnection: close\r\n\r\n" + body;
+    EXPECT_EQ(::send(clients_.back(), text.data(), static_cast<int>(text.size()), /*flags=*/0),
+              static_cast<int>(text.size()));
   }
   void hangUp() {
     for (const SOCKET client : clients_) ::closesocket(client);
@@ -188,6 +196,39 @@ TEST_F(BackgroundLoops, TheAutomaticUpdateIsNotBusyAndARequestedOneRunsBesideIt)
   EXPECT_TRUE(logGets("[WRN] live update failed: "));
   EXPECT_TRUE(eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
   EXPECT_EQ(logCount("live update failed: "), 1) << "the requested one tells its client and not the log";
+}
+
+TEST_F(BackgroundLoops, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStillASuccess) {
+  // A pipe in the place of the seed file holds the reload up while the new live database is locked.
+  settings_.signatureDb = L"\\\\.\\pipe\\korvel-test-seed";
+  SilentServer server;
+  settings_.updateServer = server.url();
+  ScanWorker& worker = startWorker({});
+  const UniqueHandle seed(::CreateNamedPipeW(settings_.signatureDb.c_str(), PIPE_ACCESS_OUTBOUND,
+                                             PIPE_TYPE_BYTE,
+                                             /*instances=*/1, 4096, 4096, /*defaultTimeout=*/0,
+                                             /*security=*/nullptr));
+  ASSERT_TRUE(seed);
+  std::string error;
+  ASSERT_TRUE(worker.startLiveUpdate(&error)) << error;
+  ASSERT_TRUE(server.takeClient());
+  server.answer(std::string(64, 'b') + "\n");
+  ASSERT_TRUE(::ConnectNamedPipe(seed.get(), /*overlapped=*/nullptr) ||
+              ::GetLastError() == ERROR_PIPE_CONNECTED);
+  {
+    const UniqueHandle lock(::CreateFileW(liveSignaturesPath().c_str(), GENERIC_READ, /*share=*/0,
+                                          /*security=*/nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                                          /*template=*/nullptr));
+    ASSERT_TRUE(lock) << ::GetLastError();
+    ::DisconnectNamedPipe(seed.get());
+    EXPECT_TRUE(eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
+  }
+  EXPECT_EQ(
+      logCount("[WRN] live db fetched but reload failed: parse error in \\\\.\\pipe\\korvel-test-seed\n"), 1);
+  EXPECT_EQ(logCount("[INF] live signatures updated: 1 hashes\n"), 1);
+  EXPECT_EQ(logCount("signatures reloaded"), 0);
+  EXPECT_NE(worker.getSettings().lastLiveUpdateUtc, 0u);
+  EXPECT_TRUE(test::readFile(liveSignaturesPath()).ends_with("SIZE 1\n" + std::string(64, 'b') + "\n"));
 }
 
 // --- web shield ---
