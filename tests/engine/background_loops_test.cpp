@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <memory>
-#include <winsock2.h>
 
 #include "base/files.h"
 #include "config/data_paths.h"
@@ -13,6 +12,8 @@
 #include "engine/scan_worker.h"
 #include "service/runtime/log.h"
 #include "support/temp_folder.h"
+
+#include <winsock2.h>
 
 namespace korvel::svc {
 namespace {

@@ -8,10 +8,13 @@
 #include "base/clock.h"
 #include "base/files.h"
 #include "base/utf.h"
+#include "base/win.h"
 #include "config/data_paths.h"
 #include "net/feed_text.h"
 #include "net/public_lists.h"
 #include "support/test_servers.h"
+
+#include <psapi.h>
 
 namespace korvel {
 namespace {
@@ -46,6 +49,33 @@ std::string hashesOf(const std::string& database) {
   EXPECT_EQ(std::stoull(database.substr(size + 5)), (database.size() - begin) / 65);
   return database.substr(begin);
 }
+
+/// The most memory this process has used at once since the construction, beyond what it used then.
+class MemoryPeak {
+ public:
+  uint64_t stop() {
+    stopped_ = true;
+    sampler_.join();
+    return peak_ - before_;
+  }
+
+ private:
+  static uint64_t resident() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    EXPECT_TRUE(::GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters));
+    return counters.WorkingSetSize;
+  }
+
+  const uint64_t before_ = resident();
+  uint64_t peak_ = before_;
+  std::atomic<bool> stopped_{false};
+  std::thread sampler_{[this] {
+    while (!stopped_) {
+      peak_ = std::max(peak_, resident());
+      ::Sleep(2);
+    }
+  }};
+};
 
 class LiveFeed : public testing::Test {
  protected:
@@ -240,7 +270,12 @@ TEST_F(LiveFeed, FourMillionHashesAreWrittenAndOneMoreAborts) {
   test::publish("/part-ab", hashLines(1'400'000, 2'800'000));
   test::publish("/part-ac", hashLines(2'800'000, kLimit));
   const std::vector<std::string> sources{nginxUrl("/part-aa"), nginxUrl("/part-ab"), nginxUrl("/part-ac")};
+  MemoryPeak memory;
   ASSERT_TRUE(build(sources)) << error_;
+  const uint64_t peak = memory.stop();
+  std::printf("4,000,000 hashes: %llu MiB at the peak\n", static_cast<unsigned long long>(peak >> 20));
+  EXPECT_GT(peak, 32u * kMaxFeedHashes) << "the digests themselves; less means that nothing was measured";
+  EXPECT_LT(peak, 256u << 20);
   EXPECT_EQ(count_, 4'000'000u);
   const std::string text = test::readFile(target_);
   EXPECT_TRUE(hashesOf(text) == hashLines(0, kLimit));
