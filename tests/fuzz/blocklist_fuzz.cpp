@@ -1,4 +1,5 @@
-// Every domain of a list is valid, in lower case, listed once, and makes one or two entries in a block.
+// Every line is judged as a plain reading of the rules does; every domain of a list is valid, in lower case,
+// listed once, and makes one or two entries in a block.
 #include <algorithm>
 #include <cstdlib>
 #include <set>
@@ -9,7 +10,27 @@
 
 using namespace korvel;
 
+namespace {
+
+bool plainlyValid(std::string_view line) {
+  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  const std::string_view domain = trimmed(line, " \t\r\n");
+  const auto has = [&](std::string_view what) { return domain.find(what) != std::string_view::npos; };
+  const auto hasOneOf = [&](std::string_view set) {
+    return domain.find_first_of(set) != std::string_view::npos;
+  };
+  return !domain.empty() && domain.size() <= 253 && !domain.starts_with('.') && !domain.ends_with('.') &&
+         domain.find_first_not_of(std::string(kLetters) + "0123456789-.") == std::string_view::npos &&
+         !has("..") && has(".") && hasOneOf(kLetters);
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  LineReader lines(std::string_view(reinterpret_cast<const char*>(data), size));
+  for (std::string_view line; lines.next(line);) {
+    if (isValidBlockDomain(line) != plainlyValid(line)) std::abort();
+  }
   std::vector<std::string> domains;
   appendDomains(std::string(reinterpret_cast<const char*>(data), size), domains);
   uint64_t entries = 0;
