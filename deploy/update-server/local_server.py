@@ -1,5 +1,10 @@
+#!/usr/bin/env python3
 """Serves a published tree on 127.0.0.1 over plain http, with the shipped nginx.conf and only its marked lines
-replaced: for the tests, and for trying an update out on one machine."""
+replaced: for the tests, and for trying an update out on one machine.
+
+    local_server.py --tree /tmp/trial --port 8080      # until Ctrl+C; --base-url of publish.py: http://127.0.0.1:8080
+"""
+import argparse
 import contextlib
 import os
 import pathlib
@@ -7,6 +12,7 @@ import re
 import shutil
 import socket
 import subprocess
+import tempfile
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -17,12 +23,13 @@ def find_nginx():
 
 
 class LocalServer:
-    """One nginx of its own; `folder` takes its files. The address stays the same over stops and starts."""
+    """One nginx of its own; `folder` takes its files. The address stays the same over stops and starts; without a
+    port it gets a free one."""
 
-    def __init__(self, folder, tree):
+    def __init__(self, folder, tree, port=0):
         self.folder = pathlib.Path(folder)
-        self.tree = pathlib.Path(tree)
-        with socket.create_server(("127.0.0.1", 0)) as probe:
+        self.tree = pathlib.Path(tree).resolve()
+        with socket.create_server(("127.0.0.1", port)) as probe:
             self.port = probe.getsockname()[1]
         self.base = f"http://127.0.0.1:{self.port}"
         self.process = None
@@ -60,3 +67,21 @@ class LocalServer:
             self.process.terminate()
             self.process.wait()
             self.process = None
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("--tree", required=True, help="the tree that publish.py fills")
+    parser.add_argument("--port", type=int, default=0, help="a free one unless given")
+    options = parser.parse_args()
+    with tempfile.TemporaryDirectory() as folder:
+        server = LocalServer(folder, options.tree, options.port)
+        server.start()
+        print(f"{server.base} serves {server.tree}, Ctrl+C ends it", flush=True)
+        with contextlib.suppress(KeyboardInterrupt):
+            server.process.wait()
+        server.stop()
+
+
+if __name__ == "__main__":
+    main()
