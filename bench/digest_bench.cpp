@@ -1,16 +1,15 @@
-// The speed of the digests and of every kernel behind them, and the table of ratios to MD5 alone: MD5 is one
-// chain of dependent operations that nothing shortens, so it is what the other digests can hide behind.
+// The speed of the digests. MD5 is one chain of dependent operations that nothing shortens, so it is what the other
+// digests can hide behind: their common pass is measured against MD5 alone. Each digest alone is measured against
+// OpenSSL's on the same bytes, and every kernel that this processor runs is listed.
 //
-// Runs are repeated in mixed order and the best of each counts, since the clock of a busy machine wanders by
-// more than the differences that matter here.
-#include <benchmark/benchmark.h>
+// Usage: digest_bench [--tiny]
+#include <openssl/evp.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <map>
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "measure.h"
 #include "scan/hash/byte_histogram.h"
 #include "scan/hash/kernels.h"
 #include "scan/hash/md5.h"
@@ -21,163 +20,131 @@
 namespace {
 
 using namespace korvel::hash;
+using korvel::bench::Arguments;
+using korvel::bench::bestOf;
+using korvel::bench::Figures;
+using korvel::bench::keep;
+using korvel::bench::Loop;
+using korvel::bench::timed;
 
-constexpr size_t kStreamBytes = 65536;
+constexpr size_t kStreamBytes = 65'536;
 
 /// Bytes as different from each other as those of a compressed file.
-const std::vector<uint8_t>& stream() {
-  static const std::vector<uint8_t> bytes = [] {
-    std::vector<uint8_t> made(kStreamBytes);
-    uint32_t state = 1;
-    for (uint8_t& byte : made) byte = static_cast<uint8_t>((state = state * 1664525 + 1013904223) >> 24);
-    return made;
-  }();
+std::vector<uint8_t> noise() {
+  std::vector<uint8_t> bytes(kStreamBytes);
+  uint32_t state = 1;
+  for (uint8_t& byte : bytes) byte = static_cast<uint8_t>((state = state * 1664525 + 1013904223) >> 24);
   return bytes;
 }
 
-/// Runs `body` once an iteration over all of `bytes`.
-template <typename Body>
-void add(const std::string& name, Body body, const std::vector<uint8_t>& bytes = stream()) {
-  benchmark::RegisterBenchmark(name.c_str(), [body, &bytes](benchmark::State& state) {
-    for (auto _ : state) {
-      body(bytes.data(), bytes.size());
-      benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kStreamBytes));
-  });
-}
-
-template <typename Digest>
-void addDigest(const std::string& name) {
-  add(name, [](const uint8_t* data, size_t length) {
-    Digest digest;
-    digest.update(data, length);
-    benchmark::DoNotOptimize(digest.digest());
-  });
-}
-
-void addKernels(const std::string& digest, std::span<const DigestKernel> kernels) {
-  for (const DigestKernel& kernel : kernels) {
-    if (!kernel.supported()) continue;
-    add(digest + "/" + kernel.name, [&kernel](const uint8_t* data, size_t length) {
-      uint32_t state[8] = {};
-      kernel.compress(state, data, length / kBlockBytes);
-      benchmark::DoNotOptimize(state);
-    });
-  }
-}
-
-void addTripleKernels() {
-  for (const TripleKernel& kernel : tripleKernels()) {
-    if (!kernel.supported()) continue;
-    add(std::string("triple/") + kernel.name, [&kernel](const uint8_t* data, size_t length) {
-      TripleState state = {};
-      kernel.compress(state, data, length / kBlockBytes);
-      benchmark::DoNotOptimize(state);
-    });
-  }
-}
-
-/// Equal bytes are the hard case: every increment of a single table waits for the one before.
-void addHistograms(const std::string& suffix, const std::vector<uint8_t>& bytes) {
-  const auto countOneByOne = [](const uint8_t* data, size_t length) {
-    ByteCounts counts{};
-    for (size_t i = 0; i < length; ++i) ++counts[data[i]];
-    benchmark::DoNotOptimize(counts);
-  };
-  const auto countInTables = [](const uint8_t* data, size_t length) {
-    ByteCounts counts{};
-    countBytes(data, length, counts);
-    benchmark::DoNotOptimize(counts);
-  };
-  const auto countOnTheWay = [](const uint8_t* data, size_t length) {
-    TripleDigest digest;
-    ByteCounts counts{};
-    digest.updateAndCount(data, length, counts);
-    benchmark::DoNotOptimize(digest.digests());
-    benchmark::DoNotOptimize(counts);
-  };
-  add("histogram" + suffix, countInTables, bytes);
-  add("histogram in one table" + suffix, countOneByOne, bytes);
-  add("three digests and histogram" + suffix, countOnTheWay, bytes);
-}
-
-void addAll() {
-  addDigest<Md5>("md5");
-  addDigest<Sha1>("sha1");
-  addDigest<Sha256>("sha256");
-  add("three digests", [](const uint8_t* data, size_t length) {
-    TripleDigest digest;
-    digest.update(data, length);
-    benchmark::DoNotOptimize(digest.digests());
-  });
-  addKernels("sha1", sha1Kernels());
-  addKernels("sha256", sha256Kernels());
-  addTripleKernels();
-  addHistograms("", stream());
-  static const std::vector<uint8_t> equalBytes(kStreamBytes, 0);
-  addHistograms(", equal bytes", equalBytes);
-}
-
-/// Prints runs as usual and keeps the best of each name.
-class BestKeeper : public benchmark::ConsoleReporter {
+class DigestBench {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      const auto counter = run.counters.find("bytes_per_second");
-      if (counter == run.counters.end()) continue;
-      double& best = best_[run.run_name.function_name];
-      best = std::max(best, static_cast<double>(counter->second));
-    }
-  }
+  explicit DigestBench(const Arguments& arguments)
+      : rounds_(arguments.rounds(40)), repeats_(arguments.tiny() ? 1 : 128) {}
 
-  double best(const std::string& name) const {
-    const auto found = best_.find(name);
-    return found == best_.end() ? 0 : found->second;
-  }
-
-  void printTable() const {
-    const double md5 = best("md5");
-    std::printf("\n%-42s %10s %10s\n", "figure", "MB/s", "to MD5");
-    for (const auto& [name, speed] : best_) {
-      std::printf("%-42s %10.1f %10.3f\n", name.c_str(), speed / 1e6, md5 > 0 ? speed / md5 : 0);
-    }
-  }
-
-  void printBar(const char* figure, double bar) const {
-    const double md5 = best("md5");
-    if (md5 <= 0 || best(figure) <= 0) return;
-    const double ratio = best(figure) / md5;
-    std::printf("digest | %s, to MD5 alone | %.3f | >= %.2f | %s\n", figure, ratio, bar,
-                ratio >= bar ? "yes" : "no");
+  void run() const {
+    againstOpenSsl();
+    againstMd5();
+    listKernels();
   }
 
  private:
-  std::map<std::string, double> best_;
+  /// A loop that runs `body` over the stream, a few milliseconds in all.
+  template <typename Body>
+  Loop over(const std::vector<uint8_t>& bytes, Body body) const {
+    return timed([this, &bytes, body] {
+      for (int i = 0; i < repeats_; ++i) body(bytes.data(), bytes.size());
+    });
+  }
+  template <typename Digest>
+  Loop ours() const {
+    return over(noise_, [](const uint8_t* data, size_t length) {
+      Digest digest;
+      digest.update(data, length);
+      keep(digest.digest());
+    });
+  }
+  Loop openSsl(const EVP_MD* digest) const {
+    return over(noise_, [digest](const uint8_t* data, size_t length) {
+      unsigned char bytes[EVP_MAX_MD_SIZE];
+      ::EVP_Digest(data, length, bytes, nullptr, digest, nullptr);
+      keep(bytes);
+    });
+  }
+
+  void againstOpenSsl() const {
+    const std::vector<double> best =
+        bestOf(rounds_, {ours<Md5>(), openSsl(::EVP_md5()), ours<Sha1>(), openSsl(::EVP_sha1()), ours<Sha256>(),
+                         openSsl(::EVP_sha256())});
+    figures_.atLeast("MD5, to OpenSSL's", best[1] / best[0], 0.95);
+    figures_.atLeast("SHA-1, to OpenSSL's", best[3] / best[2], 0.95);
+    figures_.atLeast("SHA-256, to OpenSSL's", best[5] / best[4], 0.95);
+  }
+
+  void againstMd5() const {
+    const auto three = [](const uint8_t* data, size_t length) {
+      TripleDigest digest;
+      digest.update(data, length);
+      keep(digest.digests());
+    };
+    const auto threeAndCounts = [](const uint8_t* data, size_t length) {
+      TripleDigest digest;
+      ByteCounts counts{};
+      digest.updateAndCount(data, length, counts);
+      keep(digest.digests());
+      keep(counts);
+    };
+    const std::vector<double> best = bestOf(rounds_, {ours<Md5>(), over(noise_, three), over(noise_, threeAndCounts),
+                                                      over(equalBytes_, threeAndCounts)});
+    figures_.atLeast("three digests, to MD5 alone", best[0] / best[1], 0.85);
+    figures_.atLeast("three digests and histogram, to MD5 alone", best[0] / best[2], 0.78);
+    // The hard case: every increment of a single table would wait for the one before.
+    figures_.atLeast("three digests and histogram of equal bytes, to MD5 alone", best[0] / best[3], 0.78);
+    figures_.plain("MD5 alone", megabytesPerSecond(best[0]), "MB/s");
+  }
+
+  void listKernels() const {
+    std::vector<std::string> names;
+    std::vector<Loop> loops;
+    const auto addAll = [&](const std::string& digest, auto kernels, auto run) {
+      for (const auto& kernel : kernels) {
+        if (!kernel.supported()) continue;
+        names.push_back(digest + ", kernel " + kernel.name);
+        loops.push_back(over(noise_, [&kernel, run](const uint8_t* data, size_t length) {
+          run(kernel, data, length / kBlockBytes);
+        }));
+      }
+    };
+    const auto runSingle = [](const DigestKernel& kernel, const uint8_t* blocks, size_t count) {
+      uint32_t state[8] = {};
+      kernel.compress(state, blocks, count);
+      keep(state);
+    };
+    const auto runTriple = [](const TripleKernel& kernel, const uint8_t* blocks, size_t count) {
+      TripleState state = {};
+      kernel.compress(state, blocks, count);
+      keep(state);
+    };
+    addAll("SHA-1", sha1Kernels(), runSingle);
+    addAll("SHA-256", sha256Kernels(), runSingle);
+    addAll("three digests", tripleKernels(), runTriple);
+    const std::vector<double> best = bestOf(rounds_, loops);
+    for (size_t i = 0; i < names.size(); ++i) figures_.plain(names[i], megabytesPerSecond(best[i]), "MB/s");
+  }
+
+  double megabytesPerSecond(double seconds) const {
+    return static_cast<double>(kStreamBytes) * repeats_ / seconds / 1e6;
+  }
+
+  const int rounds_;
+  const int repeats_;
+  const std::vector<uint8_t> noise_ = noise();
+  const std::vector<uint8_t> equalBytes_ = std::vector<uint8_t>(kStreamBytes, 0);
+  const Figures figures_{"digest"};
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Defaults first, so that the command line can replace them.
-  std::vector<std::string> defaults = {"--benchmark_repetitions=15", "--benchmark_min_time=0.05",
-                                       "--benchmark_enable_random_interleaving=true"};
-  std::vector<char*> arguments = {argv[0]};
-  for (std::string& text : defaults) arguments.push_back(text.data());
-  arguments.insert(arguments.end(), argv + 1, argv + argc);
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
-
-  addAll();
-  BestKeeper reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  reporter.printTable();
-  std::printf("\n");
-  reporter.printBar("three digests", 0.85);
-  reporter.printBar("three digests and histogram", 0.78);
-  reporter.printBar("three digests and histogram, equal bytes", 0.78);
-  return 0;
+  return korvel::bench::runBench(argc, argv, [](const Arguments& arguments) { DigestBench(arguments).run(); });
 }

@@ -148,18 +148,18 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
       return scanFile(context_, path, *scratch);
     };
   });
-  WalkedFile file;
-  bool more = source.next(file);
-  for (;;) {
-    for (; more && pipeline.hasRoom(std::min(file.size, kHeaviestFile)); more = source.next(file)) {
-      pipeline.push(file.path, std::min(file.size, kHeaviestFile));
-    }
-    if (pipeline.empty()) return;
-    const FileVerdict verdict = pipeline.pop().second;
-    if (context_.abandoned()) return;
+  const auto next = [&source, file = WalkedFile()](std::wstring& path, uint64_t& weight) mutable {
+    if (!source.next(file)) return false;
+    path = file.path;
+    weight = std::min(file.size, kHeaviestFile);
+    return true;
+  };
+  const auto deliver = [&](const FileVerdict& verdict) {
+    if (context_.abandoned()) return false;
     delivery.deliver(verdict);
-    if (cancelRequested_.load()) return;  // what was hashed ahead is forgotten
-  }
+    return !cancelRequested_.load();
+  };
+  runAhead(pipeline, next, deliver);
 }
 
 FileVerdict FileScanner::scanSingleFile(const std::wstring& path) {

@@ -61,6 +61,7 @@ class OrderedPipeline {
   }
 
   void push(Item item, uint64_t weight) {
+    if (weight >= limits_.groupWeight) handOver();  // no light item waits for a heavy one behind it
     if (!filling_) filling_ = std::make_shared<Group>();
     filling_->slots.push_back({std::move(item), weight, std::nullopt, nullptr});
     filling_->weight += weight;
@@ -167,5 +168,21 @@ class OrderedPipeline {
   std::deque<std::shared_ptr<Group>> waiting_;
   bool ending_ = false;
 };
+
+/// Runs everything that `next(item, weight)` yields through the pipeline and hands the results to
+/// `deliver(result)` in the same order, both on this thread. Ends when `next` yields no more and all is delivered,
+/// or at once when `deliver` returns false: what was done ahead of that result is then forgotten. Throws what
+/// they and the work throw.
+template <typename Item, typename Result, typename Next, typename Deliver>
+void runAhead(OrderedPipeline<Item, Result>& pipeline, Next next, Deliver deliver) {
+  Item item;
+  uint64_t weight = 0;
+  bool more = next(item, weight);
+  for (;;) {
+    for (; more && pipeline.hasRoom(weight); more = next(item, weight)) pipeline.push(item, weight);
+    if (pipeline.empty()) return;
+    if (!deliver(pipeline.pop().second)) return;
+  }
+}
 
 }  // namespace korvel

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <stdexcept>
 
 namespace korvel {
@@ -63,6 +64,27 @@ TEST(OrderedPipeline, APartlyFilledGroupIsHandedOverWhenItsResultIsWanted) {
   pipeline.push(3, 1);
   EXPECT_EQ(pipeline.pop(), (std::pair{3, 9}));
   EXPECT_TRUE(pipeline.empty());
+}
+
+TEST(OrderedPipeline, ALightItemDoesNotWaitForAHeavyOneBehindIt) {
+  constexpr int kHeavy = 1000;
+  std::atomic<bool> lightTaken{false};
+  Pipeline pipeline(2,
+                    [&] {
+                      return [&](const int& item) {
+                        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+                        while (item == kHeavy && !lightTaken && std::chrono::steady_clock::now() < limit) {
+                          std::this_thread::yield();
+                        }
+                        return item == kHeavy && lightTaken ? 1 : 0;
+                      };
+                    },
+                    {128, 10'000, 16, kHeavy});
+  pipeline.push(1, 1);
+  pipeline.push(kHeavy, kHeavy);
+  EXPECT_EQ(pipeline.pop().first, 1);
+  lightTaken = true;
+  EXPECT_EQ(pipeline.pop().second, 1) << "the light item came only after the heavy one";
 }
 
 TEST(OrderedPipeline, AnExceptionComesOutAtItsOwnPlace) {

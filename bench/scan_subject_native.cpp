@@ -1,0 +1,168 @@
+#include "scan_subject.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+#include "base/paths.h"
+#include "base/utf.h"
+#include "native_process.h"
+#include "scan/file_rules.h"
+#include "scan/hash/triple_digest.h"
+#include "scan/ordered_pipeline.h"
+#include "scan/pe_analysis.h"
+#include "scan/scan_filter.h"
+#include "scan/signature_text.h"
+
+namespace korvel::bench {
+namespace {
+
+constexpr uint64_t kWholeReadLimitBytes = 8 << 20;
+constexpr size_t kPieceBytes = 256 << 10;
+constexpr uint64_t kHeaviestFile = 16ull << 20;
+constexpr uint64_t kNow = 1'790'000'000;
+
+class OpenFile {
+ public:
+  explicit OpenFile(const std::wstring& path) : file_(::open(toUtf8(path).c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (file_ < 0) throw std::runtime_error("cannot open " + toUtf8(path));
+  }
+  ~OpenFile() { ::close(file_); }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  uint64_t size() const {
+    struct stat status {};
+    return ::fstat(file_, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+  }
+  size_t read(uint8_t* buffer, size_t bytes) const {
+    const ssize_t got = ::read(file_, buffer, bytes);
+    return got > 0 ? static_cast<size_t>(got) : 0;
+  }
+
+ private:
+  const int file_;
+};
+
+/// The steps of a scan of one file, on buffers that are reused.
+class Scanner {
+ public:
+  explicit Scanner(const SignatureTable& signatures) : signatures_(signatures) {}
+
+  FileVerdict scan(const std::wstring& path) {
+    const OpenFile file(path);
+    const uint64_t size = file.size();
+    FileDigests digests;
+    PeAnalysis pe;
+    if (size <= kWholeReadLimitBytes) {
+      const ByteView bytes(room(buffer_, size), file.read(room(buffer_, size), size));
+      digest_.reset();
+      digest_.update(bytes.data(), bytes.size());
+      pe = analyzePeBuffer(bytes, size, kNow);
+    } else {
+      pe = readInPieces(file, size);
+    }
+    hash::TripleDigestText text = digest_.hexDigests();
+    digests = {std::move(text.md5), std::move(text.sha1), std::move(text.sha256)};
+    SignatureMatch match;
+    const bool matched = signatures_.lookup(digests.md5, digests.sha1, digests.sha256, &match);
+    return buildVerdict(path, fileName(path), size, /*lastWriteTime=*/0, digests, pe, matched, match);
+  }
+
+ private:
+  static uint8_t* room(std::vector<uint8_t>& buffer, uint64_t bytes) {
+    if (buffer.size() < bytes) buffer.resize(bytes);
+    return buffer.data();
+  }
+
+  PeAnalysis readInPieces(const OpenFile& file, uint64_t size) {
+    uint8_t* const piece = room(buffer_, kPieceBytes);
+    const size_t limit = std::min(size, kPeReadLimitBytes);
+    size_t kept = 0;
+    bool image = false;
+    digest_.reset();
+    for (bool first = true; const size_t got = file.read(piece, kPieceBytes); first = false) {
+      digest_.update(piece, got);
+      if (first) image = mayBePe(ByteView(piece, got), size);
+      if (!image) continue;
+      const size_t part = std::min(got, limit - kept);
+      std::copy_n(piece, part, room(image_, limit) + kept);
+      kept += part;
+    }
+    return image ? analyzePeBuffer(ByteView(image_.data(), kept), size, kNow) : PeAnalysis();
+  }
+
+  const SignatureTable& signatures_;
+  hash::TripleDigest digest_;
+  std::vector<uint8_t> buffer_;
+  std::vector<uint8_t> image_;
+};
+
+}  // namespace
+
+const char* const kScanArea = "scan (native)";
+
+struct ScanSubject::Parts {
+  SignatureTable signatures;
+};
+
+ScanSubject::ScanSubject(const std::string& signatures) : parts_(std::make_unique<Parts>()) {
+  std::ifstream stream(signatures, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  parts_->signatures = parseSignatureText(text).table;
+  if (parts_->signatures.empty()) throw std::runtime_error("no signatures in " + signatures);
+}
+
+ScanSubject::~ScanSubject() = default;
+
+std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
+  std::vector<std::wstring> result;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    const std::wstring path = toWide(entry.path().string());
+    if (entry.is_regular_file() && entry.file_size() != 0 && shouldScan(path, ScanOptions())) result.push_back(path);
+  }
+  std::sort(result.begin(), result.end());
+  return result;
+}
+
+void ScanSubject::scan(const std::string& folder, size_t workers, const VerdictCallback& onVerdict) const {
+  const std::vector<std::wstring> paths = files(folder);
+  if (workers == 0) {
+    Scanner scanner(parts_->signatures);
+    for (const std::wstring& path : paths) onVerdict(scanner.scan(path));
+    return;
+  }
+  OrderedPipeline<std::wstring, FileVerdict> pipeline(workers, [this] {
+    return [scanner = std::make_shared<Scanner>(parts_->signatures)](const std::wstring& path) {
+      return scanner->scan(path);
+    };
+  });
+  const auto next = [&paths, at = size_t{0}](std::wstring& path, uint64_t& weight) mutable {
+    if (at == paths.size()) return false;
+    path = paths[at++];
+    weight = std::min<uint64_t>(std::filesystem::file_size(toUtf8(path)), kHeaviestFile);
+    return true;
+  };
+  runAhead(pipeline, next, [&](const FileVerdict& verdict) {
+    onVerdict(verdict);
+    return true;
+  });
+}
+
+void readFile(const std::wstring& path, size_t bufferBytes, const std::function<void(ByteView)>& consume) {
+  static std::vector<uint8_t> buffer;
+  if (buffer.size() < bufferBytes) buffer.resize(bufferBytes);
+  const OpenFile file(path);
+  while (const size_t got = file.read(buffer.data(), bufferBytes)) consume(ByteView(buffer.data(), got));
+}
+
+uint64_t peakResidentBytes() { return statusBytes("VmHWM"); }
+
+}  // namespace korvel::bench
