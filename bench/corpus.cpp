@@ -9,10 +9,12 @@ namespace {
 using test::Bytes;
 using test::PeBuilder;
 
-constexpr const char* kFunctions[] = {"CreateFileW", "ReadFile",  "CloseHandle",       "GetLastError", "HeapAlloc",
-                                      "HeapFree",    "LocalFree", "GetModuleHandleW",  "ExitProcess",  "WriteFile",
-                                      "SetEvent",    "Sleep",     "WaitForSingleObject"};
-constexpr const char* kWords[] = {"set", "path", "echo", "value", "copy", "files", "name=", "%TEMP%", "if", "exist"};
+constexpr const char* kFunctions[] = {"CreateFileW",        "ReadFile",  "CloseHandle", "GetLastError",
+                                      "HeapAlloc",          "HeapFree",  "LocalFree",   "GetModuleHandleW",
+                                      "ExitProcess",        "WriteFile", "SetEvent",    "Sleep",
+                                      "WaitForSingleObject"};
+constexpr const char* kWords[] = {"set",   "path",  "echo",   "value", "copy",
+                                  "files", "name=", "%TEMP%", "if",    "exist"};
 
 /// Bytes that occur as unevenly as those of machine code: few values make up most of it, zero above all.
 Bytes codeBytes(std::mt19937& random, size_t size) {
@@ -50,7 +52,8 @@ Bytes smallImage(uint32_t seed) {
 
 Bytes overlappingImage(size_t sections, size_t bytes) {
   PeBuilder image;
-  for (size_t i = 0; i < sections; ++i) image.section({".s", test::kPeReadOnlyData, {}, /*virtualSize=*/4'096});
+  for (size_t i = 0; i < sections; ++i)
+    image.section({".s", test::kPeReadOnlyData, {}, /*virtualSize=*/4'096});
   std::mt19937 random(1);
   image.overlay(codeBytes(random, bytes));
   Bytes built = image.build();

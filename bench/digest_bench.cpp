@@ -1,6 +1,6 @@
-// The speed of the digests. MD5 is one chain of dependent operations that nothing shortens, so it is what the other
-// digests can hide behind: their common pass is measured against MD5 alone. Each digest alone is measured against
-// OpenSSL's on the same bytes, and every kernel that this processor runs is listed.
+// The speed of the digests. MD5 is one chain of dependent operations that nothing shortens, so it is what the
+// other digests can hide behind: their common pass is measured against MD5 alone. Each digest alone is
+// measured against OpenSSL's on the same bytes, and every kernel that this processor runs is listed.
 //
 // Usage: digest_bench [--tiny]
 #include <openssl/evp.h>
@@ -74,8 +74,8 @@ class DigestBench {
 
   void againstOpenSsl() const {
     const std::vector<double> best =
-        bestOf(rounds_, {ours<Md5>(), openSsl(::EVP_md5()), ours<Sha1>(), openSsl(::EVP_sha1()), ours<Sha256>(),
-                         openSsl(::EVP_sha256())});
+        bestOf(rounds_, {ours<Md5>(), openSsl(::EVP_md5()), ours<Sha1>(), openSsl(::EVP_sha1()),
+                         ours<Sha256>(), openSsl(::EVP_sha256())});
     figures_.atLeast("MD5, to OpenSSL's", best[1] / best[0], 0.95);
     figures_.atLeast("SHA-1, to OpenSSL's", best[3] / best[2], 0.95);
     figures_.atLeast("SHA-256, to OpenSSL's", best[5] / best[4], 0.95);
@@ -94,8 +94,9 @@ class DigestBench {
       keep(digest.digests());
       keep(counts);
     };
-    const std::vector<double> best = bestOf(rounds_, {ours<Md5>(), over(noise_, three), over(noise_, threeAndCounts),
-                                                      over(equalBytes_, threeAndCounts)});
+    const std::vector<double> best = bestOf(
+        rounds_,
+        {ours<Md5>(), over(noise_, three), over(noise_, threeAndCounts), over(equalBytes_, threeAndCounts)});
     figures_.atLeast("three digests, to MD5 alone", best[0] / best[1], 0.85);
     figures_.atLeast("three digests and histogram, to MD5 alone", best[0] / best[2], 0.78);
     // The hard case: every increment of a single table would wait for the one before.
@@ -146,5 +147,6 @@ class DigestBench {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return korvel::bench::runBench(argc, argv, [](const Arguments& arguments) { DigestBench(arguments).run(); });
+  return korvel::bench::runBench(argc, argv,
+                                 [](const Arguments& arguments) { DigestBench(arguments).run(); });
 }

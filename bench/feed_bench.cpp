@@ -1,5 +1,5 @@
-// Building the live database from three downloaded lists, 4,000,000 hashes in no order: the processor time as a ratio
-// to that of `sort -u` over the same lines, and the memory that it takes beside the lists.
+// Building the live database from three downloaded lists, 4,000,000 hashes in no order: the processor time as
+// a ratio to that of `sort -u` over the same lines, and the memory that it takes beside the lists.
 //
 // Usage: feed_bench [--tiny]. Writes three temporary files, 260 MB in all.
 #include <array>
@@ -46,7 +46,8 @@ uint64_t build(const Lists& lists, size_t expected) {
   FeedSet set;
   for (const TemporaryFile& file : lists.files) {
     FeedReader reader;
-    korvel::bench::readInPieces(file.path(), kPieceBytes, [&](std::string_view piece) { reader.take(piece); });
+    korvel::bench::readInPieces(file.path(), kPieceBytes,
+                                [&](std::string_view piece) { reader.take(piece); });
     if (!set.add(reader.finish())) throw std::runtime_error("refused");
   }
   if (set.size() != expected) throw std::runtime_error("hashes were lost");

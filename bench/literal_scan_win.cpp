@@ -80,7 +80,9 @@ UniqueHandle open(const std::wstring& path) {
 
 size_t read(HANDLE file, std::vector<uint8_t>& buffer) {
   DWORD got = 0;
-  return ::ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &got, /*overlapped=*/nullptr) ? got : 0;
+  return ::ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &got, /*overlapped=*/nullptr)
+             ? got
+             : 0;
 }
 
 template <typename Digest>
@@ -111,7 +113,8 @@ std::vector<uint8_t> readWhole(const std::wstring& path, uint64_t bytes) {
 
 }  // namespace
 
-LiteralScanner::LiteralScanner(const std::string& signatures) : database_(std::make_shared<SignatureDatabase>()) {
+LiteralScanner::LiteralScanner(const std::string& signatures)
+    : database_(std::make_shared<SignatureDatabase>()) {
   std::string error;
   if (!database_->loadFile(toWide(signatures), &error)) throw std::runtime_error(error);
 }
@@ -122,8 +125,8 @@ FileVerdict LiteralScanner::scan(const std::wstring& path) const {
     throw std::runtime_error("cannot read the attributes of " + toUtf8(path));
   }
   const uint64_t size = uint64_t{attributes.nFileSizeHigh} << 32 | attributes.nFileSizeLow;
-  const uint64_t written = uint64_t{attributes.ftLastWriteTime.dwHighDateTime} << 32 |
-                           attributes.ftLastWriteTime.dwLowDateTime;
+  const uint64_t written =
+      uint64_t{attributes.ftLastWriteTime.dwHighDateTime} << 32 | attributes.ftLastWriteTime.dwLowDateTime;
   if (size == 0) {
     FileVerdict empty;
     empty.path = path;
@@ -135,7 +138,8 @@ FileVerdict LiteralScanner::scan(const std::wstring& path) const {
                          digestOfFile<PlainSha256>(path)};
   if (size <= kWholeReadLimitBytes) {
     if (const std::vector<uint8_t> bytes = readWhole(path, size); !bytes.empty()) {
-      digests = {digestOfBytes<PlainMd5>(bytes), digestOfBytes<PlainSha1>(bytes), digestOfBytes<PlainSha256>(bytes)};
+      digests = {digestOfBytes<PlainMd5>(bytes), digestOfBytes<PlainSha1>(bytes),
+                 digestOfBytes<PlainSha256>(bytes)};
     }
   }
   SignatureMatch match;

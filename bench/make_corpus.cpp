@@ -2,8 +2,8 @@
 //
 //   small/NNN/*.bat, *.exe    20,000 files of 0.2 to 16 KB, 100 in a folder, every fifth a small image
 //   images/*.dll              128 MiB of images of 64 KiB to 4 MiB
-//   large/                    streams.iso of 64 and 256 MiB, and an image as large with data behind its sections
-//   signatures.live.txt       a signature file of 4,000,000 entries
+//   large/                    streams.iso of 64 and 256 MiB, and an image as large with data behind its
+//   sections signatures.live.txt       a signature file of 4,000,000 entries
 //
 // Usage: make_corpus FOLDER [--tiny]. Does nothing when FOLDER is complete already.
 #include <algorithm>
@@ -43,7 +43,9 @@ void write(const fs::path& path, std::string_view bytes) {
     throw std::runtime_error("cannot write " + path.string());
 }
 
-std::string_view view(const Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
+std::string_view view(const Bytes& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 void makeSmall(const fs::path& folder, size_t count) {
   constexpr size_t kFilesInFolder = 100;
@@ -94,8 +96,8 @@ void makeLarge(const fs::path& folder, size_t bytes) {
 void makeSignatures(const fs::path& path, size_t count) {
   std::vector<std::string> digests = korvel::bench::randomDigests(count, 13);
   std::sort(digests.begin(), digests.end());
-  write(path, "KORVELDB/1\nVERSION live-20260101\nGENERATED 1767225600\nSIZE " + std::to_string(count) + "\n" +
-                  korvel::bench::linesOf(digests, 0, count));
+  write(path, "KORVELDB/1\nVERSION live-20260101\nGENERATED 1767225600\nSIZE " + std::to_string(count) +
+                  "\n" + korvel::bench::linesOf(digests, 0, count));
 }
 
 void run(const Arguments& arguments) {

@@ -63,7 +63,8 @@ void Figures::plain(const std::string& name, double value, const std::string& un
 
 void Figures::print(const std::string& name, const std::string& value, const std::string& bar,
                     const char* holds) const {
-  std::printf("figure %s | %s | %s | %s | %s\n", area_.c_str(), name.c_str(), value.c_str(), bar.c_str(), holds);
+  std::printf("figure %s | %s | %s | %s | %s\n", area_.c_str(), name.c_str(), value.c_str(), bar.c_str(),
+              holds);
   std::fflush(stdout);
 }
 
@@ -79,7 +80,8 @@ bool Arguments::has(const std::string& option) const {
 }
 
 const std::string& Arguments::at(size_t index) const {
-  if (index >= plain_.size()) throw std::invalid_argument("an argument is missing; see the head of the source");
+  if (index >= plain_.size())
+    throw std::invalid_argument("an argument is missing; see the head of the source");
   return plain_[index];
 }
 

@@ -1,8 +1,9 @@
-// What every benchmark shares: measuring loops against their control loops in the same process, and printing the
-// ratios in one form.
+// What every benchmark shares: measuring loops against their control loops in the same process, and printing
+// the ratios in one form.
 //
-// A clock of a busy machine wanders by more than the differences that matter, so a loop and its control run in turns
-// and the best round of each counts. Absolute times mean nothing on another machine; their ratio does.
+// A clock of a busy machine wanders by more than the differences that matter, so a loop and its control run
+// in turns and the best round of each counts. Absolute times mean nothing on another machine; their ratio
+// does.
 #pragma once
 
 #include <functional>
@@ -13,8 +14,9 @@ namespace korvel::bench {
 
 /// Seconds since some moment, for what waits or runs on several threads.
 double wallSeconds();
-/// Seconds for work on one thread: natively the processor time of this process, so that other load does not count;
-/// under Wine the wall clock, since there the server's work for us counts too. Pin both to one core there.
+/// Seconds for work on one thread: natively the processor time of this process, so that other load does not
+/// count; under Wine the wall clock, since there the server's work for us counts too. Pin both to one core
+/// there.
 double workSeconds();
 
 /// Runs once and returns what the run cost, in seconds.
@@ -35,7 +37,8 @@ class Figures {
   void plain(const std::string& name, double value, const std::string& unit = "") const;
 
  private:
-  void print(const std::string& name, const std::string& value, const std::string& bar, const char* holds) const;
+  void print(const std::string& name, const std::string& value, const std::string& bar,
+             const char* holds) const;
 
   const std::string area_;
 };

@@ -20,7 +20,7 @@ namespace {
   uint64_t grown = 0;
   int status = 1;
   try {
-    ::malloc_trim(0);  // what the parent has freed must not serve the body
+    ::malloc_trim(0);                               // what the parent has freed must not serve the body
     std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from what is resident
     const uint64_t before = statusBytes("VmRSS");
     body();
@@ -35,7 +35,8 @@ namespace {
 
 void awaitSuccess(pid_t child) {
   int status = 0;
-  if (::waitpid(child, &status, 0) != child || status != 0) throw std::runtime_error("a child process failed");
+  if (::waitpid(child, &status, 0) != child || status != 0)
+    throw std::runtime_error("a child process failed");
 }
 
 pid_t forked() {

@@ -1,5 +1,5 @@
-// What only the native benchmarks ask the system: temporary files, the memory peak of a run in a process of its own,
-// and the processor time of a command.
+// What only the native benchmarks ask the system: temporary files, the memory peak of a run in a process of
+// its own, and the processor time of a command.
 #pragma once
 
 #include <cstdint>
@@ -29,8 +29,8 @@ class TemporaryFile {
 void readInPieces(const std::filesystem::path& path, size_t pieceBytes,
                   const std::function<void(std::string_view)>& consume);
 
-/// Runs `body` in a child process and returns by how many bytes it raised the most memory that the process had
-/// resident before.
+/// Runs `body` in a child process and returns by how many bytes it raised the most memory that the process
+/// had resident before.
 uint64_t peakOf(const std::function<void()>& body);
 
 /// A memory figure of this process, by its name in /proc/self/status.

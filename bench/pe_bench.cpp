@@ -1,5 +1,5 @@
-// The cost of judging an image beside that of its digests, and what an image costs that is made to be slow: one
-// whose thousands of sections all overlap.
+// The cost of judging an image beside that of its digests, and what an image costs that is made to be slow:
+// one whose thousands of sections all overlap.
 //
 // Usage: pe_bench [--tiny]
 #include <cstdint>
@@ -35,7 +35,8 @@ void digestsAndAnalysis(const Bytes& image) {
   korvel::hash::TripleDigest digest;
   digest.update(image.data(), image.size());
   keep(digest.digests());
-  const korvel::PeAnalysis analysis = analyzePeBuffer(ByteView(image.data(), image.size()), image.size(), kNow);
+  const korvel::PeAnalysis analysis =
+      analyzePeBuffer(ByteView(image.data(), image.size()), image.size(), kNow);
   if (!analysis.info.isPe) throw std::runtime_error("not taken for an image");
 }
 
@@ -61,8 +62,8 @@ void run(const Arguments& arguments) {
 
   const size_t sections = arguments.tiny() ? 100 : 10'000;
   const Bytes hostile = korvel::bench::overlappingImage(sections, arguments.tiny() ? 65'536 : 8'388'608);
-  const std::vector<double> slow =
-      bestOf(arguments.rounds(5), {timed([&] { analysisAlone(hostile); }), timed([&] { histogramAlone(hostile); })});
+  const std::vector<double> slow = bestOf(
+      arguments.rounds(5), {timed([&] { analysisAlone(hostile); }), timed([&] { histogramAlone(hostile); })});
   figures.plain("analysis of overlapping sections, to one histogram", slow[0] / slow[1]);
   figures.plain("analysis of overlapping sections", slow[0] * 1e3, "ms");
 }

@@ -1,6 +1,6 @@
-// Scanning whole folders, against loops that only read the same files or only take their MD5, and against scanning
-// them as the simplest program would. Every scan must yield the same verdicts in the same order, whatever the number
-// of workers; their digest is printed.
+// Scanning whole folders, against loops that only read the same files or only take their MD5, and against
+// scanning them as the simplest program would. Every scan must yield the same verdicts in the same order,
+// whatever the number of workers; their digest is printed.
 //
 // Usage: scan_bench SIGNATURES IMAGES CORPUS [--one-core] [--two-cores] [--tiny]
 //   SIGNATURES   a signature file
@@ -79,11 +79,13 @@ class ScanBench {
     sameVerdicts("images", images_);
     sameVerdicts("small files", small_);
     sameVerdicts("large files", large_);
-    const std::vector<double> images = bestOf(arguments_.rounds(9), {scanning(images_, 0), scanning(images_, 2)});
+    const std::vector<double> images =
+        bestOf(arguments_.rounds(9), {scanning(images_, 0), scanning(images_, 2)});
     figures_.atLeast("two workers on images, to one thread", images[0] / images[1], 1.7);
     const std::vector<double> made = bestOf(arguments_.rounds(9), {scanning(made_, 0), scanning(made_, 2)});
     figures_.plain("two workers on made-up images, to one thread", made[0] / made[1]);
-    const std::vector<double> small = bestOf(arguments_.rounds(5), {scanning(small_, 0), scanning(small_, 2)});
+    const std::vector<double> small =
+        bestOf(arguments_.rounds(5), {scanning(small_, 0), scanning(small_, 2)});
     figures_.atLeast("two workers on small files, to one thread", small[0] / small[1], 1);
   }
 
@@ -116,10 +118,13 @@ class ScanBench {
     readAll(paths, kPieceBytes);  // into the system's cache
     std::vector<uint64_t> peaks;
     // The smaller stream, then one of four times its size: the folder lists them in this order.
-    subject_.scan(large_, 0, [&peaks](const FileVerdict&) { peaks.push_back(korvel::bench::peakResidentBytes()); });
+    subject_.scan(large_, 0,
+                  [&peaks](const FileVerdict&) { peaks.push_back(korvel::bench::peakResidentBytes()); });
     if (peaks.size() != 3) throw std::runtime_error("the folder of large files is not complete");
-    figures_.atMost("more memory for four times the size", static_cast<double>(peaks[1] - peaks[0]) / 1e6, 1, "MB");
-    figures_.atMost("more memory for a large image", static_cast<double>(peaks[2] - peaks[1]) / 1e6, 72, "MB");
+    figures_.atMost("more memory for four times the size", static_cast<double>(peaks[1] - peaks[0]) / 1e6, 1,
+                    "MB");
+    figures_.atMost("more memory for a large image", static_cast<double>(peaks[2] - peaks[1]) / 1e6, 72,
+                    "MB");
   }
 
   void largeFiles() const {
@@ -133,8 +138,9 @@ class ScanBench {
   void images() const {
     const Paths paths = subject_.files(images_);
     const std::vector<double> best =
-        bestOf(arguments_.rounds(7), {timed([&] { readAll(paths, kWholeFileBytes); }),
-                                      timed([&] { md5All(paths, kWholeFileBytes); }), timed([&] { scan(images_, 0); })});
+        bestOf(arguments_.rounds(7),
+               {timed([&] { readAll(paths, kWholeFileBytes); }),
+                timed([&] { md5All(paths, kWholeFileBytes); }), timed([&] { scan(images_, 0); })});
     const double reading = best[0];
     const double md5 = std::max(best[1] - best[0], 1e-9);
     figures_.atMost("images, to reading them and 1/0.78 of MD5 alone", best[2] / (reading + md5 / 0.78), 1);
@@ -143,8 +149,9 @@ class ScanBench {
 
   void smallFiles() const {
     const Paths paths = subject_.files(small_);
-    const std::vector<double> best = bestOf(
-        arguments_.rounds(5), {timed([&] { readAll(paths, kWholeFileBytes); }), timed([&] { scan(small_, 0); })});
+    const std::vector<double> best =
+        bestOf(arguments_.rounds(5),
+               {timed([&] { readAll(paths, kWholeFileBytes); }), timed([&] { scan(small_, 0); })});
     figures_.atMost("small files, to opening, reading and closing them", best[1] / best[0], 1.5);
     figures_.plain("a small file", best[1] / static_cast<double>(paths.size()) * 1e6, "us");
   }
@@ -156,12 +163,13 @@ class ScanBench {
     const korvel::bench::LiteralScanner literal(arguments_.at(0));
     VerdictDigest expected;
     for (const std::wstring& path : paths) expected.add(literal.scan(path));
-    if (digestOf(images_, 0) != expected.hex()) throw std::runtime_error("the simplest scan has other verdicts");
-    const std::vector<double> best =
-        bestOf(arguments_.rounds(3), {timed([&] {
-                                        for (const std::wstring& path : paths) keep(literal.scan(path).size);
-                                      }),
-                                      timed([&] { scan(images_, 0); })});
+    if (digestOf(images_, 0) != expected.hex())
+      throw std::runtime_error("the simplest scan has other verdicts");
+    const std::vector<double> best = bestOf(arguments_.rounds(3), {timed([&] {
+                                                                     for (const std::wstring& path : paths)
+                                                                       keep(literal.scan(path).size);
+                                                                   }),
+                                                                   timed([&] { scan(images_, 0); })});
     figures_.atLeast("images, the simplest scan to this one", best[0] / best[1], 5);
 #endif
   }

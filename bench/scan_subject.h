@@ -1,6 +1,6 @@
-// What scan_bench.cpp measures, and the control loops' way to the same files. Under Wine this is the product's own
-// file scanner. Natively, where that does not exist, the ordered pipeline and the pure half of a scan do the same work
-// on files read through POSIX.
+// What scan_bench.cpp measures, and the control loops' way to the same files. Under Wine this is the
+// product's own file scanner. Natively, where that does not exist, the ordered pipeline and the pure half of
+// a scan do the same work on files read through POSIX.
 #pragma once
 
 #include <cstddef>

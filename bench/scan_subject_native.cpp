@@ -126,7 +126,8 @@ std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
   std::vector<std::wstring> result;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::wstring path = toWide(entry.path().string());
-    if (entry.is_regular_file() && entry.file_size() != 0 && shouldScan(path, ScanOptions())) result.push_back(path);
+    if (entry.is_regular_file() && entry.file_size() != 0 && shouldScan(path, ScanOptions()))
+      result.push_back(path);
   }
   std::sort(result.begin(), result.end());
   return result;

@@ -70,7 +70,8 @@ void readFile(const std::wstring& path, size_t bufferBytes, const std::function<
   if (!file) throw std::runtime_error("cannot open " + toUtf8(path));
   uint8_t* const buffer = pages(bufferBytes);
   DWORD got = 0;
-  while (::ReadFile(file.get(), buffer, static_cast<DWORD>(bufferBytes), &got, /*overlapped=*/nullptr) && got != 0)
+  while (::ReadFile(file.get(), buffer, static_cast<DWORD>(bufferBytes), &got, /*overlapped=*/nullptr) &&
+         got != 0)
     consume(ByteView(buffer, got));
 }
 

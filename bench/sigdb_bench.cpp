@@ -1,5 +1,5 @@
-// What a large signature database costs: loading as a ratio to reading the same file in the same pieces, memory for
-// an entry, and the time of a lookup by text. All entries are bare SHA-256 lines.
+// What a large signature database costs: loading as a ratio to reading the same file in the same pieces,
+// memory for an entry, and the time of a lookup by text. All entries are bare SHA-256 lines.
 //
 // Usage: sigdb_bench [--tiny]. Writes one temporary file of 260 MB.
 #include <algorithm>
@@ -47,11 +47,12 @@ SignatureTable load(const std::filesystem::path& path) {
   return parser.finish().table;
 }
 
-/// Looks texts up that lie one after the other, so that fetching them costs nothing beside the search. SHA-1 and MD5
-/// are given too, as a scan does; the database has none of these kinds.
+/// Looks texts up that lie one after the other, so that fetching them costs nothing beside the search. SHA-1
+/// and MD5 are given too, as a scan does; the database has none of these kinds.
 class LookupLoop {
  public:
-  LookupLoop(const SignatureTable& table, const std::vector<std::string>& digests, size_t lookups, bool listed)
+  LookupLoop(const SignatureTable& table, const std::vector<std::string>& digests, size_t lookups,
+             bool listed)
       : table_(table), lookups_(lookups), listed_(listed), count_(digests.size()) {
     for (const std::string& digest : digests) texts_ += digest;
   }
@@ -77,7 +78,8 @@ class LookupLoop {
   std::string texts_;
 };
 
-void benchLoad(const Figures& figures, int rounds, const std::string& order, const std::filesystem::path& path) {
+void benchLoad(const Figures& figures, int rounds, const std::string& order,
+               const std::filesystem::path& path) {
   const Loop reading = timed([&path] {
     korvel::bench::readInPieces(path, kPieceBytes, [](std::string_view piece) { keep(piece.back()); });
   });
@@ -110,7 +112,8 @@ void benchLookup(const Figures& figures, const Arguments& arguments, const Signa
 /// The live file is loaded over the seed: a large newer table, a small older one.
 void benchMerge(const Figures& figures, int rounds, const std::filesystem::path& path) {
   std::string seed;
-  for (const std::string& digest : randomDigests(200, 4)) seed += digest + ":tag:Family:high:Win.Name:somewhere\n";
+  for (const std::string& digest : randomDigests(200, 4))
+    seed += digest + ":tag:Family:high:Win.Name:somewhere\n";
   const SignatureTable older = korvel::parseSignatureText(seed).table;
   const Loop merging = [&] {
     SignatureTable newer = load(path);

@@ -23,12 +23,12 @@ void VerdictDigest::add(const FileVerdict& verdict) {
   addText(toUtf8(verdict.fileName));
   addNumber(verdict.size);
   addNumber(verdict.lastWriteTime);
-  for (const std::string* text : {&verdict.md5, &verdict.sha1, &verdict.sha256, &verdict.threatName, &verdict.family,
-                                  &verdict.reference, &verdict.matchedHash}) {
+  for (const std::string* text : {&verdict.md5, &verdict.sha1, &verdict.sha256, &verdict.threatName,
+                                  &verdict.family, &verdict.reference, &verdict.matchedHash}) {
     addText(*text);
   }
-  for (const bool flag : {verdict.isPe, verdict.packed, verdict.peHasDebug, verdict.peHasResources,
-                          verdict.signatureMatched}) {
+  for (const bool flag :
+       {verdict.isPe, verdict.packed, verdict.peHasDebug, verdict.peHasResources, verdict.signatureMatched}) {
     addNumber(flag);
   }
   addNumber(std::bit_cast<uint64_t>(verdict.peEntropy));

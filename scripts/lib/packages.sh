@@ -16,7 +16,7 @@ KORVEL_PACKAGES=(
   clang-tidy                 # lint
   libcli11-dev               # korvelctl: command line
   nlohmann-json3-dev         # korvelctl: JSON output
-  libbenchmark-dev           # the benchmarks of the pure half
+  libssl-dev                 # the benchmarks: another implementation of the digests to compare with
   python3-pefile             # an independent PE reader, to compare the analysis with
   faketime                   # tests that need another time of day
   openssl                    # tests that need certificates
