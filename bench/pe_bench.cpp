@@ -33,10 +33,9 @@ void digestAlone(const Bytes& image) {
 
 void digestsAndAnalysis(const Bytes& image) {
   korvel::hash::TripleDigest digest;
-  digest.update(image.data(), image.size());
-  keep(digest.digests());
   const korvel::PeAnalysis analysis =
-      analyzePeBuffer(ByteView(image.data(), image.size()), image.size(), kNow);
+      analyzePeBuffer(ByteView(image.data(), image.size()), image.size(), kNow, &digest);
+  keep(digest.digests());
   if (!analysis.info.isPe) throw std::runtime_error("not taken for an image");
 }
 

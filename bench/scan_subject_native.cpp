@@ -64,8 +64,7 @@ class Scanner {
     if (size <= kWholeReadLimitBytes) {
       const ByteView bytes(room(buffer_, size), file.read(room(buffer_, size), size));
       digest_.reset();
-      digest_.update(bytes.data(), bytes.size());
-      pe = analyzePeBuffer(bytes, size, kNow);
+      pe = analyzePeBuffer(bytes, size, kNow, &digest_);
     } else {
       pe = readInPieces(file, size);
     }
@@ -82,21 +81,22 @@ class Scanner {
     return buffer.data();
   }
 
+  /// An image is read to its limit first, and digested while it is analysed.
   PeAnalysis readInPieces(const OpenFile& file, uint64_t size) {
     uint8_t* const piece = room(buffer_, kPieceBytes);
-    const size_t limit = std::min(size, kPeReadLimitBytes);
-    size_t kept = 0;
-    bool image = false;
+    PeAnalysis pe;
     digest_.reset();
-    for (bool first = true; const size_t got = file.read(piece, kPieceBytes); first = false) {
-      digest_.update(piece, got);
-      if (first) image = mayBePe(ByteView(piece, got), size);
-      if (!image) continue;
-      const size_t part = std::min(got, limit - kept);
-      std::copy_n(piece, part, room(image_, limit) + kept);
-      kept += part;
+    size_t got = file.read(piece, kPieceBytes);
+    if (mayBePe(ByteView(piece, got), size)) {
+      const size_t limit = std::min(size, kPeReadLimitBytes);
+      uint8_t* const image = std::copy_n(piece, got, room(image_, limit)) - got;
+      for (size_t more = got; got < limit && more != 0; got += more)
+        more = file.read(image + got, limit - got);
+      pe = analyzePeBuffer(ByteView(image, got), size, kNow, &digest_);
+      got = file.read(piece, kPieceBytes);
     }
-    return image ? analyzePeBuffer(ByteView(image_.data(), kept), size, kNow) : PeAnalysis();
+    for (; got != 0; got = file.read(piece, kPieceBytes)) digest_.update(piece, got);
+    return pe;
   }
 
   const SignatureTable& signatures_;

@@ -155,6 +155,11 @@ bool writeFrame(HANDLE pipe, HANDLE stopEvent, uint32_t opcode, const std::strin
                 std::string* error, const PipeSystem& system) {
   if (payload.size() > kMaxPayloadBytes) return fail(error, "payload too large");
   const auto header = encodeFrameHeader({opcode, static_cast<uint32_t>(payload.size())});
+  if (payload.size() <= kIoChunkBytes - header.size()) {
+    // In one write, which costs more than what it carries.
+    const std::string frame = std::string(header.begin(), header.end()) + payload;
+    return writeExact(pipe, frame.data(), frame.size(), stopEvent, error, system);
+  }
   return writeExact(pipe, header.data(), header.size(), stopEvent, error, system) &&
          writeExact(pipe, payload.data(), payload.size(), stopEvent, error, system);
 }

@@ -143,8 +143,11 @@ void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
 }
 
 void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers) {
-  OrderedPipeline<std::wstring, FileVerdict> pipeline(workers, [this] {
-    return [this, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) {
+  // Nothing for a file that was not begun when the cancellation came: it is then not scanned at all.
+  using Scanned = std::optional<FileVerdict>;
+  OrderedPipeline<std::wstring, Scanned> pipeline(workers, [this] {
+    return [this, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) -> Scanned {
+      if (cancelRequested_.load()) return std::nullopt;
       return scanFile(context_, path, *scratch);
     };
   });
@@ -154,9 +157,9 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
     weight = std::min(file.size, kHeaviestFile);
     return true;
   };
-  const auto deliver = [&](const FileVerdict& verdict) {
-    if (context_.abandoned()) return false;
-    delivery.deliver(verdict);
+  const auto deliver = [&](const Scanned& verdict) {
+    if (!verdict || context_.abandoned()) return false;
+    delivery.deliver(*verdict);
     return !cancelRequested_.load();
   };
   runAhead(pipeline, next, deliver);

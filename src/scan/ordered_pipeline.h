@@ -170,9 +170,9 @@ class OrderedPipeline {
 };
 
 /// Runs everything that `next(item, weight)` yields through the pipeline and hands the results to
-/// `deliver(result)` in the same order, both on this thread. Ends when `next` yields no more and all is delivered,
-/// or at once when `deliver` returns false: what was done ahead of that result is then forgotten. Throws what
-/// they and the work throw.
+/// `deliver(result)` in the same order, both on this thread. Ends when `next` yields no more and all is
+/// delivered, or at once when `deliver` returns false: what was done ahead of that result is then forgotten.
+/// Throws what they and the work throw.
 template <typename Item, typename Result, typename Next, typename Deliver>
 void runAhead(OrderedPipeline<Item, Result>& pipeline, Next next, Deliver deliver) {
   Item item;
