@@ -40,8 +40,7 @@ using korvel::bench::workSeconds;
 
 using Paths = std::vector<std::wstring>;
 
-constexpr size_t kWholeFileBytes = 8 << 20;  // the control reads a small file with one call, as a scan does
-constexpr size_t kPieceBytes = 256 << 10;
+constexpr size_t kPieceBytes = 256 << 10;  // of the controls
 
 class ScanBench {
  public:
@@ -100,22 +99,22 @@ class ScanBench {
     return count;
   }
 
-  static void readAll(const Paths& paths, size_t pieceBytes) {
+  static void readAll(const Paths& paths) {
     for (const std::wstring& path : paths) {
-      readFile(path, pieceBytes, [](ByteView bytes) { keep(bytes.data()[bytes.size() - 1]); });
+      readFile(path, kPieceBytes, [](ByteView bytes) { keep(bytes.data()[bytes.size() - 1]); });
     }
   }
-  static void md5All(const Paths& paths, size_t pieceBytes) {
+  static void md5All(const Paths& paths) {
     for (const std::wstring& path : paths) {
       korvel::hash::Md5 md5;
-      readFile(path, pieceBytes, [&md5](ByteView bytes) { md5.update(bytes.data(), bytes.size()); });
+      readFile(path, kPieceBytes, [&md5](ByteView bytes) { md5.update(bytes.data(), bytes.size()); });
       keep(md5.digest());
     }
   }
 
   void memory() const {
     const Paths paths = subject_.files(large_);
-    readAll(paths, kPieceBytes);  // into the system's cache
+    readAll(paths);  // into the system's cache
     std::vector<uint64_t> peaks;
     // The smaller stream, then one of four times its size: the folder lists them in this order.
     subject_.scan(large_, 0,
@@ -128,19 +127,18 @@ class ScanBench {
   }
 
   void largeFiles() const {
-    const std::vector<double> best = bestOf(
-        arguments_.rounds(5), {timed([this, paths = subject_.files(large_)] { md5All(paths, kPieceBytes); }),
-                               timed([this] { scan(large_, 0); })});
+    const std::vector<double> best =
+        bestOf(arguments_.rounds(5), {timed([this, paths = subject_.files(large_)] { md5All(paths); }),
+                                      timed([this] { scan(large_, 0); })});
     figures_.atLeast("large files, to reading them with MD5 alone", best[0] / best[1], 0.80);
   }
 
   /// At most what reading costs and what digests and histogram may cost beside MD5 alone.
   void images() const {
     const Paths paths = subject_.files(images_);
-    const std::vector<double> best =
-        bestOf(arguments_.rounds(7),
-               {timed([&] { readAll(paths, kWholeFileBytes); }),
-                timed([&] { md5All(paths, kWholeFileBytes); }), timed([&] { scan(images_, 0); })});
+    const std::vector<double> best = bestOf(
+        arguments_.rounds(7),
+        {timed([&] { readAll(paths); }), timed([&] { md5All(paths); }), timed([&] { scan(images_, 0); })});
     const double reading = best[0];
     const double md5 = std::max(best[1] - best[0], 1e-9);
     figures_.atMost("images, to reading them and 1/0.78 of MD5 alone", best[2] / (reading + md5 / 0.78), 1);
@@ -150,8 +148,7 @@ class ScanBench {
   void smallFiles() const {
     const Paths paths = subject_.files(small_);
     const std::vector<double> best =
-        bestOf(arguments_.rounds(5),
-               {timed([&] { readAll(paths, kWholeFileBytes); }), timed([&] { scan(small_, 0); })});
+        bestOf(arguments_.rounds(5), {timed([&] { readAll(paths); }), timed([&] { scan(small_, 0); })});
     figures_.atMost("small files, to opening, reading and closing them", best[1] / best[0], 1.5);
     figures_.plain("a small file", best[1] / static_cast<double>(paths.size()) * 1e6, "us");
   }
