@@ -170,6 +170,23 @@ TEST_F(PipeFaults, TransfersGoInChunksOfAtMostSixtyFourKibibytes) {
   EXPECT_EQ(received, buffer_);
 }
 
+TEST_F(PipeFaults, AFrameThatFitsIntoOneChunkGoesOutInOneWrite) {
+  calls_.writeFile = [](HANDLE pipe, const void* buffer, DWORD bytes, DWORD* transferred,
+                        OVERLAPPED* overlapped) {
+    chunkSizes.push_back(bytes);
+    return PipeSystem::windows().writeFile(pipe, buffer, bytes, transferred, overlapped);
+  };
+  std::thread client([this] {
+    for (int frames = 0; frames < 4; ++frames) (void)test::receiveFrame(pipe_.client());
+  });
+  constexpr DWORD kMost = kIoChunkBytes - kFrameHeaderBytes;
+  for (const DWORD size : {DWORD{0}, DWORD{4}, kMost, kMost + 1}) {
+    EXPECT_TRUE(writeFrame(pipe_.server(), pipe_.stopEvent(), 2, std::string(size, 'x'), &error_, calls_));
+  }
+  client.join();
+  EXPECT_EQ(chunkSizes, (std::vector<DWORD>{24, 28, kIoChunkBytes, 24, kMost + 1}));
+}
+
 TEST_F(PipeFaults, ASignalledStopEndsTheWaitButNotAChunkThatIsComplete) {
   pipe_.stop();
   test::send(pipe_.client(), "y");
