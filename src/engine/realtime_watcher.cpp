@@ -13,7 +13,7 @@ namespace korvel::svc {
 namespace {
 
 constexpr DWORD kBufferBytes = 65'536;
-constexpr DWORD kWaitMs = 1'000;
+constexpr DWORD kAfterFailedWaitMs = 1'000;
 constexpr DWORD kNotifyFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE |
                                 FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_CREATION;
 static_assert(kNotifyFilter == 0x59);
@@ -132,19 +132,18 @@ void RealtimeWatcher::arm() {
   }
 }
 
-/// Ends with the stop flag, whose event is one of those waited on; otherwise wakes at least once a second.
+/// Wakes for changes and for the stop flag, whose event is one of those waited on, and for nothing else.
 void RealtimeWatcher::loop() {
   std::vector<HANDLE> events;
   for (const std::unique_ptr<WatchedDir>& dir : dirs_) events.push_back(dir->event());
   events.push_back(stopping_.event());
   while (!stopping_.isSet()) {
     const DWORD result = ::WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(),
-                                                  /*waitAll=*/FALSE, kWaitMs);
+                                                  /*waitAll=*/FALSE, INFINITE);
     if (stopping_.isSet()) return;
-    if (result == WAIT_TIMEOUT) continue;
     const size_t index = result - WAIT_OBJECT_0;
     if (index >= dirs_.size()) {
-      stopping_.sleep(kWaitMs);
+      stopping_.sleep(kAfterFailedWaitMs);
     } else if (dirs_[index]->armed()) {
       handle(*dirs_[index]);
     }
