@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "scan/hex_digest.h"
 
 namespace korvel {
 namespace {
@@ -14,58 +15,30 @@ constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kHexDigits = 2 * sizeof(FeedKey);
 constexpr size_t kRenderPieceBytes = 64 * 1024;
 
-// Eight characters at a time, one a byte of a 64-bit word. Sums below stay within their byte as long as every
-// character is ASCII, which is checked with the rest.
-constexpr uint64_t kEach = 0x0101010101010101;
-constexpr uint64_t kHighBits = 0x80 * kEach;
-
-/// The high bit of each byte that lies between two ASCII characters.
-constexpr uint64_t inRange(uint64_t bytes, unsigned char low, unsigned char high) {
-  return (bytes + (0x80u - low) * kEach) & ~(bytes + (0x7Fu - high) * kEach) & kHighBits;
+// Written out, so that the compiler sees one move and one byte swap in each.
+uint64_t bigEndianWord(const uint8_t* from) {
+  return uint64_t{from[0]} << 56 | uint64_t{from[1]} << 48 | uint64_t{from[2]} << 40 |
+         uint64_t{from[3]} << 32 | uint64_t{from[4]} << 24 | uint64_t{from[5]} << 16 |
+         uint64_t{from[6]} << 8 | from[7];
 }
 
-/// Eight hexadecimal digits as the number they spell; false when one is none.
-bool decodeHex8(const char* text, uint32_t& value) {
-  uint64_t bytes = 0;
-  for (size_t i = 0; i < 8; ++i) bytes |= uint64_t{static_cast<unsigned char>(text[i])} << (8 * i);
-  const uint64_t digits = inRange(bytes, '0', '9');
-  const uint64_t letters = inRange(bytes | 0x20 * kEach, 'a', 'f');
-  if ((bytes & kHighBits) != 0 || (digits | letters) != kHighBits) return false;
-  const uint64_t nibbles = (bytes & 0x0F * kEach) + 9 * (letters >> 7);
-  // Neighbours join, the first character above the second: nibbles to bytes, bytes to pairs, pairs to the
-  // whole.
-  uint64_t joined = (nibbles << 4 | nibbles >> 8) & 0x00FF00FF00FF00FF;
-  joined = (joined << 8 | joined >> 16) & 0x0000FFFF0000FFFF;
-  value = static_cast<uint32_t>(joined << 16 | joined >> 32);
-  return true;
-}
-
-bool decodeHex(const char* text, FeedKey& key) {
-  for (size_t i = 0; i < key.size(); ++i) {
-    uint32_t high = 0;
-    uint32_t low = 0;
-    if (!decodeHex8(text + 16 * i, high) || !decodeHex8(text + 16 * i + 8, low)) return false;
-    key[i] = uint64_t{high} << 32 | low;
-  }
-  return true;
-}
-
-constexpr std::array<std::array<char, 2>, 256> makeHexPairs() {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::array<std::array<char, 2>, 256> pairs{};
-  for (size_t byte = 0; byte < pairs.size(); ++byte) pairs[byte] = {kDigits[byte >> 4], kDigits[byte & 0x0F]};
-  return pairs;
+void putBigEndian(uint64_t word, uint8_t* to) {
+  to[0] = static_cast<uint8_t>(word >> 56);
+  to[1] = static_cast<uint8_t>(word >> 48);
+  to[2] = static_cast<uint8_t>(word >> 40);
+  to[3] = static_cast<uint8_t>(word >> 32);
+  to[4] = static_cast<uint8_t>(word >> 24);
+  to[5] = static_cast<uint8_t>(word >> 16);
+  to[6] = static_cast<uint8_t>(word >> 8);
+  to[7] = static_cast<uint8_t>(word);
 }
 
 void appendHexLine(const FeedKey& key, std::string& text) {
-  static constexpr auto kHexPairs = makeHexPairs();
+  std::array<uint8_t, sizeof(FeedKey)> bytes;
+  for (size_t i = 0; i < key.size(); ++i) putBigEndian(key[i], &bytes[8 * i]);
   char line[kHexDigits + 1];
-  char* to = line;
-  for (const uint64_t word : key) {
-    for (int shift = 56; shift >= 0; shift -= 8)
-      to = std::copy_n(kHexPairs[word >> shift & 0xFF].data(), 2, to);
-  }
-  *to = '\n';
+  encodeHex(bytes, line);
+  line[kHexDigits] = '\n';
   text.append(line, sizeof line);
 }
 
@@ -121,8 +94,10 @@ std::optional<FeedKey> feedKeyOfLine(std::string_view line) {
   // The digest ends at the first blank or with the line; digits are no blanks and no "#", so nothing else
   // about blanks and comments is left to be asked.
   if (text.size() > kHexDigits && text[kHexDigits] != ' ' && text[kHexDigits] != '\t') return std::nullopt;
+  std::array<uint8_t, sizeof(FeedKey)> bytes;
+  if (!decodeHex(text.data(), bytes.size(), bytes.data())) return std::nullopt;
   FeedKey key;
-  if (!decodeHex(text.data(), key)) return std::nullopt;
+  for (size_t i = 0; i < key.size(); ++i) key[i] = bigEndianWord(&bytes[8 * i]);
   return key;
 }
 

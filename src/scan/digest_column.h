@@ -31,7 +31,7 @@ class DigestColumn {
   /// Makes room for about `count` digests, so that nothing is moved while they come.
   void reserve(size_t count);
   void append(const Key& key, uint32_t record) {
-    if (!keys_.empty() && !(keys_.back() < key)) {
+    if (!keys_.empty() && !isBelow(keys_.back(), key)) {
       repeats_ = true;  // or may, once sorted
       ascending_ = ascending_ && keys_.back() == key;
     }
@@ -50,6 +50,16 @@ class DigestColumn {
   std::optional<uint32_t> find(std::span<const uint8_t> digest) const;
 
  private:
+  /// The order of the keys. Nearly always the leading bytes decide; they are compared without a call.
+  static bool isBelow(const Key& a, const Key& b) {
+    const uint64_t leadA = leadingWord(a);
+    const uint64_t leadB = leadingWord(b);
+    return leadA != leadB ? leadA < leadB : a < b;
+  }
+  static uint64_t leadingWord(const Key& key) {
+    return uint64_t{key[0]} << 56 | uint64_t{key[1]} << 48 | uint64_t{key[2]} << 40 | uint64_t{key[3]} << 32 |
+           uint64_t{key[4]} << 24 | uint64_t{key[5]} << 16 | uint64_t{key[6]} << 8 | key[7];
+  }
   size_t bucketOf(const uint8_t* key) const;
   std::vector<uint32_t> stableOrder();
   void permute(std::vector<uint32_t>& order);
