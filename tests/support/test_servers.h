@@ -1,5 +1,6 @@
-// The two servers that tests/net/run_net_tests.sh starts. A test program that was started without them fails
-// its server tests with the hint below instead of passing them over. Windows only.
+// The two servers that tests/net/run_net_tests.sh starts, and what such scripts tell their test program. A
+// program that was started without its servers fails its server tests with the hint below instead of passing
+// them over. Windows only.
 #pragma once
 
 #include <cstdlib>
@@ -15,7 +16,8 @@ namespace korvel::test {
 inline std::string serverVariable(const char* name) {
   const char* value = std::getenv(name);
   if (value == nullptr)
-    throw std::runtime_error(std::string(name) + " is not set: use tests/net/run_net_tests.sh");
+    throw std::runtime_error(std::string(name) +
+                             " is not set: scripts/test starts the servers that this needs");
   return value;
 }
 
