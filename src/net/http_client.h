@@ -1,8 +1,8 @@
 // Downloads over http and https: one GET, one answer, no reuse, no retry, no cache.
 //
-// Each call has a WinHTTP session of its own, so any number of threads may call at once. A call blocks for up
-// to 15 s a step (resolve, connect, send, each receive). Redirects, proxies and certificates are the
-// platform's defaults. Plain http is allowed; the address decides.
+// Each call has a WinHTTP session and a thread of its own, so any number of threads may call at once. A call
+// blocks for up to 15 s a step (resolve, connect, send, each receive), but never past a stop. Redirects,
+// proxies and certificates are the platform's defaults. Plain http is allowed; the address decides.
 #pragma once
 
 #include <atomic>
@@ -19,14 +19,16 @@ inline constexpr uint64_t kMaxHttpBodyBytes = 134'217'728;
 /// Fetches `url` into `body`: true when a status from 200 to 299 came and its body was read to the end.
 ///
 /// `url` is absolute and plain ASCII. `body` and `error` may be null; both are emptied first. After a failure
-/// `body` may hold a part and must be ignored. `stopping`, where given, is looked at before the request and
-/// between two pieces of the body; once it is set the call fails with "service is stopping".
-/// Throws std::bad_alloc when the body does not fit into memory.
+/// `body` may hold a part and must be ignored. Once `stopping`, where given, is set, the call fails with
+/// "service is stopping" within a twentieth of a second, whatever the server does; before the request,
+/// nothing is sent. Throws std::bad_alloc when the body does not fit into memory, std::system_error without a
+/// thread.
 bool httpGet(const std::string& url, std::string* body, std::string* error,
              const std::atomic<bool>* stopping = nullptr);
 
-/// As httpGet(), but hands the body over piece by piece as it arrives (a few kilobytes each), so that the
-/// caller need not hold it whole. What `take` has received counts for nothing unless the result is true.
+/// As httpGet(), but hands the body over piece by piece as it arrives (up to about 1 MiB each), on this
+/// thread, so that the caller need not hold it whole. What `take` has received counts for nothing unless the
+/// result is true.
 bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
                    std::string* error, const std::atomic<bool>* stopping = nullptr);
 

@@ -292,6 +292,22 @@ TEST(HttpGet, StopBetweenTwoPiecesEndsTheDownload) {
   EXPECT_LT(received, 15'000u);  // the whole body
 }
 
+// The platform has no call to wake a thread that waits for a server; the caller must not wait with it.
+TEST(HttpGet, StopWaitsForNoServerThatIsSilent) {
+  for (const char* path : {"/silent", "/silent/body"}) {
+    std::atomic<bool> stopping{false};
+    std::thread stopper([&] {
+      while (get(oddUrl("/count/silent")).body != "1") ::Sleep(10);
+      stopping = true;
+    });
+    std::string error;
+    EXPECT_FALSE(httpGet(oddUrl(path), nullptr, &error, &stopping)) << path;
+    stopper.join();
+    EXPECT_EQ(error, "service is stopping") << path;
+    EXPECT_EQ(get(oddUrl("/speak")).body, "1") << path;  // it was silent to the end
+  }
+}
+
 TEST(HttpGet, UnsetStopFlagChangesNothing) {
   const std::atomic<bool> stopping{false};
   std::string body;

@@ -15,6 +15,8 @@ HEX_LINE = b"%064x\n"
 
 counter_lock = threading.Lock()
 request_count = 0
+silent_count = 0
+speak_up = threading.Event()
 
 
 def head(status="200 OK", *lines):
@@ -93,6 +95,34 @@ def stall(conn, _):
     conn.recv(1)
 
 
+def silent(conn, argument):
+    """Says nothing, or with /silent/body nothing after half a body, until /speak (two minutes at most)."""
+    global silent_count
+    if argument == "body":
+        conn.sendall(head("200 OK", "Content-Length: 100") + b"x" * 50)
+    with counter_lock:
+        silent_count += 1
+    speak_up.wait(120)
+    with counter_lock:
+        silent_count -= 1
+    if argument != "body":
+        conn.sendall(head("200 OK", "Content-Length: 0"))
+
+
+def speak(conn, _):
+    """Ends every silence, and tells how many there were."""
+    with counter_lock:
+        text = str(silent_count)
+    speak_up.set()
+    while True:
+        with counter_lock:
+            if silent_count == 0:
+                break
+        time.sleep(0.01)
+    speak_up.clear()
+    conn.sendall(head("200 OK", "Content-Length: %d" % len(text)) + text.encode())
+
+
 def chunked(conn, argument):
     """/chunked/<bytes>: that many zero bytes in chunks."""
     conn.sendall(CHUNKED)
@@ -119,10 +149,10 @@ def hashes_then_endless(conn, _):
         conn.sendall(chunk(b"\n" * PIECE))
 
 
-def count(conn, _):
-    """The number of requests so far, this kind not counted."""
+def count(conn, argument):
+    """The number of requests so far, this kind not counted; with /count/silent of connections in silence."""
     with counter_lock:
-        text = str(request_count)
+        text = str(silent_count if argument == "silent" else request_count)
     conn.sendall(head("200 OK", "Content-Length: %d" % len(text)) + text.encode())
 
 
@@ -137,6 +167,8 @@ BEHAVIOURS = {
     "slow": slow,
     "drip": drip,
     "stall": stall,
+    "silent": silent,
+    "speak": speak,
     "chunked": chunked,
     "hashes-then-reset": hashes_then_reset,
     "hashes-then-endless": hashes_then_endless,
@@ -156,7 +188,7 @@ def serve(conn):
                 request += piece
             path = request.split(b" ")[1].decode("latin-1")
             _, name, *rest = path.split("/")
-            if name != "count":
+            if name not in ("count", "speak"):
                 with counter_lock:
                     request_count += 1
             behaviour = BEHAVIOURS.get(name)

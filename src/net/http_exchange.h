@@ -1,0 +1,35 @@
+// One blocking GET over WinHTTP, from the address to the last byte of the body. http_client.h makes of it
+// what the rest of the service calls.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace korvel {
+
+struct HttpAddress {
+  std::wstring host;
+  std::wstring target;  ///< path, query and fragment
+  uint16_t port = 0;
+  bool secure = false;
+};
+
+/// Takes an absolute http or https address apart; the texts of its failures are those of httpGet().
+bool splitUrl(const std::string& url, HttpAddress& address, std::string* error);
+
+/// What becomes of an answer with a good status.
+class HttpReceiver {
+ public:
+  virtual ~HttpReceiver() = default;
+  /// The length that the server announces, in bytes; 0 where it announces none.
+  virtual void begin(uint64_t announcedBytes) = 0;
+  /// The next bytes of the body, a few kilobytes. False ends the exchange.
+  virtual bool take(std::string_view piece) = 0;
+};
+
+/// Blocks for up to 15 s a step. When it returns, every handle is closed. Throws what the receiver throws,
+/// and std::bad_alloc.
+bool runExchange(const HttpAddress& address, HttpReceiver& receiver, std::string* error);
+
+}  // namespace korvel
