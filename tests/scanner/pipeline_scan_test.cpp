@@ -1,5 +1,5 @@
-// Scanning ahead with made-up files: what the scanner does with real ones, but natively, where the sanitizers see
-// the threads at work.
+// Scanning ahead with made-up files: what the scanner does with real ones, but natively, where the sanitizers
+// see the threads at work.
 #include <gtest/gtest.h>
 
 #include <memory>
