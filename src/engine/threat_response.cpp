@@ -35,7 +35,7 @@ bool ScanWorker::allowAccess(const std::wstring& path) {
     if (!database) return true;
     const ScanOptions options = scanOptionsFrom(getSettings());
     const FileVerdict verdict =
-        scanFile({database, options.maxFileSize, options.readChunk}, path, driverScratch_);
+        scanFile({database, options.maxFileSize, options.readChunk, /*abandoned=*/{}}, path, driverScratch_);
     // One step above what scans report: only what is surely harmful is blocked outright.
     if (verdict.severity < kSeverityHigh) return true;
     recordThreat(verdict, /*pending=*/true);

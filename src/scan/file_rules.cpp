@@ -127,16 +127,16 @@ bool hasDoubleExtension(const std::wstring& fileName) {
 }
 
 FileVerdict buildVerdict(const std::wstring& path, const std::wstring& fileName, uint64_t size,
-                         uint64_t lastWriteTime, const FileDigests& digests, const PeAnalysis& pe,
+                         uint64_t lastWriteTime, FileDigests digests, const PeAnalysis& pe,
                          bool signatureMatched, const SignatureMatch& match) {
   FileVerdict verdict;
   verdict.path = path;
   verdict.fileName = fileName;
   verdict.size = size;
   verdict.lastWriteTime = lastWriteTime;
-  verdict.md5 = digests.md5;
-  verdict.sha1 = digests.sha1;
-  verdict.sha256 = digests.sha256;
+  verdict.md5 = std::move(digests.md5);
+  verdict.sha1 = std::move(digests.sha1);
+  verdict.sha256 = std::move(digests.sha256);
   copyPeSummary(pe, verdict);
   verdict.signatureMatched = signatureMatched;
   copyMatch(match, verdict);

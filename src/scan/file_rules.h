@@ -17,7 +17,7 @@ struct FileDigests {
 
 /// Evaluates the rules in their fixed order. Russian texts, UTF-8.
 FileVerdict buildVerdict(const std::wstring& path, const std::wstring& fileName, uint64_t size,
-                         uint64_t lastWriteTime, const FileDigests& digests, const PeAnalysis& pe,
+                         uint64_t lastWriteTime, FileDigests digests, const PeAnalysis& pe,
                          bool signatureMatched, const SignatureMatch& match);
 
 /// True when the text from the name's first dot on is a double extension such as ".pdf.exe".

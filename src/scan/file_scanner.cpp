@@ -33,6 +33,11 @@ size_t workersByProcessors() {
   return processors > 1 ? std::min(processors, kMostWorkers) : 0;
 }
 
+struct SetAtEnd {
+  std::atomic<bool>& flag;
+  ~SetAtEnd() { flag.store(true); }
+};
+
 }  // namespace
 
 /// What becomes of each verdict on the scanning thread: counters, throttled progress, callback.
@@ -98,7 +103,9 @@ class FileScanner::FileSource {
 
 FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
                          const std::atomic<bool>* abandon)
-    : context_{std::move(database), options.maxFileSize, options.readChunk, abandon}, options_(options) {}
+    : context_{std::move(database), options.maxFileSize, options.readChunk,
+               [abandon] { return abandon != nullptr && abandon->load(); }},
+      options_(options) {}
 
 ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) const {
   ScanProgressInfo result;
@@ -143,14 +150,21 @@ void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
 }
 
 void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers) {
+  // At its end the pipeline waits for the files at hand, whose verdicts nobody takes: they need not be read
+  // on.
+  std::atomic<bool> discarding{false};
+  ScanContext ahead = context_;
+  ahead.abandoned = [this, &discarding] { return discarding.load() || context_.abandoned(); };
   // Nothing for a file that was not begun when the cancellation came: it is then not scanned at all.
   using Scanned = std::optional<FileVerdict>;
-  OrderedPipeline<std::wstring, Scanned> pipeline(workers, [this] {
-    return [this, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) -> Scanned {
+  OrderedPipeline<std::wstring, Scanned> pipeline(workers, [this, &ahead] {
+    return [this, &ahead, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) -> Scanned {
       if (cancelRequested_.load()) return std::nullopt;
-      return scanFile(context_, path, *scratch);
+      return scanFile(ahead, path, *scratch);
     };
   });
+  const SetAtEnd discardAtEnd{discarding};
+
   const auto next = [&source, file = WalkedFile()](std::wstring& path, uint64_t& weight) mutable {
     if (!source.next(file)) return false;
     path = file.path;

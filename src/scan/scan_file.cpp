@@ -57,7 +57,7 @@ void readInPieces(HANDLE file, uint64_t size, const ScanContext& context, ScanSc
       static_cast<size_t>(std::clamp<uint64_t>(context.readChunk, kSmallestPieceBytes, kPieceBytes));
   // To an abandoned scan the file ends here.
   const auto read = [&](uint8_t* to, size_t bytes) {
-    return context.abandoned() ? 0 : readPiece(file, to, std::min(bytes, pieceBytes));
+    return context.abandoned && context.abandoned() ? 0 : readPiece(file, to, std::min(bytes, pieceBytes));
   };
   uint8_t* const piece = scratch.readBuffer(pieceBytes);
   size_t got = read(piece, pieceBytes);
@@ -132,12 +132,12 @@ FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanS
     return verdict;
   }
 
-  const FileData data = readFileData(context, path, verdict.size, scratch);
+  FileData data = readFileData(context, path, verdict.size, scratch);
   SignatureMatch match;
   const bool matched =
       context.database->lookup(data.digests.md5, data.digests.sha1, data.digests.sha256, &match);
-  return buildVerdict(path, verdict.fileName, verdict.size, verdict.lastWriteTime, data.digests, data.pe,
-                      matched, match);
+  return buildVerdict(path, verdict.fileName, verdict.size, verdict.lastWriteTime, std::move(data.digests),
+                      data.pe, matched, match);
 }
 
 }  // namespace korvel

@@ -1,9 +1,9 @@
 // One file path becomes one verdict: attributes, size limit, digests, signature lookup, PE analysis, rules.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -19,10 +19,8 @@ struct ScanContext {
   std::shared_ptr<const SignatureDatabase> database;
   uint64_t maxFileSize = 0;  ///< bytes, inclusive
   uint64_t readChunk = 0;    ///< bytes; the largest single read of a large file, within 64 to 256 KiB
-  /// May be null. Once set, large files are no longer read to their end, and verdicts are worthless.
-  const std::atomic<bool>* abandon = nullptr;
-
-  bool abandoned() const { return abandon != nullptr && abandon->load(); }
+  /// May be empty. Once it says yes, large files are no longer read to their end, and verdicts are worthless.
+  std::function<bool()> abandoned;
 };
 
 /// The memory that scanning reuses from file to file: one page-aligned read buffer, and the kept bytes of a

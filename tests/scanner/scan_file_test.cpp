@@ -19,7 +19,7 @@ class ScanFileTest : public test::ScanFixture {
   FileVerdict scan(const std::wstring& path, const std::string& signatures = "",
                    uint64_t maxFileSize = 512 * kMiB) {
     ScanScratch scratch;
-    return scanFile({databaseOf(signatures), maxFileSize, kMiB}, path, scratch);
+    return scanFile({databaseOf(signatures), maxFileSize, kMiB, {}}, path, scratch);
   }
 
   void expectDigestsOfFile(const std::wstring& path) {
@@ -126,7 +126,7 @@ TEST_F(ScanFileTest, ImagesOfAnySizeAreDigestedWholeAndJudged) {
 
 TEST_F(ScanFileTest, OneScratchServesFilesOfAnySizeInAnyOrder) {
   ScanScratch scratch;
-  const ScanContext context{databaseOf(""), 512 * kMiB, kMiB};
+  const ScanContext context{databaseOf(""), 512 * kMiB, kMiB, {}};
   const std::wstring big = folder_.write(L"big.bin", std::string(9 * kMiB, 'b'));
   const std::wstring small = folder_.write(L"small.bin", "abc");
   const std::string bigDigest = hash::sha256File(big, kMiB);
@@ -139,7 +139,7 @@ TEST_F(ScanFileTest, OneScratchServesFilesOfAnySizeInAnyOrder) {
 TEST_F(ScanFileTest, ALargeFileIsNotReadToItsEndOnceAbandoned) {
   const std::wstring big = folder_.write(L"big.bin", std::string(9 * kMiB, 'b'));
   std::atomic<bool> abandon{false};
-  const ScanContext context{databaseOf(""), 512 * kMiB, kMiB, &abandon};
+  const ScanContext context{databaseOf(""), 512 * kMiB, kMiB, [&] { return abandon.load(); }};
   ScanScratch scratch;
   EXPECT_EQ(scanFile(context, big, scratch).sha256, hash::sha256File(big, kMiB));
   abandon = true;
