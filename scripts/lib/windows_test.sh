@@ -1,0 +1,66 @@
+# shellcheck shell=bash
+# Runs one Windows test program in a Wine prefix of its own, with what it needs around it. Needs common.sh and wine.sh,
+# and PROGRAM_LIMIT_SECONDS.
+
+TEST_PREFIXES=$KORVEL_WINE/tests
+
+# The surroundings: FUNCTION PREFIX PROGRAM OPTION...
+
+alone() { in_prefix_for "$PROGRAM_LIMIT_SECONDS" "$1" "C:\\tests\\$(basename "$2")" "${@:3}"; }
+
+# With the web servers that downloads are tested against.
+with_web_servers() {
+  WINEPREFIX=$1 timeout --foreground -k 10 "$PROGRAM_LIMIT_SECONDS" \
+    "$KORVEL_ROOT/tests/net/run_net_tests.sh" "$2" "${@:3}"
+}
+
+# With an update server that the tests publish to.
+with_update_server() (
+  enter_prefix "$1" || exit
+  exec timeout --foreground -k 10 "$PROGRAM_LIMIT_SECONDS" python3 "$KORVEL_ROOT/tests/e2e/update_operator.py" \
+    wine "C:\\tests\\$(basename "$2")" "${@:3}" 7>&-
+)
+
+# With every time of day off by the seconds that the file C:\korvel-clock tells, and local time far from UTC.
+with_own_clock() (
+  export TZ=Asia/Tokyo LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1
+  export FAKETIME_DONT_FAKE_MONOTONIC=1 FAKETIME_CACHE_DURATION=1 FAKETIME_TIMESTAMP_FILE=$1/drive_c/korvel-clock
+  echo +0 >"$FAKETIME_TIMESTAMP_FILE"
+  alone "$@"
+)
+CLOCK_TESTS='Schedule.*' # run only there, and nothing else does
+
+# make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
+make_test_prefix() {
+  local drive=$1/drive_c program=$2
+  copy_prefix "$1"
+  touch "$drive/korvel-test-machine" # nothing in this prefix is of value
+  mkdir "$drive/tests" "$drive/bin"
+  cp "$program" "$drive/tests/"
+  # Programs and libraries that a test finds beside itself.
+  find "$(dirname "$program")" -maxdepth 1 \( -name '*.dll' -o -name '*.exe' ! -name '*_tests.exe' \) \
+    -exec cp -t "$drive/tests" {} +
+  # The seed signatures lie where the build has them: ..\bin\data from a test program.
+  cp -r "$(dirname "$program")/../bin/data" "$drive/bin/"
+  if (($# > 2)); then install_product "$1" "$3"; fi
+}
+
+# windows_test JSON PROGRAM [PRESET]: the name of JSON decides on the surroundings.
+windows_test() {
+  local json=$1 program=$2 surroundings=alone tests=-$CLOCK_TESTS status=0
+  local name prefix
+  name=$(basename "$json" .json)
+  prefix=$TEST_PREFIXES/$name
+  case $name in
+    e2e.clock) surroundings=with_own_clock tests=$CLOCK_TESTS ;;
+    e2e.*) surroundings=with_update_server ;;
+    windows.net_tests | windows.hosts_tests) surroundings=with_web_servers ;;
+  esac
+  make_test_prefix "$prefix" "${@:2}"
+  "$surroundings" "$prefix" "$program" --gtest_color=no '--gtest_output=json:C:\tests\result.json' \
+    "--gtest_filter=$tests" </dev/null || status=$?
+  cp "$prefix/drive_c/tests/result.json" "$json" || true
+  end_prefix "$prefix"
+  rm -rf "$prefix"
+  return "$status"
+}
