@@ -15,10 +15,12 @@ size_t skipComponent(std::wstring_view path, size_t at) {
 
 }  // namespace
 
-std::wstring fileName(std::wstring_view path) {
+std::wstring_view fileNameView(std::wstring_view path) {
   const size_t separator = path.find_last_of(L"\\/");
-  return std::wstring(separator == std::wstring_view::npos ? path : path.substr(separator + 1));
+  return separator == std::wstring_view::npos ? path : path.substr(separator + 1);
 }
+
+std::wstring fileName(std::wstring_view path) { return std::wstring(fileNameView(path)); }
 
 size_t rootLength(std::wstring_view path) {
   const bool network =

@@ -11,6 +11,8 @@ constexpr bool isPathSeparator(wchar_t unit) { return unit == L'\\' || unit == L
 
 /// The last component: everything after the last separator (the whole text when there is none).
 std::wstring fileName(std::wstring_view path);
+/// The same as part of `path`.
+std::wstring_view fileNameView(std::wstring_view path);
 
 /// The length of the part that is never stripped or created: "C:", "C:\", "\" or "\\server\share\".
 size_t rootLength(std::wstring_view path);

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/paths.h"
 #include "base/text.h"
 #include "base/utf.h"
 
@@ -32,9 +33,9 @@ bool contains(std::wstring_view text, std::wstring_view part) {
 }
 
 /// Any place on the path counts, so a copy in D:\Windows\System32\ is taken for the original.
-bool impersonatesSystemProcess(std::wstring_view lowerPath, const std::wstring& lowerName) {
+bool impersonatesSystemProcess(std::wstring_view lowerPath) {
   static const WordSet names(std::begin(kSystemProcesses), std::end(kSystemProcesses));
-  return names.contains(lowerName) && !contains(lowerPath, L"\\windows\\system32\\") &&
+  return names.contains(fileNameView(lowerPath)) && !contains(lowerPath, L"\\windows\\system32\\") &&
          !contains(lowerPath, L"\\windows\\syswow64\\");
 }
 
@@ -126,12 +127,12 @@ bool hasDoubleExtension(const std::wstring& fileName) {
   return extensions.contains(lowerWide(std::wstring_view(fileName).substr(first)));
 }
 
-FileVerdict buildVerdict(const std::wstring& path, const std::wstring& fileName, uint64_t size,
-                         uint64_t lastWriteTime, FileDigests digests, const PeAnalysis& pe,
-                         bool signatureMatched, const SignatureMatch& match) {
+FileVerdict buildVerdict(std::wstring path, std::wstring fileName, uint64_t size, uint64_t lastWriteTime,
+                         FileDigests digests, const PeAnalysis& pe, bool signatureMatched,
+                         const SignatureMatch& match) {
   FileVerdict verdict;
-  verdict.path = path;
-  verdict.fileName = fileName;
+  verdict.path = std::move(path);
+  verdict.fileName = std::move(fileName);
   verdict.size = size;
   verdict.lastWriteTime = lastWriteTime;
   verdict.md5 = std::move(digests.md5);
@@ -141,14 +142,16 @@ FileVerdict buildVerdict(const std::wstring& path, const std::wstring& fileName,
   verdict.signatureMatched = signatureMatched;
   copyMatch(match, verdict);
 
-  const std::wstring lowerPath = lowerWide(path);
+  const std::wstring lowerPath = lowerWide(verdict.path);
   RuleHits hits(verdict);
   if (signatureMatched) hits.add(signatureFinding(match), "Точное совпадение в базе угроз");
   for (const Finding& finding : pe.findings) hits.add(finding);
-  if (impersonatesSystemProcess(lowerPath, lowerWide(fileName))) {
-    hits.add(impersonationFinding(fileName), "Маскируется под системный процесс");
+  if (impersonatesSystemProcess(lowerPath)) {
+    hits.add(impersonationFinding(verdict.fileName), "Маскируется под системный процесс");
   }
-  if (hasDoubleExtension(fileName)) hits.add(doubleExtensionFinding(fileName), "Двойное расширение");
+  if (hasDoubleExtension(verdict.fileName)) {
+    hits.add(doubleExtensionFinding(verdict.fileName), "Двойное расширение");
+  }
   if (isDownloadedProgram(lowerPath)) {
     hits.add(downloadedProgramFinding(), "Исполняемый файл из папки загрузок");
   }

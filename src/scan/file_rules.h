@@ -15,10 +15,11 @@ struct FileDigests {
   std::string sha256;
 };
 
-/// Evaluates the rules in their fixed order. Russian texts, UTF-8.
-FileVerdict buildVerdict(const std::wstring& path, const std::wstring& fileName, uint64_t size,
-                         uint64_t lastWriteTime, FileDigests digests, const PeAnalysis& pe,
-                         bool signatureMatched, const SignatureMatch& match);
+/// Evaluates the rules in their fixed order. `fileName` is the last component of `path`. Russian texts,
+/// UTF-8.
+FileVerdict buildVerdict(std::wstring path, std::wstring fileName, uint64_t size, uint64_t lastWriteTime,
+                         FileDigests digests, const PeAnalysis& pe, bool signatureMatched,
+                         const SignatureMatch& match);
 
 /// True when the text from the name's first dot on is a double extension such as ".pdf.exe".
 bool hasDoubleExtension(const std::wstring& fileName);

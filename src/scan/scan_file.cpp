@@ -77,10 +77,10 @@ void readInPieces(HANDLE file, uint64_t size, const ScanContext& context, ScanSc
 }
 
 /// Digests and PE analysis from one open and one read; nothing of both for a file that cannot be opened.
-FileData readFileData(const ScanContext& context, const std::wstring& path, uint64_t size,
+FileData readFileData(const ScanContext& context, const std::wstring& apiPath, uint64_t size,
                       ScanScratch& scratch) {
   FileData data;
-  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, FILE_SHARE_READ,
+  const UniqueHandle file(::CreateFileW(apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                         /*security=*/nullptr, OPEN_EXISTING,
                                         FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
                                         /*template=*/nullptr));
@@ -117,27 +117,28 @@ uint8_t* ScanScratch::readBuffer(size_t bytes) { return read_.atLeast(bytes); }
 uint8_t* ScanScratch::imageBuffer(size_t bytes) { return image_.atLeast(bytes); }
 
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch) {
-  FileVerdict verdict;
-  verdict.path = path;
-  verdict.fileName = fileName(path);
-
-  WIN32_FILE_ATTRIBUTE_DATA attributes{};
-  if (!::GetFileAttributesExW(forFileApi(path).c_str(), GetFileExInfoStandard, &attributes)) return verdict;
-  verdict.size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
-  verdict.lastWriteTime =
+  const std::wstring apiPath = forFileApi(path);
+  WIN32_FILE_ATTRIBUTE_DATA attributes{};  // all zero where they cannot be read
+  (void)::GetFileAttributesExW(apiPath.c_str(), GetFileExInfoStandard, &attributes);
+  const uint64_t size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
+  const uint64_t lastWriteTime =
       joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
-  if (verdict.size == 0) return verdict;
-  if (verdict.size > context.maxFileSize) {
-    verdict.reasons.emplace_back(kSkippedForSize);
+  if (size == 0 || size > context.maxFileSize) {
+    FileVerdict verdict;
+    verdict.path = path;
+    verdict.fileName = fileName(path);
+    verdict.size = size;
+    verdict.lastWriteTime = lastWriteTime;
+    if (size != 0) verdict.reasons.emplace_back(kSkippedForSize);
     return verdict;
   }
 
-  FileData data = readFileData(context, path, verdict.size, scratch);
+  FileData data = readFileData(context, apiPath, size, scratch);
   SignatureMatch match;
   const bool matched =
       context.database->lookup(data.digests.md5, data.digests.sha1, data.digests.sha256, &match);
-  return buildVerdict(path, verdict.fileName, verdict.size, verdict.lastWriteTime, std::move(data.digests),
-                      data.pe, matched, match);
+  return buildVerdict(path, fileName(path), size, lastWriteTime, std::move(data.digests), data.pe, matched,
+                      match);
 }
 
 }  // namespace korvel

@@ -78,7 +78,7 @@ bool shouldScan(const std::wstring& path, const ScanOptions& options) {
   for (const std::wstring_view place : kNeverScannedPlaces) {
     if (lower.find(place) != std::wstring::npos) return false;
   }
-  const std::wstring name = fileName(lower);
+  const std::wstring_view name = fileNameView(lower);
   if (name.empty() || isSystemDataFile(name)) return false;
   if (options.skipKernelFiles && isKernelFile(name)) return false;
   return isRisky(name);
