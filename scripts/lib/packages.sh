@@ -3,6 +3,7 @@
 
 KORVEL_PACKAGES=(
   g++-mingw-w64-x86-64-posix # the compiler of the product: GCC for 64-bit Windows with POSIX threads
+  g++                        # the same GCC for this machine: the benchmarks of the pure half
   cmake                      # describes the builds
   ninja-build                # runs them
   ccache                     # makes repeated builds quick
