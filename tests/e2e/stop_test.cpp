@@ -13,6 +13,7 @@
 #include "e2e/sample_files.h"
 #include "e2e/service_manager.h"
 #include "e2e/service_test.h"
+#include "support/silent_server.h"
 
 namespace korvel::test {
 namespace {
@@ -236,6 +237,19 @@ TEST_F(Stop, WhileTheScheduleSleeps) {
 TEST_F(Stop, WhileTheWebShieldWaits) {
   writeSettings("WebShield=1\n");
   expectPromptStops([] {}, pressCtrlC);
+}
+
+// A download blocks in the system until the server answers; the stop leaves it behind.
+TEST_F(Stop, WhileAServerIsSilent) {
+  SilentServer server;
+  writeSettings("UpdateServer=" + server.url() + "\n");
+  const auto ask = [&] {
+    reply(ipc::Opcode::kStartLiveUpdate);
+    ASSERT_TRUE(server.takeClient());
+    reply(ipc::Opcode::kStartUpdateCheck);
+    ASSERT_TRUE(server.takeClient());
+  };
+  expectPromptStops(ask, stopRequest_);
 }
 
 TEST_F(Stop, WithEveryBackgroundThreadRunning) {

@@ -11,9 +11,8 @@
 #include "config/settings_file.h"
 #include "engine/scan_worker.h"
 #include "service/runtime/log.h"
+#include "support/silent_server.h"
 #include "support/temp_folder.h"
-
-#include <winsock2.h>
 
 namespace korvel::svc {
 namespace {
@@ -32,57 +31,6 @@ bool eventually(const std::function<bool()>& done) {
   }
   return true;
 }
-
-/// A server that accepts connections and says nothing on them until it is told to.
-class SilentServer {
- public:
-  SilentServer() {
-    WSADATA data{};
-    EXPECT_EQ(::WSAStartup(MAKEWORD(2, 2), &data), 0);
-    listener_ = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(::listen(listener_, SOMAXCONN), 0);
-    int length = sizeof address;
-    EXPECT_EQ(::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    url_ = "http://127.0.0.1:" + std::to_string(::ntohs(address.sin_port));
-  }
-  ~SilentServer() {
-    hangUp();
-    ::WSACleanup();
-  }
-  const std::string& url() const { return url_; }
-
-  /// Waits until one more client has connected.
-  bool takeClient() {
-    fd_set waiting;
-    FD_ZERO(&waiting);
-    FD_SET(listener_, &waiting);
-    timeval limit{kLimitMs / 1000, 0};
-    if (::select(0, &waiting, nullptr, nullptr, &limit) != 1) return false;
-    clients_.push_back(::accept(listener_, nullptr, nullptr));
-    return clients_.back() != INVALID_SOCKET;
-  }
-  /// Answers the last client with this body.
-  void answer(const std::string& body) {
-    const std::string text = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) +
-                             "\r\nConnection: close\r\n\r\n" + body;
-    EXPECT_EQ(::send(clients_.back(), text.data(), static_cast<int>(text.size()), /*flags=*/0),
-              static_cast<int>(text.size()));
-  }
-  void hangUp() {
-    for (const SOCKET client : clients_) ::closesocket(client);
-    clients_.clear();
-    if (listener_ != INVALID_SOCKET) ::closesocket(std::exchange(listener_, INVALID_SOCKET));
-  }
-
- private:
-  SOCKET listener_ = INVALID_SOCKET;
-  std::vector<SOCKET> clients_;
-  std::string url_;
-};
 
 class BackgroundLoops : public testing::Test {
  protected:
@@ -179,7 +127,7 @@ TEST_F(BackgroundLoops, LiveUpdatesSwitchedOnTakeEffectAtTheNextDueTick) {
 }
 
 TEST_F(BackgroundLoops, TheAutomaticUpdateIsNotBusyAndARequestedOneRunsBesideIt) {
-  SilentServer server;
+  test::SilentServer server;
   settings_.updateServer = server.url();
   settings_.liveUpdates = true;
   ScanWorker& worker = startWorker({.updateTickMs = 1});
@@ -202,7 +150,7 @@ TEST_F(BackgroundLoops, TheAutomaticUpdateIsNotBusyAndARequestedOneRunsBesideIt)
 TEST_F(BackgroundLoops, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStillASuccess) {
   // A pipe in the place of the seed file holds the reload up while the new live database is locked.
   settings_.signatureDb = L"\\\\.\\pipe\\korvel-test-seed";
-  SilentServer server;
+  test::SilentServer server;
   settings_.updateServer = server.url();
   ScanWorker& worker = startWorker({});
   const UniqueHandle seed(::CreateNamedPipeW(settings_.signatureDb.c_str(), PIPE_ACCESS_OUTBOUND,
