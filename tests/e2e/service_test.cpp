@@ -14,6 +14,7 @@ namespace {
 
 constexpr DWORD kStartLimitMs = 30'000;
 constexpr DWORD kCleanStopLimitMs = 30'000;
+constexpr DWORD kSeenOffLimitMs = 2'000;
 constexpr DWORD kLogLimitMs = 10'000;
 constexpr DWORD kScanLimitMs = 200'000;
 
@@ -36,7 +37,11 @@ void ServiceTest::SetUp() {
 }
 
 void ServiceTest::TearDown() {
-  if (service_.running()) stopService();
+  try {
+    if (service_.running()) stopService();
+  } catch (const std::exception& exception) {
+    ADD_FAILURE() << exception.what();
+  }
   if (HasFailure()) std::printf("---- korvel.log ----\n%s--------------------\n", log().c_str());
   service_.kill();
   wipeServiceData();
@@ -48,6 +53,7 @@ void ServiceTest::writeSettings(const std::string& lines) {
 }
 
 void ServiceTest::startService() {
+  const size_t logBefore = log().size();
   service_.start(serviceExecutable(), L"--console");
   const bool up = waitUntil(kStartLimitMs, [this] {
     Client client;
@@ -55,6 +61,10 @@ void ServiceTest::startService() {
   });
   if (!up || !service_.running())
     throw std::runtime_error("the service does not come up: " + service_.output());
+  // The test begins with a service that waits for clients, not with one that still sees the last one off.
+  (void)waitUntil(kSeenOffLimitMs, [this, logBefore] {
+    return log().find("client disconnected\n", logBefore) != std::string::npos || !service_.running();
+  });
 }
 
 void ServiceTest::stopService() {
