@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Runs commands side by side, one per core, and leaves for each NAME in $RESULTS what it printed (NAME.log) and its
-# exit status (NAME.status). Needs common.sh.
+# exit status (NAME.status); what failed is told at once. Needs common.sh.
 
 KORVEL_JOBS=${KORVEL_JOBS:-$(nproc)}
 
@@ -24,6 +24,7 @@ run_job() {
   else
     say "$(printf 'FAILED  %-36s %4d s  (status %d, build/test-results/%s.log)' "$name" $((SECONDS - began)) \
       "$status" "$name")"
+    python3 "$KORVEL_ROOT/scripts/lib/tally.py" "$RESULTS" "$name" >&2
   fi
 }
 

@@ -1,5 +1,8 @@
 """Adds up what a test run left behind and prints the closing line "N passed, N failed".
 
+    tally.py FOLDER          the whole run
+    tally.py FOLDER NAME     only what failed in one program or check, at once when it has ended
+
 A folder holds for every program or check NAME its exit status (NAME.status), its output (NAME.log) and, for a
 GoogleTest program that came to its end, its report (NAME.json). A program without a report, or one that failed
 although every case in its report passed, counts as one failure under its own name.
@@ -47,16 +50,23 @@ def tally_one(folder, name):
     return passed, failures
 
 
-def main(folder):
+def show(failures):
+    for name, text in failures:
+        print(f"\nFAILED {name}")
+        print("    " + text.replace("\n", "\n    "))
+
+
+def main(folder, name=None):
     folder = pathlib.Path(folder)
+    if name is not None:
+        show(tally_one(folder, name)[1])
+        return 0
     passed, failures = 0, []
     for status in sorted(folder.glob("*.status")):
         one_passed, one_failures = tally_one(folder, status.name.removesuffix(".status"))
         passed += one_passed
         failures += one_failures
-    for name, text in failures:
-        print(f"\nFAILED {name}")
-        print("    " + text.replace("\n", "\n    "))
+    show(failures)
     if failures:
         print()
     print(f"{passed} passed, {len(failures)} failed")
@@ -64,4 +74,4 @@ def main(folder):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]))
+    sys.exit(main(*sys.argv[1:]))
