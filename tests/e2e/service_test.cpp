@@ -59,8 +59,12 @@ void ServiceTest::startService() {
     Client client;
     return client.tryConnect() || !service_.running();
   });
-  if (!up || !service_.running())
-    throw std::runtime_error("the service does not come up: " + service_.output());
+  if (!up || !service_.running()) {
+    const std::optional<DWORD> exitCode = service_.waitForExit(0);
+    throw std::runtime_error("the service does not come up" +
+                             (exitCode ? ", exit code " + std::to_string(*exitCode) : std::string()) + ": " +
+                             service_.output() + service_.errorOutput());
+  }
   // The test begins with a service that waits for clients, not with one that still sees the last one off.
   (void)waitUntil(kSeenOffLimitMs, [this, logBefore] {
     return log().find("client disconnected\n", logBefore) != std::string::npos || !service_.running();
