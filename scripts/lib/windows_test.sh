@@ -10,7 +10,7 @@ alone() { in_prefix_for "$PROGRAM_LIMIT_SECONDS" "$1" "C:\\tests\\$(basename "$2
 
 # With the web servers that downloads are tested against.
 with_web_servers() {
-  WINEPREFIX=$1 timeout --foreground -k 10 "$PROGRAM_LIMIT_SECONDS" \
+  WINEPREFIX=$1 timeout --foreground -k 10 "$PROGRAM_LIMIT_SECONDS" "${FIXED_ADDRESSES[@]}" \
     "$KORVEL_ROOT/tests/net/run_net_tests.sh" "$2" "${@:3}"
 }
 
@@ -18,7 +18,7 @@ with_web_servers() {
 with_update_server() (
   enter_prefix "$1" || exit
   exec timeout --foreground -k 10 "$PROGRAM_LIMIT_SECONDS" python3 "$KORVEL_ROOT/tests/e2e/update_operator.py" \
-    wine "C:\\tests\\$(basename "$2")" "${@:3}" 7>&-
+    "${FIXED_ADDRESSES[@]}" wine "C:\\tests\\$(basename "$2")" "${@:3}" 7>&-
 )
 
 # With every time of day off by the seconds that the file C:\korvel-clock tells, and local time far from UTC.

@@ -16,10 +16,16 @@ export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
 export XDG_CACHE_HOME=$KORVEL_WINE/xdg/cache XDG_CONFIG_HOME=$KORVEL_WINE/xdg/config XDG_DATA_HOME=$KORVEL_WINE/xdg/data
 unset http_proxy https_proxy HTTP_PROXY HTTPS_PROXY
 
+# What a command of Wine is started with. Every Windows process needs the one page at 0x7ffe0000, and the heap of
+# Wine's own program, whose place the system draws by lot, lies there in about one start of 4,000: that process ends
+# before it has begun. Where randomisation cannot be switched off, as in some containers, that remains.
+FIXED_ADDRESSES=()
+if setarch -R true 2>/dev/null; then FIXED_ADDRESSES=(setarch -R); fi
+
 # make_prefix DIR: a new prefix from nothing.
 make_prefix() {
   export WINEPREFIX=$1
-  wineboot --init &&
+  "${FIXED_ADDRESSES[@]}" wineboot --init &&
     wine reg add 'HKCU\Software\Wine' /v Version /d win10 /f &&
     wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d false /f || return
   wineserver -k || true
@@ -78,13 +84,13 @@ enter_prefix() {
 # in_prefix DIR COMMAND...: a Windows command in the prefix. Descriptor 7 is a lock of the caller.
 in_prefix() (
   enter_prefix "$1" || exit
-  exec wine "${@:2}" 7>&-
+  exec "${FIXED_ADDRESSES[@]}" wine "${@:2}" 7>&-
 )
 
 # in_prefix_for SECONDS DIR COMMAND...: the same, ended by force when it takes longer.
 in_prefix_for() (
   enter_prefix "$2" || exit
-  exec timeout --foreground -k 10 "$1" wine "${@:3}" 7>&-
+  exec timeout --foreground -k 10 "$1" "${FIXED_ADDRESSES[@]}" wine "${@:3}" 7>&-
 )
 
 # end_prefix DIR: ends every process of this prefix, and of no other.
