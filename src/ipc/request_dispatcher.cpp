@@ -49,8 +49,11 @@ bool startScan(ScanWorker& engine, const Message& request, std::string*, std::st
 }
 
 bool getProgress(ScanWorker& engine, const Message&, std::string* reply, std::string*) {
-  ProgressReply progress{engine.getProgress(), engine.isScanning(), engine.getLastSummary(),
-                         engine.takeEvents()};
+  ProgressReply progress;
+  progress.scanning = engine.isScanning();  // first: a reply that tells of the end also tells the outcome
+  progress.progress = engine.getProgress();
+  progress.lastSummary = engine.getLastSummary();
+  progress.events = engine.takeEvents();
   size_t taken = 0;
   *reply = encodeProgress(progress, &taken);
   if (taken < progress.events.size()) {

@@ -102,6 +102,16 @@ TEST_F(Dispatcher, GetProgressAnswersProgressStateSummaryAndEvents) {
   EXPECT_EQ(progress->events, expected);
 }
 
+TEST_F(Dispatcher, AReplyThatTellsOfTheEndOfAScanAlsoTellsItsOutcome) {
+  engine_.progress.phase = L"scanning";
+  engine_.scanning = true;
+  engine_.endsWhileAsked = true;
+  EXPECT_TRUE(decodeProgress(ask(Opcode::kGetProgress).payload)->scanning);
+  const auto after = decodeProgress(ask(Opcode::kGetProgress).payload);
+  EXPECT_FALSE(after->scanning);
+  EXPECT_EQ(after->progress.phase, L"cancelled");
+}
+
 TEST_F(Dispatcher, EachEventIsDeliveredOnce) {
   engine_.events.resize(1);
   EXPECT_EQ(decodeProgress(ask(Opcode::kGetProgress).payload)->events.size(), 1u);

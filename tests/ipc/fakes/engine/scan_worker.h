@@ -39,7 +39,14 @@ class ScanWorker {
   }
   Settings getSettings() const { return settings; }
   EngineStatus getStatus() const { return status; }
-  ScanProgressInfo getProgress() const { return progress; }
+  ScanProgressInfo getProgress() {
+    const ScanProgressInfo now = progress;
+    if (endsWhileAsked) {
+      progress.phase = L"cancelled";
+      scanning = false;
+    }
+    return now;
+  }
   bool isScanning() const { return scanning; }
   ScanSummary getLastSummary() const { return summary; }
   std::vector<ThreatRecord> getResults() const { return results; }
@@ -76,6 +83,7 @@ class ScanWorker {
   std::vector<ThreatRecord> events;
   std::vector<QuarantineRecord> quarantine;
   bool scanning = false;
+  bool endsWhileAsked = false;  // the scan ends right after its progress was read
 
   // What the test looks at.
   std::vector<std::string> calls;
