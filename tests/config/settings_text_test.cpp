@@ -12,6 +12,8 @@
 namespace korvel {
 namespace {
 
+using namespace std::string_view_literals;
+
 Settings parsed(std::string_view text) {
   Settings settings;
   parseSettingsText(text, settings);
@@ -151,6 +153,8 @@ TEST(ParseSettingsText, KeysMatchExactly) {
   EXPECT_TRUE(parsed("protectionenabled=0\n").protectionEnabled);
   EXPECT_TRUE(parsed("ProtectionEnable=0\n").protectionEnabled);
   EXPECT_TRUE(parsed("ProtectionEnabledX=0\n").protectionEnabled);
+  EXPECT_TRUE(parsed("\xEF\xBB\xBFProtectionEnabled=0\n").protectionEnabled);  // a byte-order mark
+  EXPECT_TRUE(parsed("Protection\0Enabled=0\n"sv).protectionEnabled);
   EXPECT_FALSE(parsed("ProtectionEnabled=0\n").protectionEnabled);
 }
 
@@ -160,6 +164,13 @@ TEST(ParseSettingsText, OnlyOneAndTrueAreTrue) {
   for (const char* value : {"0", "false", "True", "TRUE", "yes", "1 ", " 1", "01", "11", "", "true ", "on"}) {
     EXPECT_FALSE(parsed("WebShield=" + std::string(value) + "\n").webShield) << value;
   }
+}
+
+TEST(ParseSettingsText, AZeroByteIsAByteLikeAnyOther) {
+  EXPECT_FALSE(parsed("ScanArchives=1\0\n"sv).scanArchives);
+  EXPECT_EQ(parsed("LastThreatCount=1\0x\n"sv).lastThreatCount, 1u);
+  EXPECT_EQ(parsed("UpdateServer=a\0b\n"sv).updateServer, "a\0b"sv);
+  EXPECT_EQ(parsed("SignatureDb=a\0b\n"sv).signatureDb, L"a\0b"sv);
 }
 
 TEST(ParseSettingsText, TheLastDuplicateWins) {
@@ -190,6 +201,7 @@ TEST(ParseSettingsText, CarriageReturnsStayInTheValues) {
 TEST(ParseSettingsText, PathsComeFromUtf8AndMayBeEmpty) {
   EXPECT_EQ(parsed("SignatureDb=C:\\Базы\n").signatureDb, toWide("C:\\Базы"));
   EXPECT_EQ(parsed("QuarantineDir=\n").quarantineDir, L"");
+  EXPECT_EQ(parsed("SignatureDb=C:\\a\x80z\n").signatureDb, L"C:\\a\xFFFDz");  // no UTF-8
 }
 
 TEST(ParseSettingsText, LargeNumbersNeverFail) {

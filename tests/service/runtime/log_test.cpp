@@ -134,6 +134,16 @@ TEST_F(LogTest, CutsALongTextAndTheNextLineContinuesIt) {
   EXPECT_EQ(untimed(text().substr(kLongestLine)), "[INF] next\n");
 }
 
+TEST_F(LogTest, CutsInTheMiddleOfACharacterToo) {
+  const DebuggerEcho echo;
+  std::string longText;
+  while (longText.size() < 3000) longText += "ы";  // two bytes each; the stamp takes an odd number
+  log_.write(kLogInfo, "x" + longText);
+  EXPECT_EQ(untimed(text()), "[INF] x" + longText.substr(0, kLongestLine - kStampLength - 1));
+  EXPECT_EQ(text().back(), "ы"[0]);
+  EXPECT_EQ(echo.text(), text());
+}
+
 TEST_F(LogTest, AppendsToWhatIsThere) {
   close();
   test::writeFile(path_, "earlier\n");
