@@ -70,7 +70,7 @@ int printUpdateOutcome(const svc::EngineStatus& status) {
 
 }  // namespace
 
-HANDLE connectServicePipe(std::string* error, DWORD timeoutMs) {
+HANDLE connectServicePipe(std::string* error, DWORD timeoutMs, const PipeSystem& system) {
   for (DWORD waitedMs = 0;; waitedMs += kBusyWaitMs) {
     UniqueHandle pipe(::CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, /*share=*/0,
                                     /*security=*/nullptr, OPEN_EXISTING, /*flags=*/0, /*template=*/nullptr));
@@ -78,7 +78,7 @@ HANDLE connectServicePipe(std::string* error, DWORD timeoutMs) {
     const DWORD code = ::GetLastError();
     const bool mayCome = code == ERROR_PIPE_BUSY || code == ERROR_FILE_NOT_FOUND;
     if (mayCome) {
-      (void)::WaitNamedPipeW(kPipeName, kBusyWaitMs);  // the next try to open decides
+      (void)system.waitNamedPipe(kPipeName, kBusyWaitMs);  // the next try to open decides
       ::SetLastError(code);
     }
     if (!mayCome || waitedMs >= timeoutMs) {
@@ -92,7 +92,7 @@ int runPingClient(const PipeSystem& system) {
   UniqueHandle pipe;
   for (int attempt = 1; attempt <= kPingAttempts; ++attempt) {
     std::string error;
-    pipe.reset(connectServicePipe(&error, kConnectBudgetMs));
+    pipe.reset(connectServicePipe(&error, kConnectBudgetMs, system));
     if (pipe) break;
     print(L"попытка " + std::to_wstring(attempt) + L": ", error);
     system.sleep(kPingPauseMs);
@@ -118,7 +118,7 @@ int runPingClient(const PipeSystem& system) {
 
 int runUpdateCheckClient(const PipeSystem& system) {
   std::string error;
-  const UniqueHandle pipe(connectServicePipe(&error, kConnectBudgetMs));
+  const UniqueHandle pipe(connectServicePipe(&error, kConnectBudgetMs, system));
   if (!pipe) {
     print(L"канал не открыт: ", error);
     return 1;
@@ -148,7 +148,7 @@ int runUpdateCheckClient(const PipeSystem& system) {
 
 int runFirewallClient(const PipeSystem& system) {
   std::string error;
-  const UniqueHandle pipe(connectServicePipe(&error, kConnectBudgetMs));
+  const UniqueHandle pipe(connectServicePipe(&error, kConnectBudgetMs, system));
   if (!pipe) {
     print(L"канал не открыт: ", error);
     return 1;

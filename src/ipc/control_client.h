@@ -13,7 +13,8 @@ namespace korvel::ipc {
 /// Opens the service pipe, waiting in steps of 200 ms up to `timeoutMs` while it is busy. A missing pipe ends
 /// each step at once, so that without a service all tries take almost no time. Null on failure with "cannot
 /// connect to service pipe (win32=<code>)", the code of the last try to open. The caller closes the handle.
-HANDLE connectServicePipe(std::string* error, DWORD timeoutMs);
+HANDLE connectServicePipe(std::string* error, DWORD timeoutMs,
+                          const PipeSystem& system = PipeSystem::windows());
 
 /// Each prints Russian lines to the console and returns the process exit code. There is no time-out while a
 /// connected service does not answer.

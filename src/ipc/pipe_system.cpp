@@ -24,6 +24,8 @@ BOOL writeFile(HANDLE pipe, const void* buffer, DWORD bytes, DWORD* transferred,
 
 BOOL connectNamedPipe(HANDLE pipe, OVERLAPPED* overlapped) { return ::ConnectNamedPipe(pipe, overlapped); }
 
+BOOL waitNamedPipe(const wchar_t* name, DWORD milliseconds) { return ::WaitNamedPipeW(name, milliseconds); }
+
 DWORD waitForEither(HANDLE first, HANDLE second) {
   const HANDLE handles[] = {first, second};
   return ::WaitForMultipleObjects(2, handles, /*waitAll=*/FALSE, INFINITE);
@@ -40,6 +42,7 @@ constexpr PipeSystem kWindowsCalls{.convertSddl = convertSddl,
                                    .readFile = readFile,
                                    .writeFile = writeFile,
                                    .connectNamedPipe = connectNamedPipe,
+                                   .waitNamedPipe = waitNamedPipe,
                                    .waitForEither = waitForEither,
                                    .getOverlappedResult = getOverlappedResult,
                                    .sleep = sleep};

@@ -18,6 +18,7 @@ struct PipeSystem {
   BOOL (*readFile)(HANDLE pipe, void* buffer, DWORD bytes, DWORD* transferred, OVERLAPPED* overlapped);
   BOOL (*writeFile)(HANDLE pipe, const void* buffer, DWORD bytes, DWORD* transferred, OVERLAPPED* overlapped);
   BOOL (*connectNamedPipe)(HANDLE pipe, OVERLAPPED* overlapped);
+  BOOL (*waitNamedPipe)(const wchar_t* name, DWORD milliseconds);
   /// Waits for any of two objects without a limit.
   DWORD (*waitForEither)(HANDLE first, HANDLE second);
   BOOL (*getOverlappedResult)(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait);

@@ -69,14 +69,23 @@ class ControlClient : public testing::Test {
  protected:
   ControlClient() {
     sleeps.clear();
+    waits.clear();
     calls_.sleep = [](DWORD milliseconds) { sleeps.push_back(milliseconds); };
+    calls_.waitNamedPipe = [](const wchar_t* name, DWORD milliseconds) -> BOOL {
+      EXPECT_STREQ(name, L"\\\\.\\pipe\\KorvelAV");
+      waits.push_back(milliseconds);
+      ::SetLastError(ERROR_SEM_TIMEOUT);
+      return FALSE;
+    };
   }
 
   static std::vector<DWORD> sleeps;  // what the client would have slept
+  static std::vector<DWORD> waits;   // and how long it would have waited for a free instance
   PipeSystem calls_ = PipeSystem::windows();
   test::ConsoleCapture console_;
 };
 std::vector<DWORD> ControlClient::sleeps;
+std::vector<DWORD> ControlClient::waits;
 
 svc::EngineStatus sampleStatus() {
   svc::EngineStatus status;
@@ -103,10 +112,29 @@ TEST_F(ControlClient, ConnectingWithoutAServiceIsError2AtOnceInSpiteOfTheBudget)
 
 TEST_F(ControlClient, ConnectingToABusyServiceGivesUpAfterItsBudget) {
   const test::ConnectedPipe busy;
-  std::string error;
-  EXPECT_EQ(connectServicePipe(&error, 400), nullptr);
-  EXPECT_EQ(error, "cannot connect to service pipe (win32=231)");
-  EXPECT_EQ(::GetLastError(), DWORD{ERROR_PIPE_BUSY});
+  const struct {
+    DWORD budgetMs;
+    size_t waits;
+  } cases[] = {{0, 1}, {1, 2}, {200, 2}, {201, 3}, {3000, 16}};
+  for (const auto& c : cases) {
+    waits.clear();
+    std::string error;
+    EXPECT_EQ(connectServicePipe(&error, c.budgetMs, calls_), nullptr);
+    EXPECT_EQ(error, "cannot connect to service pipe (win32=231)");
+    EXPECT_EQ(::GetLastError(), DWORD{ERROR_PIPE_BUSY});
+    EXPECT_EQ(waits, std::vector<DWORD>(c.waits, 200)) << c.budgetMs;
+  }
+}
+
+TEST_F(ControlClient, EveryClientWaitsSixteenTimesAtEachAttempt) {
+  const test::ConnectedPipe busy;
+  EXPECT_EQ(runPingClient(calls_), 1);
+  EXPECT_EQ(waits.size(), 3 * 16u);
+  EXPECT_EQ(runUpdateCheckClient(calls_), 1);
+  EXPECT_EQ(waits.size(), 4 * 16u);
+  EXPECT_EQ(runFirewallClient(calls_), 1);
+  EXPECT_EQ(waits.size(), 5 * 16u);
+  EXPECT_EQ(console_.lines().back(), "канал не открыт: cannot connect to service pipe (win32=231)");
 }
 
 TEST_F(ControlClient, ConnectingWaitsForAnInstanceToBecomeFree) {
@@ -129,8 +157,9 @@ TEST_F(ControlClient, ConnectingGivesUpAtOnceOnAnyOtherError) {
   ASSERT_TRUE(outbound);
   std::string error;
   // A budget that does not end within any test.
-  EXPECT_EQ(connectServicePipe(&error, MAXDWORD), nullptr);
+  EXPECT_EQ(connectServicePipe(&error, MAXDWORD, calls_), nullptr);
   EXPECT_EQ(error, "cannot connect to service pipe (win32=5)");
+  EXPECT_TRUE(waits.empty());
 }
 
 TEST_F(ControlClient, PingPrintsTheStatusInSixLines) {
@@ -332,12 +361,6 @@ TEST_F(ControlClient, FirewallExchangeThatBreaksOff) {
   EXPECT_EQ(runFirewallClient(calls_), 2);
   ASSERT_EQ(console_.lines().size(), 1u);
   expectTextWithCode(console_.lines()[0], "обмен не удался: connection closed");
-}
-
-TEST_F(ControlClient, FirewallClientBeforeABusyServiceNamesTheBusyPipe) {
-  const test::ConnectedPipe busy;
-  EXPECT_EQ(runFirewallClient(calls_), 1);
-  EXPECT_EQ(console_.lines(), Lines{"канал не открыт: cannot connect to service pipe (win32=231)"});
 }
 
 }  // namespace
