@@ -34,6 +34,21 @@ void ChildProcess::start(const std::wstring& program, const std::wstring& argume
   startup.hStdInput = input.get();
   startup.hStdOutput = output.get();
   startup.hStdError = errorOutput.get();
+  launch(program, arguments, startup, /*flags=*/0);
+}
+
+void ChildProcess::startDetached(const std::wstring& program, const std::wstring& arguments) {
+  kill();
+  folder_.emplace();
+  (void)folder_->write(L"out", "");
+  (void)folder_->write(L"err", "");
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  launch(program, arguments, startup, DETACHED_PROCESS);
+}
+
+void ChildProcess::launch(const std::wstring& program, const std::wstring& arguments, STARTUPINFOW startup,
+                          DWORD flags) {
   std::wstring commandLine = L"\"" + program + L"\" " + arguments;
   PROCESS_INFORMATION info{};
   // The test platform now and then fails to start a process, above all right after the end of another.
@@ -41,7 +56,7 @@ void ChildProcess::start(const std::wstring& program, const std::wstring& argume
   for (int attempt = 0; attempt < kStartAttempts && !started; ++attempt) {
     if (attempt > 0) ::Sleep(kStartPauseMs);
     started = ::CreateProcessW(program.c_str(), commandLine.data(), /*processSecurity=*/nullptr,
-                               /*threadSecurity=*/nullptr, /*inheritHandles=*/TRUE, /*flags=*/0,
+                               /*threadSecurity=*/nullptr, /*inheritHandles=*/TRUE, flags,
                                /*environment=*/nullptr, /*directory=*/nullptr, &startup, &info) != FALSE;
   }
   if (!started) {
@@ -53,6 +68,8 @@ void ChildProcess::start(const std::wstring& program, const std::wstring& argume
 }
 
 bool ChildProcess::running() const { return process_ && !waitForExit(0); }
+
+DWORD ChildProcess::id() const { return ::GetProcessId(process_.get()); }
 
 std::optional<DWORD> ChildProcess::waitForExit(DWORD limitMs) const {
   DWORD code = 0;

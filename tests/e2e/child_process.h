@@ -19,8 +19,11 @@ class ChildProcess {
   /// Starts `program` with the text `arguments` behind its name; its standard output and error output go to
   /// files. Throws when it cannot be started.
   void start(const std::wstring& program, const std::wstring& arguments);
+  /// The same without a console, without an output and without an error output.
+  void startDetached(const std::wstring& program, const std::wstring& arguments);
 
   bool running() const;
+  DWORD id() const;
   /// The exit code, or nothing when the process still runs after `limitMs`.
   std::optional<DWORD> waitForExit(DWORD limitMs) const;
   /// Ends the process at once, as a power cut would, and waits until it is gone.
@@ -35,6 +38,8 @@ class ChildProcess {
   std::string errorOutput() const;
 
  private:
+  void launch(const std::wstring& program, const std::wstring& arguments, STARTUPINFOW startup, DWORD flags);
+
   std::optional<TempFolder> folder_;
   UniqueHandle process_;
 };

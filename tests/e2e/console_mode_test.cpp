@@ -3,6 +3,7 @@
 #include "config/data_paths.h"
 #include "e2e/machine.h"
 #include "e2e/own_console.h"
+#include "e2e/service_manager.h"
 #include "e2e/service_test.h"
 
 namespace korvel::test {
@@ -94,6 +95,33 @@ TEST_F(ConsoleMode, CtrlCStopsItCleanly) {
   ASSERT_TRUE(exitCode.has_value());
   EXPECT_EQ(*exitCode, 0u);
   EXPECT_TRUE(logGets("[INF] stopped\n"));
+}
+
+class Console : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    leaveConsole();
+  }
+};
+
+TEST_F(Console, IsMadeForAModeThatHasNowhereToPrint) {
+  service().startDetached(serviceExecutable(), L"--console");
+  Client client;
+  client.connect();
+  EXPECT_TRUE(hasConsole(service().id()));
+}
+
+TEST_F(Console, IsNotMadeWhereTheOutputGoesElsewhere) {
+  startService();
+  EXPECT_FALSE(hasConsole(service().id()));
+}
+
+TEST_F(Console, IsNotMadeForAService) {
+  RegisteredService managed;
+  ASSERT_TRUE(managed.start());
+  managed.waitFor(SERVICE_RUNNING);
+  EXPECT_FALSE(hasConsole(managed.status().dwProcessId));
 }
 
 /// Console events as the system delivers them: a thread in the process that runs its control routine. There

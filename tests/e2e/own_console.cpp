@@ -2,13 +2,13 @@
 
 #include <stdexcept>
 
-#include "base/win.h"
-
 namespace korvel::test {
 namespace {
 
 /// A handler and not the switch that ignores Ctrl+C: children inherit that one.
 BOOL WINAPI ignoreCtrlC(DWORD event) { return event == CTRL_C_EVENT; }
+
+bool taken = false;
 
 bool takeConsole() {
   ::FreeConsole();
@@ -18,7 +18,7 @@ bool takeConsole() {
 }  // namespace
 
 void useOwnConsole() {
-  static const bool taken = takeConsole();
+  if (!taken) taken = takeConsole();
   if (!taken) throw std::runtime_error("no console for this process");
 }
 
@@ -26,6 +26,17 @@ void pressCtrlC() {
   if (!::GenerateConsoleCtrlEvent(CTRL_C_EVENT, /*processGroup=*/0)) {
     throw std::runtime_error("Ctrl+C cannot be pressed");
   }
+}
+
+void leaveConsole() {
+  ::FreeConsole();
+  taken = false;
+}
+
+bool hasConsole(DWORD process) {
+  const bool attached = ::AttachConsole(process) != FALSE;
+  ::FreeConsole();
+  return attached;
 }
 
 }  // namespace korvel::test
