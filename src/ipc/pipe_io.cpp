@@ -113,9 +113,9 @@ HANDLE createServerPipe(DWORD openMode, const PipeSystem& system) {
     return INVALID_HANDLE_VALUE;
   }
   SECURITY_ATTRIBUTES security{sizeof security, descriptor.get(), /*inherit=*/FALSE};
-  return ::CreateNamedPipeW(kPipeName, openMode, PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT,
-                            PIPE_UNLIMITED_INSTANCES, kPipeBufferBytes, kPipeBufferBytes,
-                            kPipeDefaultTimeoutMs, &security);
+  return system.createNamedPipe(kPipeName, openMode, PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT,
+                                PIPE_UNLIMITED_INSTANCES, kPipeBufferBytes, kPipeBufferBytes,
+                                kPipeDefaultTimeoutMs, &security);
 }
 
 bool readExact(HANDLE pipe, void* buffer, size_t n, HANDLE stopEvent, std::string* error,

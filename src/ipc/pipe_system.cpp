@@ -10,6 +10,11 @@ BOOL convertSddl(const wchar_t* sddl, PSECURITY_DESCRIPTOR* descriptor) {
                                                                 /*size=*/nullptr);
 }
 
+HANDLE createNamedPipe(const wchar_t* name, DWORD openMode, DWORD pipeMode, DWORD instances, DWORD outBytes,
+                       DWORD inBytes, DWORD timeoutMs, SECURITY_ATTRIBUTES* security) {
+  return ::CreateNamedPipeW(name, openMode, pipeMode, instances, outBytes, inBytes, timeoutMs, security);
+}
+
 HANDLE createEvent() {
   return ::CreateEventW(/*security=*/nullptr, /*manualReset=*/TRUE, /*initialState=*/FALSE, /*name=*/nullptr);
 }
@@ -38,6 +43,7 @@ BOOL getOverlappedResult(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred
 void sleep(DWORD milliseconds) { ::Sleep(milliseconds); }
 
 constexpr PipeSystem kWindowsCalls{.convertSddl = convertSddl,
+                                   .createNamedPipe = createNamedPipe,
                                    .createEvent = createEvent,
                                    .readFile = readFile,
                                    .writeFile = writeFile,

@@ -327,7 +327,9 @@ TEST_F(Dispatcher, UnknownOpcodesAreNamedAndTheSessionGoesOn) {
 
 TEST_F(Dispatcher, ARefusalWithoutATextIsAnEmptyErrorFrameAndNotLogged) {
   engine_.refusal = "";
-  EXPECT_EQ(ask(Opcode::kReloadSignatures), (test::ReceivedFrame{0xFFFFFFFF, ""}));
+  for (const Opcode opcode : {Opcode::kReloadSignatures, Opcode::kStartLiveUpdate}) {
+    EXPECT_EQ(ask(opcode), (test::ReceivedFrame{0xFFFFFFFF, ""}));
+  }
   EXPECT_EQ(log_.lines(), std::vector<std::string>{});
 }
 

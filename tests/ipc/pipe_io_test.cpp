@@ -73,6 +73,28 @@ TEST(ServerPipe, IsOpenToLocalSystemAndUsersOnly) {
   EXPECT_EQ(asked, L"D:(A;;GA;;;SY)(A;;GA;;;BU)");
 }
 
+TEST(ServerPipe, IsAskedForWithExactlyThese) {
+  PipeSystem calls = PipeSystem::windows();
+  calls.createNamedPipe = [](const wchar_t* name, DWORD openMode, DWORD pipeMode, DWORD instances,
+                             DWORD outBytes, DWORD inBytes, DWORD timeoutMs,
+                             SECURITY_ATTRIBUTES* security) -> HANDLE {
+    EXPECT_STREQ(name, L"\\\\.\\pipe\\KorvelAV");
+    EXPECT_EQ(openMode, 0x40000003u);
+    EXPECT_EQ(pipeMode, 0u);  // remote clients are not turned away
+    EXPECT_EQ(instances, 255u);
+    EXPECT_EQ(outBytes, 65'536u);
+    EXPECT_EQ(inBytes, 65'536u);
+    EXPECT_EQ(timeoutMs, 30'000u);
+    EXPECT_EQ(security->nLength, sizeof *security);
+    EXPECT_NE(security->lpSecurityDescriptor, nullptr);
+    EXPECT_FALSE(security->bInheritHandle);
+    ::SetLastError(ERROR_PIPE_BUSY);
+    return INVALID_HANDLE_VALUE;
+  };
+  EXPECT_EQ(createServerPipe(0x40000003, calls), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(::GetLastError(), DWORD{ERROR_PIPE_BUSY});
+}
+
 TEST(ServerPipe, RefusedDescriptorIsError1337) {
   PipeSystem calls = PipeSystem::windows();
   calls.convertSddl = [](const wchar_t*, PSECURITY_DESCRIPTOR*) -> BOOL {

@@ -237,6 +237,25 @@ TEST_F(PipeServer, APipeThatCannotBeCreatedIsReportedAndTriedAgain) {
   EXPECT_EQ(log_.lines(), (Lines{line, line, kConnected}));
 }
 
+// Another process may have made the pipe first: its name is shared, not claimed.
+TEST_F(PipeServer, EveryInstanceIsOpenedAlikeTheFirstOneIncluded) {
+  static std::atomic<int> created;
+  created = 0;
+  calls_.createNamedPipe = [](const wchar_t* name, DWORD openMode, DWORD pipeMode, DWORD instances,
+                              DWORD outBytes, DWORD inBytes, DWORD timeoutMs,
+                              SECURITY_ATTRIBUTES* security) -> HANDLE {
+    ++created;
+    EXPECT_EQ(openMode, 0x40000003u);
+    return PipeSystem::windows().createNamedPipe(name, openMode, pipeMode, instances, outBytes, inBytes,
+                                                 timeoutMs, security);
+  };
+  start();
+  EXPECT_EQ(ask(openPipe().get(), 2).opcode, 2u);
+  EXPECT_EQ(ask(openPipe().get(), 2).opcode, 2u);
+  stop();
+  EXPECT_GE(created, 2);
+}
+
 TEST_F(PipeServer, ARefusedDescriptorIsReportedAsError1337) {
   calls_.convertSddl = [](const wchar_t* sddl, PSECURITY_DESCRIPTOR* descriptor) -> BOOL {
     return ++faults == 1 ? FALSE : PipeSystem::windows().convertSddl(sddl, descriptor);
