@@ -11,6 +11,12 @@ namespace {
 constexpr char kHeaderLine[] = "KORVELQUARANTINE/1\n";
 constexpr size_t kHashCharactersInName = 16;
 
+/// The digits at the very beginning of `value`; unlike in the settings, no blank and no sign comes before
+/// them. 0 without any.
+uint64_t leadingNumber(std::string_view value) {
+  return parseUnsigned(std::string(value.substr(0, value.find_first_not_of("0123456789"))));
+}
+
 /// One value of the block being read; an unknown key is ignored. "ID" is not among them: it starts a block.
 void assignField(QuarantineRecord& record, std::string_view key, std::string_view value) {
   if (key == "ORIG") {
@@ -28,9 +34,9 @@ void assignField(QuarantineRecord& record, std::string_view key, std::string_vie
   } else if (key == "SEV") {
     record.severity = parseSeverity(value);
   } else if (key == "SIZE") {
-    record.size = parseUnsigned(std::string(value));
+    record.size = leadingNumber(value);
   } else if (key == "TIME") {
-    record.time = parseUnsigned(std::string(value));
+    record.time = leadingNumber(value);
   }
 }
 
@@ -70,7 +76,7 @@ std::vector<QuarantineRecord> parseQuarantineIndex(std::string_view text) {
     const std::string_view value = line.substr(equals + 1);
     if (key == "ID") {
       endBlock();
-      current.id = parseUnsigned(std::string(value));
+      current.id = leadingNumber(value);
     } else {
       assignField(current, key, value);
     }

@@ -163,6 +163,13 @@ TEST(ParseQuarantineIndex, NumbersStopAtTheFirstNonDigit) {
   EXPECT_EQ(record.time, UINT64_MAX);
 }
 
+TEST(ParseQuarantineIndex, ABlankOrASignBeforeANumberMakesItZero) {
+  const QuarantineRecord record = only("ID=1\nSIZE= 5\nTIME=+5\n");
+  EXPECT_EQ(record.size, 0u);
+  EXPECT_EQ(record.time, 0u);
+  EXPECT_TRUE(parseQuarantineIndex("ID=-1\nNAME=a\nID=\t2\nNAME=b\n").empty());
+}
+
 TEST(ParseQuarantineIndex, SeverityNamesHaveAnyCaseAndUnknownOnesAreClean) {
   EXPECT_EQ(only("ID=1\nSEV=MeDiUm\n").severity, kSeverityMedium);
   EXPECT_EQ(only("ID=1\nSEV=clean\n").severity, kSeverityClean);

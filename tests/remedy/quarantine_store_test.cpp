@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -16,6 +17,7 @@ namespace korvel {
 namespace {
 
 using test::readFile;
+using test::removeTree;
 using test::TempFolder;
 using test::writeFile;
 using Records = std::vector<QuarantineRecord>;
@@ -434,6 +436,26 @@ TEST_F(QuarantineStoreTest, AFileWithALongPathGoesAndComesBack) {
   std::string error;
   EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error)) << error;
   EXPECT_EQ(readFile(L"\\\\?\\" + path), "bytes");
+}
+
+// The test platform has no second drive, but it reaches other file systems of the machine it runs on.
+TEST_F(QuarantineStoreTest, AFileOfAnotherVolumeGoesAndComesBack) {
+  const std::wstring volume = L"\\\\?\\unix\\dev\\shm";
+  if (!pathExists(volume)) GTEST_SKIP() << "there is no other volume here";
+  // Other runs share that volume.
+  const std::wstring path = volume + L"\\korvel-test-" + std::to_wstring(std::random_device()()) + L".exe";
+  writeFile(path, "bytes");
+  const bool sameVolume = ::MoveFileExW(path.c_str(), folder_.at(L"moved.exe").c_str(), /*flags=*/0);
+  if (sameVolume) GTEST_SKIP() << "it is the same volume";
+
+  const QuarantineRecord record = add(path);
+  EXPECT_FALSE(pathExists(path));
+  EXPECT_TRUE(pathExists(record.storedPath));
+  std::string error;
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error)) << error;
+  EXPECT_FALSE(pathExists(record.storedPath));
+  EXPECT_EQ(readFile(path), "bytes");
+  removeTree(path);
 }
 
 }  // namespace
