@@ -3,6 +3,7 @@
 #include <set>
 
 #include "base/files.h"
+#include "base/utf.h"
 #include "e2e/sample_files.h"
 #include "e2e/service_test.h"
 
@@ -64,6 +65,7 @@ class Realtime : public ServiceTest {
   /// Starts the service and waits until its watch is armed: until a file made again and again is reported.
   void startArmed() {
     startService();
+    paths_.clear();
     const std::wstring probe = L"C:\\Users\\korvel-test\\probe\\probe.pdf.exe";
     for (int i = 0; i < 100 && paths_.count(probe) == 0; ++i) {
       removeTree(L"C:\\Users\\korvel-test");
@@ -146,6 +148,39 @@ TEST_F(Realtime, SwitchedOnAtRunTimeItWatchesNothingBeforeTheRestart) {
   EXPECT_TRUE(progress().events.empty());
   stopService();
   startArmed();
+}
+
+TEST_F(Realtime, AReloadDoesNotReachTheWatcherBeforeTheRestart) {
+  const std::wstring signatures = folder().write(L"changing.txt", std::string(64, '0') + "\n");
+  writeSettings("SignatureDb=" + toUtf8(signatures) + "\n");
+  startArmed();
+  writeFile(signatures, eicarSignatures());
+  reply(ipc::Opcode::kReloadSignatures);
+
+  const std::wstring listed = L"C:\\Users\\korvel-test\\t9\\eicar.com";
+  const std::wstring next = L"C:\\Users\\korvel-test\\t9\\next.pdf.exe";
+  writeFile(listed, eicarText());
+  writeFile(next, "x");
+  ASSERT_TRUE(reported(next));
+  EXPECT_EQ(paths_.count(listed), 0u);
+  scan({L"C:\\Users\\korvel-test\\t9"});
+  EXPECT_EQ(results().size(), 2u);
+
+  stopService();
+  startArmed();
+  EXPECT_TRUE(reportedOnceWritten(listed, eicarText()));
+}
+
+TEST_F(Realtime, NothingIsQuarantinedUnasked) {
+  writeSettings("QuarantineOnDetect=1\n");
+  startArmed();
+  const std::wstring path = L"C:\\Users\\korvel-test\\t10\\x.pdf.exe";
+  writeFile(path, "x");
+  ASSERT_TRUE(reported(path));
+  scan({L"C:\\Users\\korvel-test\\t10"});
+  EXPECT_EQ(results().size(), 1u);
+  EXPECT_TRUE(pathExists(path));
+  EXPECT_TRUE(quarantine().empty());
 }
 
 TEST_F(Realtime, EachEventIsHandedOutOnce) {
