@@ -145,7 +145,8 @@ TEST_F(FilterLinkTest, ADriverThatGoesAwayEndsTheLink) {
 TEST_F(FilterLinkTest, StopReturnsAfterOneMoreMessage) {
   connect();
   ASSERT_EQ(driver_.ask(L"C:\\good.exe", 1), true);
-  ::Sleep(100);  // the link waits for its next message now
+  while (link_.handled() == 0) ::Sleep(1);
+  ::Sleep(300);  // the link waits for its next message now
   HANDLE thread = ::CreateThread(
       nullptr, 0,
       [](void* link) -> DWORD {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 #include "base/win.h"
@@ -17,11 +18,16 @@ class ScanCancellerTest : public testing::Test {
   ScanCancellerTest() : scanner_(std::make_shared<SignatureDatabase>(), ScanOptions{}) {
     for (int i = 0; i < 40; ++i) folder_.write(std::to_wstring(i) + L".exe", "x");
   }
-  /// Scans slowly enough for a flag to be noticed in the middle; returns how many files were scanned.
-  uint64_t scanSlowly() {
-    return scanner_.scan({{folder_.path(), true}}, nullptr, [](const FileVerdict&) { ::Sleep(20); })
-        .filesScanned;
+  /// Scans with a pause after each file; returns how many files were scanned.
+  uint64_t scanSlowly(
+      DWORD pauseMs, const std::function<void()>& atEachFile = [] {}) {
+    const auto pause = [&](const FileVerdict&) {
+      atEachFile();
+      ::Sleep(pauseMs);
+    };
+    return scanner_.scan({{folder_.path(), true}}, nullptr, pause).filesScanned;
   }
+  static constexpr DWORD kNoticeableMs = 500;  // forty of these are time enough for a flag to be noticed
 
   test::TempFolder folder_;
   FileScanner scanner_;
@@ -32,35 +38,27 @@ class ScanCancellerTest : public testing::Test {
 TEST_F(ScanCancellerTest, ACancelDuringTheScanEndsIt) {
   ScanCanceller canceller(scanner_, cancel_, stop_);
   canceller.watchCancelRequests();
-  const uint64_t scanned = scanner_
-                               .scan({{folder_.path(), true}}, nullptr,
-                                     [this](const FileVerdict&) {
-                                       cancel_ = true;
-                                       ::Sleep(20);
-                                     })
-                               .filesScanned;
-  EXPECT_LT(scanned, 40u);
+  EXPECT_LT(scanSlowly(kNoticeableMs, [this] { cancel_ = true; }), 40u);
 }
 
 TEST_F(ScanCancellerTest, ACancelFromBeforeTheScanIsLost) {
   cancel_ = true;
   ScanCanceller canceller(scanner_, cancel_, stop_);
   canceller.watchCancelRequests();
-  EXPECT_EQ(scanSlowly(), 40u);
+  EXPECT_EQ(scanSlowly(/*pauseMs=*/20), 40u);
 }
 
 TEST_F(ScanCancellerTest, AStopFromBeforeTheScanStillEndsIt) {
   stop_ = true;
   ScanCanceller canceller(scanner_, cancel_, stop_);
   canceller.watchCancelRequests();
-  EXPECT_LT(scanSlowly(), 40u);
+  EXPECT_LT(scanSlowly(kNoticeableMs), 40u);
 }
 
 TEST_F(ScanCancellerTest, AStopEndsTheCountingToo) {
   stop_ = true;
   ScanCanceller canceller(scanner_, cancel_, stop_);
-  ::Sleep(150);
-  EXPECT_EQ(scanner_.measure({{folder_.path(), true}}).filesTotal, 0u);
+  while (scanner_.measure({{folder_.path(), true}}).filesTotal != 0) ::Sleep(10);  // or for ever
 }
 
 }  // namespace
