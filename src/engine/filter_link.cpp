@@ -65,8 +65,8 @@ void FilterLink::loop() {
       continue;
     }
     const bool allow = !callback_ || callback_(message->path);
+    handled_.fetch_add(1);  // first: whoever sees the answer also sees it counted
     answer(message->messageId, !allow);
-    handled_.fetch_add(1);
   }
   connected_.store(false);
 }

@@ -65,8 +65,6 @@ TEST_F(FilterLinkTest, QueriesOfBothTypesAreAnsweredByTheCallback) {
   const std::array<uint8_t, kFilterAnswerBytes> expected = encodeFilterAnswer(9, /*block=*/true);
   EXPECT_EQ(driver_.receive(5'000), std::vector<uint8_t>(expected.begin(), expected.end()));
   EXPECT_EQ(asked_, (std::vector<std::wstring>{L"C:\\good.exe", L"C:\\bad.exe", L"C:\\bad.exe"}));
-  driver_.unload();
-  link_.stop();
   EXPECT_EQ(link_.handled(), 3u);
 }
 
@@ -145,7 +143,6 @@ TEST_F(FilterLinkTest, ADriverThatGoesAwayEndsTheLink) {
 TEST_F(FilterLinkTest, StopReturnsAfterOneMoreMessage) {
   connect();
   ASSERT_EQ(driver_.ask(L"C:\\good.exe", 1), true);
-  while (link_.handled() == 0) ::Sleep(1);
   ::Sleep(300);  // the link waits for its next message now
   HANDLE thread = ::CreateThread(
       nullptr, 0,
