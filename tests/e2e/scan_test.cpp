@@ -130,6 +130,23 @@ TEST_F(Scan, QuickScopeReachesTheUserFolders) {
   EXPECT_TRUE(found);
 }
 
+TEST_F(Scan, FullScopeReachesWhatTheQuickOneLeavesOut) {
+  const std::wstring file = L"C:\\korvel-e2e-full\\x.pdf.exe";
+  writeFile(file, "x");
+  startScan(ScanScope::kFull, {});
+  const auto found = [&] {
+    for (const svc::ThreatRecord& threat : results()) {
+      if (threat.path == file) return true;
+    }
+    return false;
+  };
+  EXPECT_TRUE(waitUntil(200'000, [&] { return found() || !progress().scanning; }));
+  EXPECT_TRUE(found());
+  reply(Opcode::kCancelScan);
+  waitForScanEnd();
+  removeTree(L"C:\\korvel-e2e-full");
+}
+
 TEST_F(Scan, ASecondOneIsRefusedWhileOneRuns) {
   startScan(ScanScope::kCustom, {manyPrograms()});
   EXPECT_EQ(refusal(Opcode::kStartScan, ipc::encodeStartScan({ScanScope::kCustom, {folder().path()}})),
