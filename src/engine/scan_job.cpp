@@ -109,12 +109,12 @@ ScanSummary ScanWorker::countAndScan(FileScanner& scanner, const std::vector<Sca
   setScanState(L"counting");
   ScanProgressInfo counted = scanner.measure(targets);
   counted.phase = L"scanning";
+  canceller.watchCancelRequests();  // first: whoever sees the scan begin can also cancel it
   {
     const MutexLock lock(stateMutex_);
     progress_ = std::move(counted);
   }
   if (stopping_.isSet()) return {};
-  canceller.watchCancelRequests();
   return scanner.scan(
       targets, [this](const ScanProgressInfo& info) { showProgress(info); },
       [this](const FileVerdict& verdict) { takeVerdict(verdict); });

@@ -111,6 +111,14 @@ TEST_F(Scan, StartsAnewWithEmptyResults) {
   folder().write(L"in\\eicar.com", eicarText());
   scan({folder().at(L"in")});
   EXPECT_EQ(results().size(), 1u);
+  const ipc::ProgressReply idle = scan({});
+  ScanProgressInfo nothingDone;
+  nothingDone.phase = L"idle";
+  EXPECT_EQ(idle.progress, nothingDone);
+  EXPECT_EQ(idle.lastSummary, ScanSummary{});
+  EXPECT_TRUE(results().empty());
+
+  scan({folder().at(L"in")});
   const ipc::ProgressReply end = scan({folder().at(L"missing")});
   EXPECT_EQ(end.lastSummary.threats, 0u);
   EXPECT_TRUE(results().empty());
@@ -172,6 +180,7 @@ TEST_F(Scan, IsRefusedWithoutProtectionEvenWhileOneRuns) {
 }
 
 TEST_F(Scan, CancelEndsAScanInMidWalk) {
+  scan({folder().path()});  // a scan before it makes no difference
   startScan(ScanScope::kCustom, {manyPrograms()});
   ASSERT_TRUE(waitForPhase(L"scanning"));
   reply(Opcode::kCancelScan);
