@@ -48,12 +48,11 @@ uint64_t fileSizeOrZero(const std::wstring& path) {
   return static_cast<uint64_t>(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
 }
 
-/// What stands before the last run of separators; empty when there is none.
+/// What stands before the last separator; empty when there is none. A run of separators may stay at the end:
+/// it counts as one.
 std::wstring folderOf(const std::wstring& path) {
-  size_t end = path.find_last_of(L"\\/");
-  if (end == std::wstring::npos) return {};
-  while (end > 0 && isPathSeparator(path[end - 1])) --end;
-  return path.substr(0, end);
+  const size_t end = path.find_last_of(L"\\/");
+  return end == std::wstring::npos ? std::wstring() : path.substr(0, end);
 }
 
 /// Replaces what is at `to`. From another volume the file is copied and then deleted.

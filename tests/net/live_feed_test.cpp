@@ -253,6 +253,7 @@ TEST_F(LiveFeed, FullDiskIsATemporaryThatCannotBeWritten) {
 TEST_F(LiveFeed, DatabaseThatCannotBeReplacedStays) {
   test::publish("/good", kHashA + "\n");
   writeOld();
+  ::SetFileAttributesW(target_.c_str(), FILE_ATTRIBUTE_READONLY);
   {
     const UniqueHandle holder(::CreateFileW(target_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -260,6 +261,7 @@ TEST_F(LiveFeed, DatabaseThatCannotBeReplacedStays) {
     EXPECT_EQ(error_, "cannot replace live database, win32=5");
   }
   expectUntouched();
+  EXPECT_EQ(::GetFileAttributesW(target_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);  // cleared before the move
 }
 
 // --- limits ---

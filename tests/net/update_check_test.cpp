@@ -160,6 +160,7 @@ TEST_F(UpdateCheck, OlderInstallerOfTheSameVersionIsReplacedEvenWhenReadOnly) {
 
 TEST_F(UpdateCheck, InstallerThatCannotBeReplacedStays) {
   test::writeFile(setupPath(L"1.3.0"), "older");
+  ::SetFileAttributesW(setupPath(L"1.3.0").c_str(), FILE_ATTRIBUTE_READONLY);
   {
     const UniqueHandle holder(::CreateFileW(setupPath(L"1.3.0").c_str(), GENERIC_READ, FILE_SHARE_READ,
                                             nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -169,6 +170,8 @@ TEST_F(UpdateCheck, InstallerThatCannotBeReplacedStays) {
   EXPECT_EQ(path_, L"old path");
   EXPECT_EQ(test::readFile(setupPath(L"1.3.0")), "older");
   EXPECT_FALSE(pathExists(setupPath(L"1.3.0") + L".tmp"));
+  // Cleared before the move.
+  EXPECT_EQ(::GetFileAttributesW(setupPath(L"1.3.0").c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
 }
 
 TEST_F(UpdateCheck, TemporaryThatCannotBeWrittenIsNamed) {

@@ -105,14 +105,16 @@ TEST_F(HostsFile, ReadOnlyFileIsReplacedAndLosesTheAttribute) {
   EXPECT_EQ(::GetFileAttributesW(hosts_.c_str()) & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN), 0u);
 }
 
-TEST_F(HostsFile, LockedFileStaysAndTheTemporaryGoes) {
+TEST_F(HostsFile, LockedFileStaysButForItsAttributesAndTheTemporaryGoes) {
   write(kUserLines);
+  ::SetFileAttributesW(hosts_.c_str(), FILE_ATTRIBUTE_READONLY);
   {
     const UniqueHandle holder = hold(FILE_SHARE_READ);
     EXPECT_FALSE(apply({"a.com"}));
     EXPECT_EQ(error_, "cannot replace hosts, win32=5");
   }
   EXPECT_EQ(text(), kUserLines);
+  EXPECT_EQ(::GetFileAttributesW(hosts_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
   EXPECT_FALSE(temporaryExists());
   write(kApplied);
   {
