@@ -31,8 +31,8 @@ class RealtimeWatcherTest : public testing::Test {
   }
 
   void watch(const std::vector<std::wstring>& roots) {
-    watcher_ = std::make_unique<RealtimeWatcher>(std::make_shared<SignatureDatabase>(), ScanOptions{},
-                                                 stopping_, [this](const FileVerdict& verdict) {
+    watcher_ = std::make_unique<RealtimeWatcher>(database_, ScanOptions{}, stopping_,
+                                                 [this](const FileVerdict& verdict) {
                                                    {
                                                      const std::lock_guard lock(mutex_);
                                                      detected_.insert(verdict.path);
@@ -68,6 +68,7 @@ class RealtimeWatcherTest : public testing::Test {
   test::TempFolder logFolder_;
   test::TempFolder root_;
   test::TempFolder otherRoot_;
+  const std::shared_ptr<SignatureDatabase> database_ = std::make_shared<SignatureDatabase>();
   StopFlag stopping_;
   std::mutex mutex_;
   std::set<std::wstring> detected_;
@@ -93,12 +94,17 @@ TEST_F(RealtimeWatcherTest, AFileRenamedIntoPlaceIsScannedUnderItsNewName) {
 }
 
 TEST_F(RealtimeWatcherTest, FilesOfNoInterestAndHiddenDotFoldersAreNotReported) {
+  const std::string abc = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+  ASSERT_TRUE(
+      database_->loadFile(logFolder_.write(L"signatures", abc + ":tag:Abc:low:Test.Abc:x\n"), nullptr));
   watch({root_.path()});
   test::writeFile(root_.at(L".hidden\\invoice.pdf.exe"), "x");
   test::writeFile(root_.at(L"new\\plain.exe"), "x");
+  test::writeFile(root_.at(L"new\\listed as low.exe"), "abc");
   ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\invoice.pdf.exe")));
   EXPECT_FALSE(seen(root_.at(L".hidden\\invoice.pdf.exe")));
   EXPECT_FALSE(seen(root_.at(L"new\\plain.exe")));
+  EXPECT_FALSE(seen(root_.at(L"new\\listed as low.exe")));
 }
 
 TEST_F(RealtimeWatcherTest, AMissingRootIsPassedOver) {

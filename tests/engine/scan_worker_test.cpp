@@ -155,6 +155,8 @@ TEST_F(ScanWorkerTest, AFinishedScanIsRecordedAsCancelledAndStillCounts) {
   EXPECT_EQ(worker.getProgress().phase, L"cancelled");
   EXPECT_EQ(worker.getProgress().filesTotal, 2u);
   EXPECT_EQ(worker.getProgress().filesDone, 2u);
+  EXPECT_EQ(worker.getProgress().bytesTotal, 8u);
+  EXPECT_EQ(worker.getProgress().bytesDone, 8u);
   const ScanSummary summary = worker.getLastSummary();
   EXPECT_TRUE(summary.cancelled);
   EXPECT_EQ(summary.filesScanned, 2u);
@@ -184,6 +186,18 @@ TEST_F(ScanWorkerTest, ResultsHoldDetectionsAndTheCacheHoldsEveryFile) {
   const std::string cache = test::readFile(scanCachePath());
   EXPECT_NE(cache.find(toUtf8(clean) + "|5|"), std::string::npos);
   EXPECT_NE(cache.find(toUtf8(listed) + "|3|"), std::string::npos);
+}
+
+TEST_F(ScanWorkerTest, AListedFileOfLowSeverityIsAThreatWithoutARecord) {
+  test::writeFile(seed_, std::string(kAbcSha256) + ":tag:Abc:low:Test.Abc:x\n");
+  const std::wstring listed = folder_.write(L"listed.exe", "abc");
+  ScanWorker& worker = startWorker();
+  scanFolder(worker);
+  EXPECT_EQ(worker.getLastSummary().threats, 1u);
+  EXPECT_TRUE(worker.getResults().empty());
+  const std::string cache = test::readFile(scanCachePath());
+  EXPECT_NE(cache.find(toUtf8(listed) + "|3|"), std::string::npos);
+  EXPECT_TRUE(cache.ends_with("|low\n"));
 }
 
 TEST_F(ScanWorkerTest, ANewScanBeginsWithEmptyResults) {
