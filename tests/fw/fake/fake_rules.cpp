@@ -49,13 +49,13 @@ class Enumerator final : public ComObject<IEnumVARIANT> {
   Enumerator() : ComObject("enum") {}
 
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* out, ULONG* fetched) override {
-    if (fetched != nullptr) *fetched = 0;
+    *fetched = 0;  // as enumerators do that count on being told where
     if (const auto injected = recorder().enter("enum.Next", std::to_string(count))) return *injected;
     if (count != 1) return E_INVALIDARG;
     const std::vector<Element>& elements = recorder().state.elements;
     if (at_ >= elements.size()) return S_FALSE;
     putElement(elements[at_++], out);
-    if (fetched != nullptr) *fetched = 1;
+    *fetched = 1;
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE Skip(ULONG) override { return E_NOTIMPL; }
