@@ -44,6 +44,21 @@ TEST_P(PeImportsOfBothKinds, ByOrdinalHaveNoName) {
   EXPECT_EQ(importsOf(PeBuilder(GetParam()).importOrdinal("a.dll", 7).build()), Names{});
 }
 
+TEST_P(PeImportsOfBothKinds, ByOrdinalHaveNoNameEvenWhereTheNumberIsTheAddressOfAText) {
+  Bytes image = PeBuilder(GetParam()).importOrdinal("a.dll", 0x50 - 2).build();
+  image[0x50] = 'T';  // in the headers, before the signature
+  EXPECT_EQ(importsOf(image), Names{});
+}
+
+TEST_P(PeImportsOfBothKinds, EndWithTheEmptyDescriptor) {
+  PeBuilder builder =
+      PeBuilder(GetParam()).import("a.dll", {"F"}).import("b.dll", {"G"}).import("c.dll", {"H"});
+  Bytes image = builder.build();
+  const auto second = image.begin() + builder.sectionRawPointer(0) + 20;
+  std::fill(second, second + 20, uint8_t{0});
+  EXPECT_EQ(importsOf(image), Names{"F"});
+}
+
 TEST_P(PeImportsOfBothKinds, AreReadFromTheAddressTableWhenThereIsNoLookupTable) {
   EXPECT_EQ(importsOf(PeBuilder(GetParam()).withoutLookupTable().import("a.dll", {"F", "G"}).build()),
             (Names{"F", "G"}));
@@ -118,11 +133,12 @@ TEST(PeImports, CutOffByTheEndOfTheBufferEndThere) {
 }
 
 TEST(PeImports, AtAddressesOutsideTheImageAreNoNames) {
-  PeBuilder builder = PeBuilder().import("a.dll", {"F", "G", "H"});
+  PeBuilder builder = PeBuilder().import("a.dll", {"F", "G", "I", "H"});
   Bytes image = builder.build();
   const size_t lookupTable = builder.sectionRawPointer(0) + 40;
   put64(image, lookupTable, 0x7FFFFFFFFFFFFFFF);
   put64(image, lookupTable + 8, 0xFFFFFFFF);
+  put32(image, lookupTable + 16 + 4, 1);  // 4 GiB above the name
   EXPECT_EQ(importsOf(image), Names{"H"});
 }
 

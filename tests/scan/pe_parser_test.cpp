@@ -114,6 +114,15 @@ TEST(PeParser, ReadsFieldsBeyondTheBufferAsZero) {
   EXPECT_EQ(info.sectionCount, 0u);
 }
 
+TEST(PeParser, ReadsADirectoryBeyondTheBufferAsEmpty) {
+  PeBuilder builder = programWithCode().directory(kPeImportDirectory, 0x1000, 40);
+  const Bytes whole = builder.build();
+  const auto cutAt = [&](size_t size) { return parsePe(ByteView(whole.data(), size), whole.size()); };
+  EXPECT_TRUE(cutAt(builder.directoryAt(kPeImportDirectory) + 8).hasImports);
+  EXPECT_FALSE(cutAt(builder.directoryAt(kPeImportDirectory) + 7).hasImports);
+  EXPECT_FALSE(cutAt(builder.directoryAt(0)).hasImports);
+}
+
 TEST(PeParser, TellsDirectoriesByTheirSizes) {
   for (const PeKind kind : {PeKind::kPe32, PeKind::kPe32Plus}) {
     const PeInfo none = parse(programWithCode(kind).build());

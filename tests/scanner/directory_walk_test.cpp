@@ -4,6 +4,7 @@
 
 #include "base/long_path.h"
 #include "scan_fixture.h"
+#include "support/test_servers.h"
 
 namespace korvel {
 namespace {
@@ -81,6 +82,36 @@ TEST_F(DirectoryWalkTest, FilesBelowVeryLongPathsAreFound) {
   ASSERT_GT(path.size(), 260u);
   test::writeFile(path, "x");
   EXPECT_EQ(walk(folder_.path(), true), std::vector<std::wstring>{path});
+}
+
+/// Folders beside a real excluded one, whose names begin as its name does or nearly so.
+class ExcludedDirectoryTest : public DirectoryWalkTest {
+ protected:
+  void SetUp() override {
+    if (!test::isTestMachine()) GTEST_SKIP() << "writes into the machine's own folders";
+    test::writeFile(excluded_ + L"\\direct.txt", "x");
+    test::writeFile(excluded_ + L"\\sub\\deep.txt", "x");
+    test::writeFile(other_ + L"\\sub\\seen.txt", "x");
+  }
+  void TearDown() override {
+    test::removeTree(excluded_);
+    test::removeTree(other_);
+  }
+
+  const std::wstring parent_ = L"C:\\ProgramData\\Microsoft";
+  const std::wstring excluded_ = parent_ + L"\\Windows Defender of Korvel's tests";
+  const std::wstring other_ = parent_ + L"\\Windows Defence of Korvel's tests";
+};
+
+TEST_F(ExcludedDirectoryTest, IsNotEnteredWhateverItsCase) {
+  const std::vector<std::wstring> found = walk(parent_, true);
+  EXPECT_TRUE(std::count(found.begin(), found.end(), other_ + L"\\sub\\seen.txt"));
+  EXPECT_FALSE(std::count(found.begin(), found.end(), excluded_ + L"\\direct.txt"));
+  EXPECT_FALSE(std::count(found.begin(), found.end(), excluded_ + L"\\sub\\deep.txt"));
+}
+
+TEST_F(ExcludedDirectoryTest, IsListedAsATargetButNotEnteredFurther) {
+  EXPECT_EQ(walk(excluded_, true), std::vector<std::wstring>{excluded_ + L"\\direct.txt"});
 }
 
 TEST(ForFileApi, OnlyLongAbsolutePathsGetThePrefix) {
