@@ -194,6 +194,20 @@ TEST(PeImports, IgnoreSectionsThatTakeNoMemory) {
   EXPECT_EQ(importsOf(image), Names{"F"});
 }
 
+TEST(PeImports, MayLieInASectionThatGivesNoVirtualSize) {
+  PeBuilder builder = PeBuilder().import("a.dll", {"F"});
+  Bytes image = builder.build();
+  put32(image, builder.sectionHeaderAt(0) + 8, 0);
+  EXPECT_EQ(importsOf(image), Names{"F"});
+}
+
+TEST(PeImports, LieInTheFirstOfSeveralSectionsAtOneAddress) {
+  PeBuilder builder = PeBuilder().section({"zeros", kPeData, Bytes(512)}).import("a.dll", {"F"});
+  Bytes image = builder.build();
+  put32(image, builder.sectionHeaderAt(0) + 12, builder.sectionAddress(1));
+  EXPECT_EQ(importsOf(image), Names{});
+}
+
 TEST(PeImports, OfAnEmptyTableWithoutASecondAreNone) {
   // Read as a table of thunks, the "MZ" at address 0 would point to the name in this section.
   constexpr uint32_t kStart = 0x1000;
