@@ -26,12 +26,11 @@ std::optional<bool> parseFlag(std::string_view text) {
 struct Split {
   std::string_view head;
   std::string_view rest;  // empty without a separator
-  bool found = false;
 };
 Split splitAtFirst(std::string_view text, char separator) {
   const size_t at = text.find(separator);
-  if (at == std::string_view::npos) return {text, {}, false};
-  return {text.substr(0, at), text.substr(at + 1), true};
+  if (at == std::string_view::npos) return {text, {}};
+  return {text.substr(0, at), text.substr(at + 1)};
 }
 
 std::string_view fileNamePart(std::string_view path) {
@@ -60,7 +59,7 @@ bool parseApplicationRequest(std::string_view request, ApplicationRequest& parse
   const std::string direction = lowerAscii(second.head);
   const bool known = (action == "block" || action == "allow") &&
                      (direction == "in" || direction == "out" || direction == "both");
-  if (!known || !second.found || second.rest.empty()) {
+  if (!known || second.rest.empty()) {
     return fail(error, "некорректное описание правила приложения");
   }
   parsed = {action == "allow" ? kAllow : kBlock, direction != "out", direction != "in",
