@@ -92,7 +92,7 @@ TEST(CreateDirectories, FailsOnAFileInTheWay) {
   EXPECT_EQ(readFile(file), "x");
 }
 
-TEST(CreateDirectories, FailsOnAnEmptyPath) { EXPECT_FALSE(createDirectories(L"")); }
+TEST(CreateDirectories, FailsOnAnEmptyPath) { EXPECT_FALSE(createDirectories(std::wstring())); }
 
 TEST(CreateDirectories, ManyThreadsMayMakeTheSameTree) {
   const TempFolder folder;

@@ -4,6 +4,7 @@
 //   crash_child LOG WAY [CODE ADDRESS]
 //
 // The id of the thread that crashes is written to the standard output first.
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -26,8 +27,8 @@ void announceThread() {
 
 void violateAccess() {
   announceThread();
-  volatile int* const nowhere = reinterpret_cast<int*>(0x10);
-  *nowhere = 1;
+  volatile uintptr_t nowhere = 0x10;  // the compiler must not see through it
+  *reinterpret_cast<volatile int*>(nowhere) = 1;
 }
 
 void throwUncaught() {
