@@ -1,8 +1,7 @@
 // File-system steps that several rooms need: status, directories, whole files, and replacing a file so
 // that nobody, not even after a kill at any moment, sees it half-written.
 //
-// All functions are thread-safe as far as the file system is. Paths are UTF-16; pathStatus() and
-// createDirectories() take long ones too.
+// All functions are thread-safe as far as the file system is. Paths are UTF-16 and may be long.
 #pragma once
 
 #include <cstdint>
@@ -51,7 +50,7 @@ bool writeAll(HANDLE file, std::string_view bytes);
 /// instance that is dropped before commit() deletes its temporary. Not thread-safe.
 class FileReplacement {
  public:
-  FileReplacement(std::wstring target, std::wstring temporary);
+  FileReplacement(const std::wstring& target, const std::wstring& temporary);
   ~FileReplacement();
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;

@@ -16,7 +16,7 @@ constexpr DWORD kProtectingAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
 
 UniqueHandle createForWriting(const std::wstring& path) {
-  return UniqueHandle(::CreateFileW(path.c_str(), GENERIC_WRITE,
+  return UniqueHandle(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                     /*security=*/nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                                     /*template=*/nullptr));
@@ -73,7 +73,7 @@ bool createDirectories(const std::wstring& path) {
 }
 
 UniqueHandle openForReading(const std::wstring& path) {
-  return UniqueHandle(::CreateFileW(path.c_str(), GENERIC_READ,
+  return UniqueHandle(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                     /*security=*/nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, /*template=*/nullptr));
@@ -121,8 +121,8 @@ bool writeAll(HANDLE file, std::string_view bytes) {
   return true;
 }
 
-FileReplacement::FileReplacement(std::wstring target, std::wstring temporary)
-    : target_(std::move(target)), temporary_(std::move(temporary)) {}
+FileReplacement::FileReplacement(const std::wstring& target, const std::wstring& temporary)
+    : target_(forFileApi(target)), temporary_(forFileApi(temporary)) {}
 
 FileReplacement::~FileReplacement() {
   file_.reset();
@@ -164,7 +164,7 @@ bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
   const MutexLock lock(turn);
 
   // A move would replace what opening for writing refuses to touch; such a file goes the plain way.
-  const DWORD attributes = ::GetFileAttributesW(path.c_str());
+  const DWORD attributes = ::GetFileAttributesW(forFileApi(path).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & kProtectingAttributes) == 0) {
     FileReplacement replacement(path, path + L".tmp");
     if (replacement.open()) {
