@@ -127,9 +127,9 @@ class ScanBench {
   }
 
   void largeFiles() const {
-    const std::vector<double> best =
-        bestOf(arguments_.rounds(5), {timed([paths = subject_.files(large_)] { md5All(paths); }),
-                                      timed([this] { scan(large_, 0); })});
+    const std::vector<double> best = bestOf(
+        arguments_.rounds(5),
+        {timed([paths = subject_.files(large_)] { md5All(paths); }), timed([this] { scan(large_, 0); })});
     figures_.atLeast("large files, to reading them with MD5 alone", best[0] / best[1], 0.80);
   }
 

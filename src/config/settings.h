@@ -11,21 +11,21 @@ namespace korvel {
 struct Settings {
   Settings();
 
-  bool protectionEnabled = true;    ///< master switch of protection
+  bool protectionEnabled = true;  ///< master switch of protection
   bool realTimeEnabled = true;
   bool scanArchives = false;        ///< stored and exchanged; scanning does not use it
   bool scanRemovable = false;       ///< stored and exchanged; scanning does not use it
   bool showThreatModal = true;      ///< for the user interface
   bool quarantineOnDetect = false;  ///< for the user interface
   bool scheduledScan = true;
-  uint32_t scheduledHour = 4;       ///< 0 to 23, UTC
-  uint64_t lastScanUtc = 0;         ///< Unix seconds; 0 = never
+  uint32_t scheduledHour = 4;  ///< 0 to 23, UTC
+  uint64_t lastScanUtc = 0;    ///< Unix seconds; 0 = never
   uint64_t lastThreatCount = 0;
   bool liveUpdates = true;
-  uint64_t lastLiveUpdateUtc = 0;   ///< Unix seconds; 0 = never
+  uint64_t lastLiveUpdateUtc = 0;  ///< Unix seconds; 0 = never
   bool webShield = true;
-  std::string updateServer;         ///< base address, UTF-8; empty = none
-  std::wstring signatureDb;         ///< the seed signature file
+  std::string updateServer;  ///< base address, UTF-8; empty = none
+  std::wstring signatureDb;  ///< the seed signature file
   std::wstring quarantineDir;
 
   bool operator==(const Settings&) const = default;

@@ -31,6 +31,7 @@ std::vector<ScanTarget> targetsOf(ScanScope scope, const std::vector<std::wstrin
       break;
   }
   std::vector<ScanTarget> targets;  // also for numbers beyond the scopes
+  targets.reserve(paths.size());
   for (const std::wstring& path : paths) targets.push_back({path, /*recursive=*/true});
   return targets;
 }

@@ -79,6 +79,7 @@ bool addRules(INetFwRules& rules, const std::vector<RuleDescription>& wanted, st
 /// Compared as the API spells the names, since a path that is no valid UTF-8 changes in the conversion.
 NameTest namesOf(const std::vector<RuleDescription>& wanted) {
   std::vector<std::wstring> names;
+  names.reserve(wanted.size());
   for (const RuleDescription& rule : wanted) names.push_back(toWide(rule.name));
   return [names = std::move(names)](const std::wstring& name) {
     return std::find(names.begin(), names.end(), name) != names.end();

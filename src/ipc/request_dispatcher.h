@@ -7,8 +7,8 @@ namespace korvel::ipc {
 
 /// Returns when the client disconnects, a transfer fails, a stop is requested, or after answering a stop
 /// request. True when every reply was written whole, so that the client may still be reading; false when the
-/// stop cut one short. Runs on the pipe server's thread. The engine is found in the engine slot and must stay there
-/// meanwhile.
+/// stop cut one short. Runs on the pipe server's thread. The engine is found in the engine slot and must stay
+/// there meanwhile.
 ///
 /// Every request that arrives whole gets exactly one reply: the request's own opcode, or kErrorOpcode with
 /// the reason as text, which is also logged. What an operation throws becomes such a reason; a request or a

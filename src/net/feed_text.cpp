@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kHexDigits = 2 * sizeof(FeedKey);
-constexpr size_t kRenderPieceBytes = 64 * 1024;
+constexpr size_t kRenderPieceBytes = size_t{64} << 10;
 
 // Written out, so that the compiler sees one move and one byte swap in each.
 uint64_t bigEndianWord(const uint8_t* from) {

@@ -19,7 +19,8 @@ class QuarantineStore {
   /// ("exists") when the index's status cannot be read.
   bool ensureStore(const std::wstring& dir, std::string* error) EXCLUDES(mutex_);
 
-  /// Moves the file at `path` into quarantine and records it. `outRecord` may be null. Throws as ensureStore().
+  /// Moves the file at `path` into quarantine and records it. `outRecord` may be null. Throws as
+  /// ensureStore().
   bool addFile(const std::wstring& dir, const std::wstring& path, const std::string& sha256,
                const std::string& threat, const std::string& code, Severity severity,
                QuarantineRecord* outRecord, std::string* error) EXCLUDES(mutex_);

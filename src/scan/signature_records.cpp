@@ -7,7 +7,7 @@
 namespace korvel {
 namespace {
 
-constexpr size_t kBlockBytes = 16 * 1024;
+constexpr size_t kBlockBytes = size_t{16} << 10;
 constexpr size_t kOwnBlockBytes = 1024;  // a text from this size on gets a block of exactly its size
 
 uint32_t nextNumber(size_t count) {

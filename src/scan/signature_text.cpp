@@ -17,7 +17,7 @@ constexpr std::string_view kNoFamilyWord = "SIGNATURE";
 constexpr size_t kLongFormFields = 6;
 
 // From here on an unfinished line is looked at: is it worth keeping?
-constexpr size_t kSuspiciousLineBytes = 64 * 1024;
+constexpr size_t kSuspiciousLineBytes = size_t{64} << 10;
 constexpr size_t kSha256Chars = 2 * kSha256Bytes;
 
 /// The first fields of a line, up to those that the long form has.

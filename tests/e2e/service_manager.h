@@ -29,7 +29,8 @@ class RegisteredService {
   SERVICE_STATUS_PROCESS status() const;
   /// The process of the started service, to wait for.
   UniqueHandle openProcess() const;
-  /// Polls until the service is in `state`; returns every different status seen on the way, the last included.
+  /// Polls until the service is in `state`; returns every different status seen on the way, the last
+  /// included.
   std::vector<SERVICE_STATUS_PROCESS> waitFor(DWORD state, DWORD limitMs = 30'000) const;
 
  private:

@@ -26,7 +26,9 @@ TEST(ParseCommandLine, AFlagCountsAnywhereInsideAWord) {
   EXPECT_EQ(parseCommandLine(L"x--consoley").mode, RunMode::kConsole);
 }
 
-TEST(ParseCommandLine, CaseMatters) { EXPECT_EQ(parseCommandLine(L"--PING --Console").mode, RunMode::kService); }
+TEST(ParseCommandLine, CaseMatters) {
+  EXPECT_EQ(parseCommandLine(L"--PING --Console").mode, RunMode::kService);
+}
 
 TEST(ParseCommandLine, OnlyServiceModeWantsNoConsole) {
   EXPECT_FALSE(parseCommandLine(L"").wantsConsole);

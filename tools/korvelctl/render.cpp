@@ -157,7 +157,7 @@ std::string renderBytes(uint64_t bytes) {
 
 std::string renderMilliseconds(uint64_t ms) {
   if (ms < 1000) return std::to_string(ms) + " ms";
-  if (ms < 60'000) return oneDecimal(static_cast<double>(ms / 100) / 10, "s");
+  if (ms < 60'000) return oneDecimal(static_cast<double>(ms - ms % 100) / 1000, "s");
   return std::to_string(ms / 60'000) + " min " + std::to_string(ms / 1000 % 60) + " s";
 }
 

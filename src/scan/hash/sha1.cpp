@@ -16,7 +16,7 @@ struct Sha1Words {
 template <int kStep>
 [[gnu::always_inline]] inline uint32_t scheduled(uint32_t (&w)[16], const uint8_t* block) {
   if constexpr (kStep < 16) {
-    return w[kStep] = loadBe32(block + 4 * kStep);
+    return w[kStep] = loadBe32(block + size_t{4} * kStep);
   } else {
     return w[kStep % 16] =
                std::rotl(w[(kStep - 3) % 16] ^ w[(kStep - 8) % 16] ^ w[(kStep - 14) % 16] ^ w[kStep % 16], 1);

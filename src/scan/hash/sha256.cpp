@@ -17,7 +17,7 @@ struct Sha256Words {
 template <int kStep>
 [[gnu::always_inline]] inline uint32_t scheduled(uint32_t (&w)[16], const uint8_t* block) {
   if constexpr (kStep < 16) {
-    return w[kStep] = loadBe32(block + 4 * kStep);
+    return w[kStep] = loadBe32(block + size_t{4} * kStep);
   } else {
     const uint32_t older = w[(kStep - 15) % 16];
     const uint32_t newer = w[(kStep - 2) % 16];

@@ -18,7 +18,8 @@ HRESULT WINAPI FilterConnectCommunicationPort(LPCWSTR name, DWORD options, LPCVO
                                               LPSECURITY_ATTRIBUTES, HANDLE* port) {
   *port = nullptr;
   if (::lstrcmpW(name, kPortName) != 0 || options != 0 || contextBytes != 0) return E_INVALIDARG;
-  HANDLE pipe = ::CreateFileW(kDriverPipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  HANDLE pipe =
+      ::CreateFileW(kDriverPipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   if (pipe == INVALID_HANDLE_VALUE) return lastErrorResult();
   DWORD mode = PIPE_READMODE_MESSAGE;
   ::SetNamedPipeHandleState(pipe, &mode, nullptr, nullptr);
