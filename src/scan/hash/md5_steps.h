@@ -37,7 +37,7 @@ template <int kStep>
   constexpr int kShifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
   constexpr int kShift = kShifts[kRound][kStep % 4];
 
-  uint32_t sum = a + loadLe32(block + 4 * (kWordOf[kRound] % 16)) + kMd5Sines[kStep];
+  uint32_t sum = a + loadLe32(block + size_t{4} * (kWordOf[kRound] % 16)) + kMd5Sines[kStep];
   // `b` comes from the step before and is what everything waits for, so each form touches it last. In the
   // second round the two halves of the choice have no bit in common and may be added one after the other.
   if constexpr (kRound == 0) sum += d ^ (b & (c ^ d));

@@ -51,7 +51,7 @@ template <int kGroup>
   auto& words = sha1.words[kGroup % 4];
   if constexpr (kGroup < 4) {
     const __m128i allBytesReversed = _mm_set_epi64x(0x0001020304050607, 0x08090a0b0c0d0e0f);
-    words = _mm_shuffle_epi8(loadVector(block + 16 * kGroup), allBytesReversed);
+    words = _mm_shuffle_epi8(loadVector(block + size_t{16} * kGroup), allBytesReversed);
   } else {
     words = _mm_sha1msg1_epu32(words, sha1.words[(kGroup + 1) % 4]);
     words = _mm_xor_si128(words, sha1.words[(kGroup + 2) % 4]);
@@ -93,7 +93,7 @@ template <int kGroup>
   auto& words = sha256.words[kGroup % 4];
   if constexpr (kGroup < 4) {
     const __m128i bytesOfWordsReversed = _mm_set_epi64x(0x0c0d0e0f08090a0b, 0x0405060700010203);
-    words = _mm_shuffle_epi8(loadVector(block + 16 * kGroup), bytesOfWordsReversed);
+    words = _mm_shuffle_epi8(loadVector(block + size_t{16} * kGroup), bytesOfWordsReversed);
   } else {
     const __m128i last = sha256.words[(kGroup + 3) % 4];
     const __m128i sevenBack = _mm_alignr_epi8(last, sha256.words[(kGroup + 2) % 4], 4);
@@ -101,7 +101,7 @@ template <int kGroup>
     words = _mm_sha256msg2_epu32(_mm_add_epi32(words, sevenBack), last);
   }
   // Two rounds at a time, each with the two lowest words of the sum; the halves of the state change places.
-  const __m128i sums = _mm_add_epi32(words, loadVector(kSha256Constants + 4 * kGroup));
+  const __m128i sums = _mm_add_epi32(words, loadVector(kSha256Constants + size_t{4} * kGroup));
   sha256.cdgh = _mm_sha256rnds2_epu32(sha256.cdgh, sha256.abef, sums);
   sha256.abef = _mm_sha256rnds2_epu32(sha256.abef, sha256.cdgh, _mm_shuffle_epi32(sums, 0x0e));
 }
