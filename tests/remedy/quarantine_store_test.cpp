@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <thread>
 #include <vector>
 
@@ -17,7 +16,6 @@ namespace korvel {
 namespace {
 
 using test::readFile;
-using test::removeTree;
 using test::TempFolder;
 using test::writeFile;
 using Records = std::vector<QuarantineRecord>;
@@ -442,9 +440,8 @@ TEST_F(QuarantineStoreTest, AFileWithALongPathGoesAndComesBack) {
 TEST_F(QuarantineStoreTest, AFileOfAnotherVolumeGoesAndComesBack) {
   const std::wstring volume = L"\\\\?\\unix\\dev\\shm";
   if (!pathExists(volume)) GTEST_SKIP() << "there is no other volume here";
-  // Other runs share that volume.
-  const std::wstring path = volume + L"\\korvel-test-" + std::to_wstring(std::random_device()()) + L".exe";
-  writeFile(path, "bytes");
+  const TempFolder elsewhere(volume);
+  const std::wstring path = elsewhere.write(L"file.exe", "bytes");
   const bool sameVolume = ::MoveFileExW(path.c_str(), folder_.at(L"moved.exe").c_str(), /*flags=*/0);
   if (sameVolume) GTEST_SKIP() << "it is the same volume";
 
@@ -455,7 +452,6 @@ TEST_F(QuarantineStoreTest, AFileOfAnotherVolumeGoesAndComesBack) {
   EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error)) << error;
   EXPECT_FALSE(pathExists(record.storedPath));
   EXPECT_EQ(readFile(path), "bytes");
-  removeTree(path);
 }
 
 }  // namespace

@@ -9,6 +9,8 @@ namespace korvel::test {
 class TempFolder {
  public:
   TempFolder();
+  /// Made directly in `parent`, which may be shared with test runs that know nothing of this one.
+  explicit TempFolder(const std::wstring& parent);
   ~TempFolder();
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;

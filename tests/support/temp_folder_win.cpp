@@ -1,6 +1,7 @@
 #include "support/temp_folder.h"
 
 #include <atomic>
+#include <random>
 #include <stdexcept>
 
 #include "base/files.h"
@@ -17,6 +18,13 @@ TempFolder::TempFolder() {
   path_ = joinPath(
       base, L"korvel-test-" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(++counter));
   if (!createDirectories(path_)) throw std::runtime_error("cannot create " + toUtf8(path_));
+}
+
+TempFolder::TempFolder(const std::wstring& parent)
+    : path_(joinPath(parent, L"korvel-test-" + std::to_wstring(std::random_device()()))) {
+  if (!::CreateDirectoryW(path_.c_str(), /*security=*/nullptr)) {
+    throw std::runtime_error("cannot create " + toUtf8(path_));
+  }
 }
 
 TempFolder::~TempFolder() { removeTree(path_); }
