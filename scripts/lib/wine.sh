@@ -25,9 +25,10 @@ if setarch -R true 2>/dev/null; then FIXED_ADDRESSES=(setarch -R); fi
 # make_prefix DIR: a new prefix from nothing.
 make_prefix() {
   export WINEPREFIX=$1
-  "${FIXED_ADDRESSES[@]}" wineboot --init &&
-    wine reg add 'HKCU\Software\Wine' /v Version /d win10 /f &&
-    wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d false /f || return
+  local run=("${FIXED_ADDRESSES[@]}")
+  "${run[@]}" wineboot --init &&
+    "${run[@]}" wine reg add 'HKCU\Software\Wine' /v Version /d win10 /f &&
+    "${run[@]}" wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d false /f || return
   wineserver -k || true
   wineserver -w || true
 }

@@ -13,9 +13,7 @@ struct PipeSystem {
 
   /// The security descriptor of an SDDL text; the caller frees it with LocalFree.
   BOOL (*convertSddl)(const wchar_t* sddl, PSECURITY_DESCRIPTOR* descriptor);
-  HANDLE(*createNamedPipe)
-  (const wchar_t* name, DWORD openMode, DWORD pipeMode, DWORD instances, DWORD outBytes, DWORD inBytes,
-   DWORD timeoutMs, SECURITY_ATTRIBUTES* security);
+  decltype(&::CreateNamedPipeW) createNamedPipe;
   /// Manual-reset, not signalled.
   HANDLE (*createEvent)();
   BOOL (*readFile)(HANDLE pipe, void* buffer, DWORD bytes, DWORD* transferred, OVERLAPPED* overlapped);

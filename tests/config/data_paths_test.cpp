@@ -44,8 +44,9 @@ TEST(DataPaths, TheSeedDatabaseLiesBesideTheExecutable) {
 class KnownFolders : public testing::Test {
  protected:
   void SetUp() override {
-    // Windows itself keeps what it has read.
-    if (::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr) GTEST_SKIP();
+    if (::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr) {
+      GTEST_SKIP() << "Windows itself reads its known folders once and keeps them";
+    }
     copyRoot(HKEY_LOCAL_MACHINE, machine_, L"machine");
     copyRoot(HKEY_CURRENT_USER, user_, L"user");
     ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine_);
