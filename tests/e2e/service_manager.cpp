@@ -10,6 +10,7 @@ namespace {
 
 constexpr wchar_t kName[] = L"KorvelService";
 constexpr DWORD kPollMs = 5;
+constexpr DWORD kForgottenLimitMs = 30'000;
 
 [[noreturn]] void fail(const char* step) {
   throw std::runtime_error(std::string(step) + ", win32=" + std::to_string(::GetLastError()));
@@ -26,11 +27,17 @@ RegisteredService::RegisteredService()
     : manager_(::OpenSCManagerW(/*machine=*/nullptr, /*database=*/nullptr, SC_MANAGER_ALL_ACCESS)) {
   if (!manager_) fail("OpenSCManager");
   const std::wstring path = L"\"" + serviceExecutable() + L"\"";
-  service_.reset(::CreateServiceW(manager_.get(), kName, kName, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
-                                  SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, path.c_str(), /*group=*/nullptr,
-                                  /*tag=*/nullptr, /*dependencies=*/nullptr, /*account=*/nullptr,
-                                  /*password=*/nullptr));
-  if (!service_) fail("CreateService");
+  // The manager keeps a deleted service until it has itself seen the last process end.
+  const ULONGLONG end = ::GetTickCount64() + kForgottenLimitMs;
+  for (;;) {
+    service_.reset(::CreateServiceW(manager_.get(), kName, kName, SERVICE_ALL_ACCESS,
+                                    SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                    path.c_str(), /*group=*/nullptr, /*tag=*/nullptr, /*dependencies=*/nullptr,
+                                    /*account=*/nullptr, /*password=*/nullptr));
+    if (service_) return;
+    if (::GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE || ::GetTickCount64() > end) fail("CreateService");
+    ::Sleep(kPollMs);
+  }
 }
 
 RegisteredService::~RegisteredService() {
@@ -41,7 +48,11 @@ RegisteredService::~RegisteredService() {
   ::DeleteService(service_.get());
 }
 
-bool RegisteredService::start() { return ::StartServiceW(service_.get(), 0, nullptr) != FALSE; }
+bool RegisteredService::start() {
+  if (!::StartServiceW(service_.get(), 0, nullptr)) return false;
+  process_.reset(::OpenProcess(SYNCHRONIZE, /*inherit=*/FALSE, status().dwProcessId));
+  return true;
+}
 
 bool RegisteredService::control(DWORD code) {
   SERVICE_STATUS ignored{};
@@ -58,12 +69,6 @@ SERVICE_STATUS_PROCESS RegisteredService::status() const {
   return status;
 }
 
-UniqueHandle RegisteredService::openProcess() const {
-  UniqueHandle process(::OpenProcess(SYNCHRONIZE, /*inherit=*/FALSE, status().dwProcessId));
-  if (!process) fail("OpenProcess");
-  return process;
-}
-
 std::vector<SERVICE_STATUS_PROCESS> RegisteredService::waitFor(DWORD state, DWORD limitMs) const {
   std::vector<SERVICE_STATUS_PROCESS> seen;
   const ULONGLONG end = ::GetTickCount64() + limitMs;
@@ -73,6 +78,8 @@ std::vector<SERVICE_STATUS_PROCESS> RegisteredService::waitFor(DWORD state, DWOR
     if (now.dwCurrentState == state) break;
     ::Sleep(kPollMs);
   } while (::GetTickCount64() < end);
+  // "Stopped" is the last status of a process that still has to end.
+  if (seen.back().dwCurrentState == SERVICE_STOPPED && process_) ::WaitForSingleObject(process_.get(), limitMs);
   return seen;
 }
 

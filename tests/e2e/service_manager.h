@@ -24,18 +24,19 @@ class RegisteredService {
   RegisteredService& operator=(const RegisteredService&) = delete;
 
   bool start();
+  /// The process of the last start, to wait for; null when it had ended before it could be opened.
+  HANDLE process() const { return process_.get(); }
   /// False with the manager's code in GetLastError().
   bool control(DWORD code);
   SERVICE_STATUS_PROCESS status() const;
-  /// The process of the started service, to wait for.
-  UniqueHandle openProcess() const;
   /// Polls until the service is in `state`; returns every different status seen on the way, the last
-  /// included.
+  /// included. A stopped service's process has ended too.
   std::vector<SERVICE_STATUS_PROCESS> waitFor(DWORD state, DWORD limitMs = 30'000) const;
 
  private:
   UniqueServiceHandle manager_;
   UniqueServiceHandle service_;
+  UniqueHandle process_;
 };
 
 }  // namespace korvel::test
