@@ -10,6 +10,8 @@ namespace {
 
 constexpr wchar_t kName[] = L"KorvelService";
 constexpr DWORD kPollMs = 5;
+constexpr int kStartAttempts = 3;
+constexpr DWORD kStartPauseMs = 100;
 constexpr DWORD kForgottenLimitMs = 30'000;
 
 [[noreturn]] void fail(const char* step) {
@@ -49,14 +51,21 @@ RegisteredService::~RegisteredService() {
 }
 
 bool RegisteredService::start() {
-  if (!::StartServiceW(service_.get(), 0, nullptr)) return false;
+  // The test platform now and then fails to start a process.
+  bool started = false;
+  for (int attempt = 0; attempt < kStartAttempts && !started; ++attempt) {
+    if (attempt > 0) ::Sleep(kStartPauseMs);
+    started = ::StartServiceW(service_.get(), 0, nullptr) != FALSE;
+  }
+  if (!started) return false;
   process_.reset(::OpenProcess(SYNCHRONIZE, /*inherit=*/FALSE, status().dwProcessId));
   return true;
 }
 
 bool RegisteredService::control(DWORD code) {
   SERVICE_STATUS ignored{};
-  return ::ControlService(service_.get(), code, &ignored) != FALSE;
+  // A service may act on a stop and end before the manager has its answer.
+  return ::ControlService(service_.get(), code, &ignored) || ::GetLastError() == ERROR_BROKEN_PIPE;
 }
 
 SERVICE_STATUS_PROCESS RegisteredService::status() const {
