@@ -97,6 +97,7 @@ TEST_F(Schedule, StartedWithinTheWindowScansAtOnceAndQuickly) {
   const std::wstring file = std::wstring(profile) + L"\\Downloads\\korvel-e2e.pdf.exe";
   writeFile(file, "x");
   startAt(3, 9, 30);
+  EXPECT_TRUE(waitUntil(kPeriodMs, [this] { return progress().scanning || finishedScans() > 0; }));
   waitForScanEnd();
   removeTree(file);
   EXPECT_EQ(finishedScans(), 1);
