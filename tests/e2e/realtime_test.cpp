@@ -76,8 +76,8 @@ class Realtime : public ServiceTest {
     ASSERT_EQ(paths_.count(probe), 1u) << "the watch was never armed";
   }
 
-  /// Makes an empty folder that the watch has reached. The test platform learns of a new folder a moment after
-  /// it was made, and of nothing that was made in it before.
+  /// Makes an empty folder that the watch has reached. The test platform learns of a new folder a moment
+  /// after it was made, and of nothing that was made in it before.
   std::wstring watchedFolder(const std::wstring& path) {
     const std::wstring probe = path + L"\\probe.pdf.exe";
     EXPECT_TRUE(reportedOnceWritten(probe, "x")) << toUtf8(path);

@@ -32,12 +32,13 @@ RegisteredService::RegisteredService()
   // The manager keeps a deleted service until it has itself seen the last process end.
   const ULONGLONG end = ::GetTickCount64() + kForgottenLimitMs;
   for (;;) {
-    service_.reset(::CreateServiceW(manager_.get(), kName, kName, SERVICE_ALL_ACCESS,
-                                    SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                                    path.c_str(), /*group=*/nullptr, /*tag=*/nullptr, /*dependencies=*/nullptr,
-                                    /*account=*/nullptr, /*password=*/nullptr));
+    service_.reset(::CreateServiceW(
+        manager_.get(), kName, kName, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
+        SERVICE_ERROR_NORMAL, path.c_str(), /*group=*/nullptr, /*tag=*/nullptr, /*dependencies=*/nullptr,
+        /*account=*/nullptr, /*password=*/nullptr));
     if (service_) return;
-    if (::GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE || ::GetTickCount64() > end) fail("CreateService");
+    if (::GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE || ::GetTickCount64() > end)
+      fail("CreateService");
     ::Sleep(kPollMs);
   }
 }
@@ -88,7 +89,8 @@ std::vector<SERVICE_STATUS_PROCESS> RegisteredService::waitFor(DWORD state, DWOR
     ::Sleep(kPollMs);
   } while (::GetTickCount64() < end);
   // "Stopped" is the last status of a process that still has to end.
-  if (seen.back().dwCurrentState == SERVICE_STOPPED && process_) ::WaitForSingleObject(process_.get(), limitMs);
+  if (seen.back().dwCurrentState == SERVICE_STOPPED && process_)
+    ::WaitForSingleObject(process_.get(), limitMs);
   return seen;
 }
 
