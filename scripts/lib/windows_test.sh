@@ -57,14 +57,14 @@ windows_test() {
     windows.net_tests | windows.hosts_tests) surroundings=with_web_servers ;;
   esac
   make_test_prefix "$prefix" "${@:2}"
-  local result=$prefix/drive_c/tests/result.json attempt
+  # GoogleTest makes the file "begun" before the first case and removes it after the last.
+  local result=$prefix/drive_c/tests/result.json begun=$prefix/drive_c/tests/begun attempt
   for attempt in 1 2 3; do
     status=0
-    "$surroundings" "$prefix" "$program" --gtest_color=no '--gtest_output=json:C:\tests\result.json' \
-      "--gtest_filter=$tests" </dev/null || status=$?
-    # Status 1 without a result: Wine ended before the program began (see FIXED_ADDRESSES).
-    if ((status != 1)) || [[ -f $result ]]; then break; fi
-    echo "attempt $attempt: the program did not start"
+    TEST_PREMATURE_EXIT_FILE='C:\tests\begun' "$surroundings" "$prefix" "$program" --gtest_color=no \
+      '--gtest_output=json:C:\tests\result.json' "--gtest_filter=$tests" </dev/null || status=$?
+    if ((status != 1)) || [[ -f $result || -f $begun ]]; then break; fi
+    echo "attempt $attempt: Wine ended before the program began" # see FIXED_ADDRESSES
   done
   cp "$result" "$json" || true
   end_prefix "$prefix"

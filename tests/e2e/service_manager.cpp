@@ -52,13 +52,11 @@ RegisteredService::~RegisteredService() {
 }
 
 bool RegisteredService::start() {
-  // The test platform now and then fails to start a process.
-  bool started = false;
-  for (int attempt = 0; attempt < kStartAttempts && !started; ++attempt) {
-    if (attempt > 0) ::Sleep(kStartPauseMs);
-    started = ::StartServiceW(service_.get(), 0, nullptr) != FALSE;
+  for (int attempt = 1; !::StartServiceW(service_.get(), 0, nullptr); ++attempt) {
+    // The test platform now and then fails to start a process. Any other failure is the service's own.
+    if (::GetLastError() != ERROR_INTERNAL_ERROR || attempt == kStartAttempts) return false;
+    ::Sleep(kStartPauseMs);
   }
-  if (!started) return false;
   process_.reset(::OpenProcess(SYNCHRONIZE, /*inherit=*/FALSE, status().dwProcessId));
   return true;
 }

@@ -106,7 +106,7 @@ TEST_F(Stop, WhileStarting) {
   }
   expectPromptTimes();
   expectNoScan();
-  EXPECT_GT(inTime, stopCount() / 4) << "the phase was missed";
+  EXPECT_GT(inTime, stopCount() / 2) << "the phase was missed";
   // The start is brought to its end first.
   EXPECT_EQ(logCount("running in console mode (Ctrl+C to stop)"), stopCount());
   EXPECT_EQ(logCount("[INF] stopped"), stopCount());
