@@ -16,7 +16,7 @@
 #include "scan/directory_walk.h"
 #include "scan/file_scanner.h"
 #include "scan/scan_filter.h"
-#include "scan/signature_database.h"
+#include "signatures/signature_database.h"
 
 namespace {
 
@@ -61,8 +61,7 @@ class CancelBench {
   }
 
   double longestFile() {
-    const std::atomic<bool> cancel{false};
-    korvel::DirectoryWalk walk(targets_.front(), /*followSymlinks=*/false, cancel);
+    korvel::DirectoryWalk walk(targets_.front(), /*followSymlinks=*/false, /*stop=*/{});
     double longest = 0;
     for (korvel::WalkedFile file; walk.next(file);) {
       if (!shouldScan(file.path, ScanOptions())) continue;

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "measure.h"
-#include "scan/hash/byte_histogram.h"
-#include "scan/hash/kernels.h"
-#include "scan/hash/md5.h"
-#include "scan/hash/sha1.h"
-#include "scan/hash/sha256.h"
-#include "scan/hash/triple_digest.h"
+#include "hash/byte_histogram.h"
+#include "hash/kernels.h"
+#include "hash/md5.h"
+#include "hash/sha1.h"
+#include "hash/sha256.h"
+#include "hash/triple_digest.h"
 
 namespace {
 
@@ -56,12 +56,12 @@ class DigestBench {
       for (int i = 0; i < repeats_; ++i) body(bytes.data(), bytes.size());
     });
   }
-  template <typename Digest>
+  template <typename Hasher>
   Loop ours() const {
     return over(noise_, [](const uint8_t* data, size_t length) {
-      Digest digest;
-      digest.update(data, length);
-      keep(digest.digest());
+      Hasher hasher;
+      hasher.update(data, length);
+      keep(hasher.digest());
     });
   }
   Loop openSsl(const EVP_MD* digest) const {

@@ -14,13 +14,13 @@
 #include "base/win.h"
 #include "literal_scan.h"
 #include "scan/file_rules.h"
-#include "scan/hash/kernels.h"
-#include "scan/hash/md5.h"
-#include "scan/hash/sha1.h"
-#include "scan/hash/sha256.h"
-#include "scan/hash/word_bytes.h"
-#include "scan/pe_analysis.h"
-#include "scan/signature_database.h"
+#include "hash/kernels.h"
+#include "hash/md5.h"
+#include "hash/sha1.h"
+#include "hash/sha256.h"
+#include "hash/word_bytes.h"
+#include "pe/pe_analysis.h"
+#include "signatures/signature_database.h"
 
 namespace korvel::bench {
 namespace {
@@ -38,7 +38,7 @@ class PlainDigest {
     feed(data, length);
   }
 
-  std::string hex() {
+  auto digest() {
     const uint64_t bits = Algorithm::kByteOrder == std::endian::little ? bits_ : __builtin_bswap64(bits_);
     const uint8_t end = 0x80, zero = 0;
     feed(&end, 1);
@@ -46,7 +46,7 @@ class PlainDigest {
     uint8_t count[sizeof bits];
     storeLe64(count, bits);
     feed(count, sizeof count);
-    return hash::hexText(hash::digestBytes(state_, Algorithm::kByteOrder));
+    return hash::digestBytes(state_, Algorithm::kByteOrder);
   }
 
  private:
@@ -85,21 +85,20 @@ size_t read(HANDLE file, std::vector<uint8_t>& buffer) {
              : 0;
 }
 
-template <typename Digest>
-std::string digestOfFile(const std::wstring& path) {
+template <typename Hasher>
+auto digestOfFile(const std::wstring& path) {
   const UniqueHandle file = open(path);
-  if (!file) return {};
   std::vector<uint8_t> buffer(kReadChunkBytes);
-  Digest digest;
-  while (const size_t got = read(file.get(), buffer)) digest.update(buffer.data(), got);
-  return digest.hex();
+  Hasher hasher;
+  while (const size_t got = file ? read(file.get(), buffer) : 0) hasher.update(buffer.data(), got);
+  return hasher.digest();
 }
 
-template <typename Digest>
-std::string digestOfBytes(const std::vector<uint8_t>& bytes) {
-  Digest digest;
-  digest.update(bytes.data(), bytes.size());
-  return digest.hex();
+template <typename Hasher>
+auto digestOfBytes(const std::vector<uint8_t>& bytes) {
+  Hasher hasher;
+  hasher.update(bytes.data(), bytes.size());
+  return hasher.digest();
 }
 
 /// The first bytes of a file; empty when they cannot be read.
@@ -134,8 +133,8 @@ FileVerdict LiteralScanner::scan(const std::wstring& path) const {
     empty.lastWriteTime = written;
     return empty;
   }
-  FileDigests digests = {digestOfFile<PlainMd5>(path), digestOfFile<PlainSha1>(path),
-                         digestOfFile<PlainSha256>(path)};
+  hash::FileDigests digests = {digestOfFile<PlainMd5>(path), digestOfFile<PlainSha1>(path),
+                               digestOfFile<PlainSha256>(path)};
   if (size <= kWholeReadLimitBytes) {
     if (const std::vector<uint8_t> bytes = readWhole(path, size); !bytes.empty()) {
       digests = {digestOfBytes<PlainMd5>(bytes), digestOfBytes<PlainSha1>(bytes),
@@ -143,7 +142,7 @@ FileVerdict LiteralScanner::scan(const std::wstring& path) const {
     }
   }
   SignatureMatch match;
-  const bool matched = database_->lookup(digests.md5, digests.sha1, digests.sha256, &match);
+  const bool matched = database_->lookup(digests, &match);
   const std::vector<uint8_t> image = readWhole(path, std::min(size, kPeReadLimitBytes));
   const PeAnalysis pe = analyzePeBuffer(ByteView(image.data(), image.size()), size, unixSecondsNow());
   return buildVerdict(path, fileName(path), size, written, digests, pe, matched, match);

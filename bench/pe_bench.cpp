@@ -8,10 +8,10 @@
 
 #include "corpus.h"
 #include "measure.h"
-#include "scan/hash/byte_histogram.h"
-#include "scan/hash/md5.h"
-#include "scan/hash/triple_digest.h"
-#include "scan/pe_analysis.h"
+#include "hash/byte_histogram.h"
+#include "hash/md5.h"
+#include "hash/triple_digest.h"
+#include "pe/pe_analysis.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include "base/unique_resource.h"
 #include "base/utf.h"
 #include "base/win.h"
-#include "ipc/frame.h"
-#include "ipc/messages.h"
+#include "protocol/frame.h"
+#include "protocol/messages.h"
 #include "measure.h"
 #include "running_service.h"
 

@@ -13,9 +13,9 @@
 #include "base/utf.h"
 #include "engine/notify_records.h"
 #include "engine/realtime_watcher.h"
-#include "engine/stop_flag.h"
+#include "runtime/stop_event.h"
 #include "measure.h"
-#include "scan/signature_database.h"
+#include "signatures/signature_database.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -55,18 +55,19 @@ class Report {
 class Watcher {
  public:
   Watcher(const TempFolder& folder, Report& report)
-      : watcher_(std::make_shared<korvel::SignatureDatabase>(), korvel::ScanOptions(), stop_,
+      : watcher_(std::make_shared<korvel::SignatureDatabase>(), korvel::ScanOptions(), stopEvent_,
                  [&report](const korvel::FileVerdict& verdict) { report.put(verdict.path); }),
         thread_([this, &folder] { watcher_.run({folder.path()}); }) {}
   ~Watcher() {
-    stop_.exchangeSet();
+    stop_.request_stop();
     thread_.join();
   }
   Watcher(const Watcher&) = delete;
   Watcher& operator=(const Watcher&) = delete;
 
  private:
-  korvel::svc::StopFlag stop_;
+  std::stop_source stop_;
+  const korvel::StopEvent stopEvent_{stop_.get_token()};
   korvel::svc::RealtimeWatcher watcher_;
   std::thread thread_;
 };

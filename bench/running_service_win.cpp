@@ -3,7 +3,7 @@
 #include "base/files.h"
 #include "base/utf.h"
 #include "config/data_paths.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 #include "running_service.h"
 #include "support/temp_folder.h"
 

@@ -18,7 +18,7 @@
 #include "base/utf.h"
 #include "literal_scan.h"
 #include "measure.h"
-#include "scan/hash/md5.h"
+#include "hash/md5.h"
 #include "scan_subject.h"
 #include "verdict_digest.h"
 

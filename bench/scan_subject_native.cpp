@@ -15,11 +15,11 @@
 #include "base/utf.h"
 #include "native_process.h"
 #include "scan/file_rules.h"
-#include "scan/hash/triple_digest.h"
+#include "hash/triple_digest.h"
 #include "scan/ordered_pipeline.h"
-#include "scan/pe_analysis.h"
+#include "pe/pe_analysis.h"
 #include "scan/scan_filter.h"
-#include "scan/signature_text.h"
+#include "signatures/signature_text.h"
 
 namespace korvel::bench {
 namespace {
@@ -59,7 +59,6 @@ class Scanner {
   FileVerdict scan(const std::wstring& path) {
     const OpenFile file(path);
     const uint64_t size = file.size();
-    FileDigests digests;
     PeAnalysis pe;
     if (size <= kWholeReadLimitBytes) {
       const ByteView bytes(room(buffer_, size), file.read(room(buffer_, size), size));
@@ -68,10 +67,9 @@ class Scanner {
     } else {
       pe = readInPieces(file, size);
     }
-    hash::TripleDigestText text = digest_.hexDigests();
-    digests = {std::move(text.md5), std::move(text.sha1), std::move(text.sha256)};
+    const hash::FileDigests digests = digest_.digests();
     SignatureMatch match;
-    const bool matched = signatures_.lookup(digests.md5, digests.sha1, digests.sha256, &match);
+    const bool matched = signatures_.lookup(digests, &match);
     return buildVerdict(path, fileName(path), size, /*lastWriteTime=*/0, digests, pe, matched, match);
   }
 

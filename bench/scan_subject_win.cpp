@@ -9,7 +9,7 @@
 #include "scan/directory_walk.h"
 #include "scan/file_scanner.h"
 #include "scan/scan_filter.h"
-#include "scan/signature_database.h"
+#include "signatures/signature_database.h"
 
 #include <psapi.h>
 
@@ -48,8 +48,7 @@ ScanSubject::~ScanSubject() = default;
 
 std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
   std::vector<std::wstring> result;
-  const std::atomic<bool> cancel{false};
-  DirectoryWalk walk(target(folder).front(), /*followSymlinks=*/false, cancel);
+  DirectoryWalk walk(target(folder).front(), /*followSymlinks=*/false, /*stop=*/{});
   for (WalkedFile file; walk.next(file);) {
     if (shouldScan(file.path, ScanOptions())) result.push_back(file.path);
   }

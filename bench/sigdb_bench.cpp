@@ -14,7 +14,7 @@
 #include "measure.h"
 #include "native_process.h"
 #include "random_digests.h"
-#include "scan/signature_text.h"
+#include "signatures/signature_text.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "scan/hash/sha256.h"
+#include "hash/sha256.h"
 #include "scan/scan_records.h"
 
 namespace korvel::bench {

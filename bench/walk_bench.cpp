@@ -10,7 +10,7 @@
 #include "base/win.h"
 #include "measure.h"
 #include "scan/file_scanner.h"
-#include "scan/signature_database.h"
+#include "signatures/signature_database.h"
 
 namespace {
 

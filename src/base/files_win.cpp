@@ -6,12 +6,13 @@
 #include "base/long_path.h"
 #include "base/mutex.h"
 #include "base/paths.h"
+#include "base/sizes.h"
 
 namespace korvel {
 namespace {
 
-constexpr DWORD kIoPieceBytes = 1u << 20;
-constexpr size_t kGrowthBytes = 64u << 10;
+constexpr DWORD kIoPieceBytes = 1 * kMiB;
+constexpr size_t kGrowthBytes = 64 * kKiB;
 constexpr DWORD kProtectingAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
 

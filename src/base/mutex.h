@@ -1,6 +1,8 @@
-// std::mutex with the annotations that clang's thread-safety analysis needs; GCC ignores them.
+// std::mutex and std::condition_variable with the annotations that clang's thread-safety analysis needs; GCC
+// ignores them.
 #pragma once
 
+#include <condition_variable>
 #include <mutex>
 
 #if defined(__clang__)
@@ -25,10 +27,9 @@ class CAPABILITY("mutex") Mutex {
   Mutex& operator=(const Mutex&) = delete;
   void lock() ACQUIRE() { mutex_.lock(); }
   void unlock() RELEASE() { mutex_.unlock(); }
-  /// For std::condition_variable, which works on the wrapped type only.
-  std::mutex& native() { return mutex_; }
 
  private:
+  friend class ConditionVariable;
   std::mutex mutex_;
 };
 
@@ -41,6 +42,22 @@ class SCOPED_CAPABILITY MutexLock {
 
  private:
   Mutex& mutex_;
+};
+
+/// Wait in a loop that tests the condition: a wait may end for no reason.
+class ConditionVariable {
+ public:
+  /// Lets go of `mutex` while it waits for a notification.
+  void wait(Mutex& mutex) REQUIRES(mutex) {
+    std::unique_lock lock(mutex.mutex_, std::adopt_lock);
+    condition_.wait(lock);
+    (void)lock.release();  // the caller goes on holding it
+  }
+  void notifyOne() { condition_.notify_one(); }
+  void notifyAll() { condition_.notify_all(); }
+
+ private:
+  std::condition_variable condition_;
 };
 
 }  // namespace korvel

@@ -1,10 +1,16 @@
-// Names and numbers of the product that several rooms print.
+// Names and numbers of the product that several programs print.
 #pragma once
 
 namespace korvel {
 
-inline constexpr wchar_t kServiceVersion[] = L"1.2.0";
+/// The version of everything built from this tree. The build reads this line too
+/// (cmake/korvel_version.cmake).
+inline constexpr char kServiceVersion[] = "1.2.0";
+
 inline constexpr wchar_t kProductName[] = L"KORVEL Antivirus";
 inline constexpr wchar_t kServiceName[] = L"KorvelService";
+
+/// What the name of every firewall rule of this product begins with; compared in any case.
+inline constexpr wchar_t kFirewallRulePrefix[] = L"KORVEL:";
 
 }  // namespace korvel

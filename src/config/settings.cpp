@@ -4,6 +4,9 @@
 
 namespace korvel {
 
-Settings::Settings() : signatureDb(seedSignaturesPath()), quarantineDir(defaultQuarantineDir()) {}
+Settings::Settings() {
+  signatureDb = seedSignaturesPath();
+  quarantineDir = defaultQuarantineDir();
+}
 
 }  // namespace korvel

@@ -1,34 +1,14 @@
-// The configuration in force and a few persisted counters, stored as settings.ini.
+// The settings as the service owns them, with its defaults for the two paths.
 #pragma once
 
-#include <cstdint>
-#include <string>
+#include "records/settings_fields.h"
 
 namespace korvel {
 
-/// A plain value. A default-constructed record holds the defaults below; the two paths come from
-/// data_paths.h at the moment of construction (which creates the data directory).
-struct Settings {
+/// The plain fields with every default filled in: the two paths come from data_paths.h at the moment of
+/// construction, which also creates the data directory.
+struct Settings : SettingsFields {
   Settings();
-
-  bool protectionEnabled = true;  ///< master switch of protection
-  bool realTimeEnabled = true;
-  bool scanArchives = false;        ///< stored and exchanged; scanning does not use it
-  bool scanRemovable = false;       ///< stored and exchanged; scanning does not use it
-  bool showThreatModal = true;      ///< for the user interface
-  bool quarantineOnDetect = false;  ///< for the user interface
-  bool scheduledScan = true;
-  uint32_t scheduledHour = 4;  ///< 0 to 23, UTC
-  uint64_t lastScanUtc = 0;    ///< Unix seconds; 0 = never
-  uint64_t lastThreatCount = 0;
-  bool liveUpdates = true;
-  uint64_t lastLiveUpdateUtc = 0;  ///< Unix seconds; 0 = never
-  bool webShield = true;
-  std::string updateServer;  ///< base address, UTF-8; empty = none
-  std::wstring signatureDb;  ///< the seed signature file
-  std::wstring quarantineDir;
-
-  bool operator==(const Settings&) const = default;
 };
 
 }  // namespace korvel

@@ -5,7 +5,7 @@
 
 namespace korvel {
 
-bool readSettingsFile(Settings& settings, const std::wstring& path) {
+bool readSettingsFile(SettingsFields& settings, const std::wstring& path) {
   const UniqueHandle file = openForReading(path);
   if (!file) return false;
   std::string text;
@@ -14,7 +14,7 @@ bool readSettingsFile(Settings& settings, const std::wstring& path) {
   return true;
 }
 
-bool writeSettingsFile(const Settings& settings, const std::wstring& path) {
+bool writeSettingsFile(const SettingsFields& settings, const std::wstring& path) {
   return rewriteTextFile(path, formatSettingsText(settings));
 }
 

@@ -5,13 +5,11 @@
 
 #include "base/text.h"
 #include "base/utf.h"
-#include "config/settings_keys.h"
 
 namespace korvel {
 namespace {
 
 constexpr char kHeaderLine[] = "# Korvel Antivirus settings\n";
-constexpr uint32_t kHoursPerDay = 24;
 
 /// std::stoul in base 10 where unsigned long has 32 bits, with texts that do not depend on the library:
 /// leading white space and a sign are accepted, "-1" is 4294967295, reading stops at the first non-digit.
@@ -33,36 +31,38 @@ uint32_t parseUnsigned32OrThrow(std::string_view text) {
 }
 
 struct Assign {
-  Settings& settings;
+  SettingsFields& settings;
   std::string_view value;
 
   // Nothing is trimmed, so that "1\r" of an edited file is false too.
-  void operator()(bool Settings::*field) const { settings.*field = value == "1" || value == "true"; }
-  void operator()(uint32_t Settings::*hour) const {
+  void operator()(bool SettingsFields::*field) const { settings.*field = value == "1" || value == "true"; }
+  void operator()(uint32_t SettingsFields::*hour) const {
     settings.*hour = parseUnsigned32OrThrow(value) % kHoursPerDay;
   }
-  void operator()(uint64_t Settings::*field) const { settings.*field = parseUnsigned(std::string(value)); }
-  void operator()(std::string Settings::*field) const { settings.*field = value; }
-  void operator()(std::wstring Settings::*field) const { settings.*field = toWide(value); }
+  void operator()(uint64_t SettingsFields::*field) const {
+    settings.*field = parseUnsigned(std::string(value));
+  }
+  void operator()(std::string SettingsFields::*field) const { settings.*field = value; }
+  void operator()(std::wstring SettingsFields::*field) const { settings.*field = toWide(value); }
 };
 
 struct Print {
-  const Settings& settings;
+  const SettingsFields& settings;
 
-  std::string operator()(bool Settings::*field) const { return settings.*field ? "1" : "0"; }
-  std::string operator()(uint32_t Settings::*field) const { return std::to_string(settings.*field); }
-  std::string operator()(uint64_t Settings::*field) const { return std::to_string(settings.*field); }
-  std::string operator()(std::string Settings::*field) const { return settings.*field; }
-  std::string operator()(std::wstring Settings::*field) const { return toUtf8(settings.*field); }
+  std::string operator()(bool SettingsFields::*field) const { return settings.*field ? "1" : "0"; }
+  std::string operator()(uint32_t SettingsFields::*field) const { return std::to_string(settings.*field); }
+  std::string operator()(uint64_t SettingsFields::*field) const { return std::to_string(settings.*field); }
+  std::string operator()(std::string SettingsFields::*field) const { return settings.*field; }
+  std::string operator()(std::wstring SettingsFields::*field) const { return toUtf8(settings.*field); }
 };
 
 }  // namespace
 
-std::string settingValueText(const Settings& settings, const SettingField& field) {
+std::string settingValueText(const SettingsFields& settings, const SettingField& field) {
   return std::visit(Print{settings}, field);
 }
 
-void parseSettingsText(std::string_view text, Settings& settings) {
+void parseSettingsText(std::string_view text, SettingsFields& settings) {
   LineReader lines(text);
   for (std::string_view line; lines.next(line);) {
     const size_t equals = line.find('=');
@@ -74,7 +74,7 @@ void parseSettingsText(std::string_view text, Settings& settings) {
   }
 }
 
-std::string formatSettingsText(const Settings& settings) {
+std::string formatSettingsText(const SettingsFields& settings) {
   std::string text = kHeaderLine;
   for (const auto& [key, field] : kSettingKeys) {
     text.append(key).append("=").append(settingValueText(settings, field)).append("\n");

@@ -1,17 +1,23 @@
-// The long-lived threads of the engine. start() starts them; each ends with the stop flag, whose event it
-// sleeps on, so none makes stop() wait for a sleep.
+#include "engine/background_loops.h"
+
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "base/clock.h"
 #include "base/win.h"
 #include "engine/daily_window.h"
+#include "engine/detections.h"
 #include "engine/realtime_watcher.h"
+#include "engine/scan_job.h"
 #include "engine/scan_options.h"
-#include "engine/scan_worker.h"
+#include "engine/settings_in_force.h"
+#include "engine/signatures_in_force.h"
+#include "engine/threat_naming.h"
+#include "engine/update_jobs.h"
 #include "engine/update_ticks.h"
 #include "remedy/web_shield.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 
 namespace korvel::svc {
 namespace {
@@ -24,54 +30,85 @@ UtcMoment utcNow() {
   return {utc.wYear, utc.wMonth, utc.wDay, utc.wHour, utc.wMinute};
 }
 
+void join(std::thread& thread) {
+  if (thread.joinable()) thread.join();
+}
+
 }  // namespace
 
-void ScanWorker::scheduledScanLoop() {
+BackgroundLoops::BackgroundLoops(const Parts& parts, const LoopTimes& times, std::stop_token stop)
+    : parts_(parts), times_(times), stop_(std::move(stop)) {}
+
+void BackgroundLoops::start(const SettingsFields& settings) {
+  if (settings.scheduledScan) scheduledThread_ = std::thread([this] { scheduledScan(); });
+  if (settings.realTimeEnabled && settings.protectionEnabled) {
+    realtimeThread_ = std::thread([this] { realtime(); });
+  }
+  webShieldWake_.reset(
+      ::CreateEventW(/*security=*/nullptr, /*manualReset=*/FALSE, /*initialState=*/FALSE, /*name=*/nullptr));
+  liveUpdateThread_ = std::thread([this] { liveUpdate(); });
+  webShieldThread_ = std::thread([this] { webShield(); });
+}
+
+void BackgroundLoops::join() {
+  svc::join(realtimeThread_);
+  svc::join(scheduledThread_);
+  svc::join(liveUpdateThread_);
+  svc::join(webShieldThread_);
+}
+
+void BackgroundLoops::wakeWebShield() {
+  if (webShieldWake_) ::SetEvent(webShieldWake_.get());
+}
+
+void BackgroundLoops::scheduledScan() {
   DailyWindow window;
-  while (!stopping_.isSet()) {
-    if (window.due(utcNow(), getSettings().scheduledHour)) startScheduledScan();
-    stopping_.sleep(times_.schedulePollMs);
+  while (!stop_.requested()) {
+    if (window.due(utcNow(), parts_.settings.get().scheduledHour)) startScheduledScan();
+    stop_.sleep(times_.schedulePollMs);
   }
 }
 
-void ScanWorker::startScheduledScan() {
+void BackgroundLoops::startScheduledScan() {
   std::string error;
   try {
-    if (startScan(ScanScope::kQuick, {}, &error)) return;
+    if (parts_.scan.start(ScanScope::kQuick, {}, &error)) return;
   } catch (const std::exception& exception) {
     error = exception.what();
   }
   Log::instance().write(kLogWarning, "scheduled scan skipped: " + error);
 }
 
-void ScanWorker::realtimeLoop() {
+void BackgroundLoops::realtime() {
   try {
-    std::shared_ptr<const SignatureDatabase> database = currentDatabase();
+    SignaturesInForce::Pointer database = parts_.signatures.current();
     if (!database) {
       Log::instance().write(kLogError, "real-time: signature database is not loaded");
       return;
     }
-    RealtimeWatcher watcher(std::move(database), scanOptionsFrom(getSettings()), stopping_,
-                            [this](const FileVerdict& verdict) { recordThreat(verdict, /*pending=*/true); });
+    const auto onDetection = [this](const FileVerdict& verdict) {
+      parts_.detections.add(makeThreatRecord(verdict));
+    };
+    RealtimeWatcher watcher(std::move(database), scanOptionsFrom(parts_.settings.get()), stop_, onDetection);
     watcher.run(watchedRoots());
   } catch (const std::exception& exception) {
     Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
   }
 }
 
-void ScanWorker::liveUpdateLoop() {
+void BackgroundLoops::liveUpdate() {
   UpdateTicks ticks;
-  while (!stopping_.sleep(times_.updateTickMs)) {
-    if (ticks.tick() && getSettings().liveUpdates) runAutomaticUpdate();
+  while (!stop_.sleep(times_.updateTickMs)) {
+    if (ticks.tick() && parts_.settings.get().liveUpdates) parts_.updates.runAutomaticUpdate();
   }
 }
 
 /// Besides its period the shield runs whenever its setting changes.
-void ScanWorker::webShieldLoop() {
+void BackgroundLoops::webShield() {
   uint32_t timeout = times_.firstWebShieldMs;
   while (waitForWebShield(timeout)) {
     try {
-      runWebShield(getSettings(), &stopping_.flag());
+      runWebShield(parts_.settings.get(), stop_.token());
     } catch (const std::exception& exception) {
       Log::instance().write(kLogWarning, std::string("web shield: domain feed failed: ") + exception.what());
     }
@@ -80,11 +117,11 @@ void ScanWorker::webShieldLoop() {
 }
 
 /// False once the engine stops, and when waiting is impossible.
-bool ScanWorker::waitForWebShield(uint32_t milliseconds) {
-  if (!webShieldWake_) return !stopping_.sleep(times_.firstWebShieldMs);
-  const HANDLE events[] = {stopping_.event(), webShieldWake_.get()};
+bool BackgroundLoops::waitForWebShield(uint32_t milliseconds) {
+  if (!webShieldWake_) return !stop_.sleep(times_.firstWebShieldMs);
+  const HANDLE events[] = {stop_.handle(), webShieldWake_.get()};
   const DWORD result = ::WaitForMultipleObjects(2, events, /*waitAll=*/FALSE, milliseconds);
-  return result != WAIT_FAILED && !stopping_.isSet();
+  return result != WAIT_FAILED && !stop_.requested();
 }
 
 }  // namespace korvel::svc

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <stop_token>
 #include <string>
 #include <thread>
 
@@ -42,15 +43,14 @@ class FilterLink {
     static void close(HANDLE port);
   };
 
-  void loop();
+  void loop(const std::stop_token& stop);
   void answer(uint64_t messageId, bool block);
 
   UniqueResource<PortTraits> port_;  // constant while the thread runs
   Callback callback_;
-  std::atomic<bool> linkStopping_{false};
   std::atomic<bool> connected_{false};
   std::atomic<uint64_t> handled_{0};
-  std::thread thread_;
+  std::jthread thread_;
 };
 
 }  // namespace korvel::svc

@@ -5,23 +5,32 @@ namespace {
 
 constexpr uint32_t kMagic = 0x4C56524B;  // the bytes "KRVL"
 constexpr uint32_t kVersion = 1;
-constexpr uint32_t kHeadBytes = 16;
-constexpr uint32_t kMaxBodyBytes = 1'060;
-constexpr uint32_t kShortestQueryBytes = 1'056;
 constexpr uint32_t kTypeQuery = 1;
 constexpr uint32_t kTypeOtherQuery = 2;
 constexpr uint32_t kTypeKeepAlive = 3;
 constexpr uint32_t kTypeAnswer = 10;
 
-constexpr size_t kMessageIdOffset = 8;
-constexpr size_t kBodyOffset = 16;
-constexpr size_t kPathOffset = kBodyOffset + 28;
+// Where the fields stand: the header of the filter library, then the body, which begins with a head of its
+// own.
+constexpr size_t kBodyLength = 0;  // the header's first field, taken as the length of the body
+constexpr size_t kMessageId = 8;
+constexpr size_t kBody = 16;
+constexpr size_t kBodyMagic = kBody;
+constexpr size_t kBodyVersion = kBody + 4;
+constexpr size_t kBodyType = kBody + 8;
+constexpr size_t kBodySize = kBody + 12;
+constexpr size_t kQueryPath = kBody + 28;
+constexpr size_t kAnswerBlocks = kBody + 16;
+
+constexpr uint32_t kHeadBytes = 16;  // of the body
+constexpr uint32_t kMaxBodyBytes = 1'060;
+constexpr uint32_t kShortestQueryBytes = 1'056;
 constexpr size_t kPathBytes = 1'024;
 
 std::wstring pathIn(ByteView buffer) {
   std::wstring path;
   for (size_t at = 0; at < kPathBytes; at += 2) {
-    const uint16_t unit = buffer.u16(kPathOffset + at).value_or(0);
+    const uint16_t unit = buffer.u16(kQueryPath + at).value_or(0);
     if (unit == 0) break;
     path.push_back(static_cast<wchar_t>(unit));
   }
@@ -31,16 +40,16 @@ std::wstring pathIn(ByteView buffer) {
 }  // namespace
 
 std::optional<FilterMessage> decodeFilterMessage(ByteView buffer) {
-  if (!buffer.has(0, kBodyOffset + kHeadBytes)) return std::nullopt;
-  const uint32_t length = *buffer.u32(0);  // the header's first field, taken as the body's length
-  const uint32_t bodySize = *buffer.u32(kBodyOffset + 12);
-  const bool valid = length <= kMaxBodyBytes && *buffer.u32(kBodyOffset) == kMagic &&
-                     *buffer.u32(kBodyOffset + 4) == kVersion && bodySize >= kHeadBytes && bodySize <= length;
+  if (!buffer.has(0, kBody + kHeadBytes)) return std::nullopt;
+  const uint32_t length = *buffer.u32(kBodyLength);
+  const uint32_t bodySize = *buffer.u32(kBodySize);
+  const bool valid = length <= kMaxBodyBytes && *buffer.u32(kBodyMagic) == kMagic &&
+                     *buffer.u32(kBodyVersion) == kVersion && bodySize >= kHeadBytes && bodySize <= length;
   if (!valid) return std::nullopt;
 
   FilterMessage message;
-  message.messageId = *buffer.u64(kMessageIdOffset);
-  switch (*buffer.u32(kBodyOffset + 8)) {
+  message.messageId = *buffer.u64(kMessageId);
+  switch (*buffer.u32(kBodyType)) {
     case kTypeKeepAlive:
       message.keepAlive = true;
       return message;
@@ -56,12 +65,12 @@ std::optional<FilterMessage> decodeFilterMessage(ByteView buffer) {
 
 std::array<uint8_t, kFilterAnswerBytes> encodeFilterAnswer(uint64_t messageId, bool block) {
   std::array<uint8_t, kFilterAnswerBytes> answer{};
-  storeLe64(&answer[8], messageId);
-  storeLe32(&answer[16], kMagic);
-  storeLe32(&answer[20], kVersion);
-  storeLe32(&answer[24], kTypeAnswer);
-  storeLe32(&answer[28], static_cast<uint32_t>(kFilterAnswerBytes));
-  storeLe32(&answer[32], block ? 1 : 0);
+  storeLe64(&answer[kMessageId], messageId);
+  storeLe32(&answer[kBodyMagic], kMagic);
+  storeLe32(&answer[kBodyVersion], kVersion);
+  storeLe32(&answer[kBodyType], kTypeAnswer);
+  storeLe32(&answer[kBodySize], static_cast<uint32_t>(kFilterAnswerBytes));
+  storeLe32(&answer[kAnswerBlocks], block ? 1 : 0);
   return answer;
 }
 

@@ -3,7 +3,10 @@
 namespace korvel::svc {
 namespace {
 
-constexpr uint64_t kRecordHeaderBytes = 12;
+// Where the fields of a FILE_NOTIFY_INFORMATION stand.
+constexpr uint64_t kNextRecord = 0;
+constexpr uint64_t kNameLength = 8;  // in bytes
+constexpr uint64_t kName = 12;
 constexpr uint64_t kShortestRecordBytes = 16;
 
 std::wstring nameAt(ByteView records, uint64_t offset, uint32_t bytes) {
@@ -19,10 +22,10 @@ std::vector<std::wstring> changedNames(ByteView records) {
   std::vector<std::wstring> names;
   uint64_t offset = 0;
   while (records.has(offset, kShortestRecordBytes)) {
-    const uint32_t next = *records.u32(offset);
-    const uint32_t nameBytes = *records.u32(offset + 8);
-    if (nameBytes % 2 != 0 || !records.has(offset + kRecordHeaderBytes, nameBytes)) break;
-    std::wstring name = nameAt(records, offset + kRecordHeaderBytes, nameBytes);
+    const uint32_t next = *records.u32(offset + kNextRecord);
+    const uint32_t nameBytes = *records.u32(offset + kNameLength);
+    if (nameBytes % 2 != 0 || !records.has(offset + kName, nameBytes)) break;
+    std::wstring name = nameAt(records, offset + kName, nameBytes);
     if (!name.empty() && name.front() != L'.') names.push_back(std::move(name));
     if (next == 0) break;
     offset += next;

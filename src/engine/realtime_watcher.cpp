@@ -7,12 +7,13 @@
 #include "base/utf.h"
 #include "engine/notify_records.h"
 #include "scan/scan_filter.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
+#include "base/sizes.h"
 
 namespace korvel::svc {
 namespace {
 
-constexpr DWORD kBufferBytes = 65'536;
+constexpr DWORD kBufferBytes = 64 * kKiB;
 constexpr DWORD kAfterFailedWaitMs = 1'000;
 constexpr DWORD kNotifyFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE |
                                 FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_CREATION;
@@ -90,11 +91,11 @@ class RealtimeWatcher::WatchedDir {
 };
 
 RealtimeWatcher::RealtimeWatcher(std::shared_ptr<const SignatureDatabase> database,
-                                 const ScanOptions& options, const StopFlag& stopping,
+                                 const ScanOptions& options, const StopEvent& stop,
                                  DetectionCallback onDetection)
     : options_(options),
-      scanner_(std::move(database), options, &stopping.flag()),
-      stopping_(stopping),
+      scanner_(std::move(database), options, stop.token()),
+      stop_(stop),
       onDetection_(std::move(onDetection)) {}
 
 RealtimeWatcher::~RealtimeWatcher() = default;
@@ -132,18 +133,18 @@ void RealtimeWatcher::arm() {
   }
 }
 
-/// Wakes for changes and for the stop flag, whose event is one of those waited on, and for nothing else.
+/// Wakes for changes and for the stop, whose event is one of those waited on, and for nothing else.
 void RealtimeWatcher::loop() {
   std::vector<HANDLE> events;
   for (const std::unique_ptr<WatchedDir>& dir : dirs_) events.push_back(dir->event());
-  events.push_back(stopping_.event());
-  while (!stopping_.isSet()) {
+  events.push_back(stop_.handle());
+  while (!stop_.requested()) {
     const DWORD result = ::WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(),
                                                   /*waitAll=*/FALSE, INFINITE);
-    if (stopping_.isSet()) return;
+    if (stop_.requested()) return;
     const size_t index = result - WAIT_OBJECT_0;
     if (index >= dirs_.size()) {
-      stopping_.sleep(kAfterFailedWaitMs);
+      stop_.sleep(kAfterFailedWaitMs);
     } else if (dirs_[index]->armed()) {
       handle(*dirs_[index]);
     }
@@ -152,7 +153,7 @@ void RealtimeWatcher::loop() {
 
 void RealtimeWatcher::handle(WatchedDir& dir) {
   for (const std::wstring& name : dir.takeNames()) {
-    if (stopping_.isSet()) return;
+    if (stop_.requested()) return;
     scanChanged(dir.root() + L"\\" + name);
   }
   (void)dir.arm();  // a root that cannot be armed again stays silent
@@ -162,7 +163,7 @@ void RealtimeWatcher::scanChanged(const std::wstring& path) {
   try {
     if (!shouldScan(path, options_)) return;
     const FileVerdict verdict = scanner_.scanSingleFile(path);
-    if (stopping_.isSet() || verdict.severity < kSeverityMedium) return;
+    if (stop_.requested() || verdict.severity < kSeverityMedium) return;
     onDetection_(verdict);
     Log::instance().write(kLogInfo, "real-time detection: " + toUtf8(path));
   } catch (const std::exception& exception) {

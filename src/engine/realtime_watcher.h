@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/stop_flag.h"
+#include "runtime/stop_event.h"
 #include "scan/file_scanner.h"
 #include "scan/scan_records.h"
 
@@ -22,12 +22,12 @@ class RealtimeWatcher {
 
   /// Keeps this database for its whole life: a reload reaches the watcher at the next start of the service.
   RealtimeWatcher(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                  const StopFlag& stopping, DetectionCallback onDetection);
+                  const StopEvent& stop, DetectionCallback onDetection);
   ~RealtimeWatcher();
   RealtimeWatcher(const RealtimeWatcher&) = delete;
   RealtimeWatcher& operator=(const RealtimeWatcher&) = delete;
 
-  /// Watches until the stop flag is set, which it notices at once, or until nothing is left to watch. Roots
+  /// Watches until the stop, which it notices at once, or until nothing is left to watch. Roots
   /// that cannot be opened are passed over. Detections of severity 2 and above go to the callback, on the
   /// calling thread.
   void run(const std::vector<std::wstring>& roots);
@@ -43,7 +43,7 @@ class RealtimeWatcher {
 
   const ScanOptions options_;
   FileScanner scanner_;
-  const StopFlag& stopping_;
+  const StopEvent& stop_;
   const DetectionCallback onDetection_;
   std::vector<std::unique_ptr<WatchedDir>> dirs_;
 };

@@ -1,19 +1,19 @@
-// The on-demand scan: guards, then one thread that counts, scans and records the outcome.
+#include "engine/scan_job.h"
+
 #include <exception>
-#include <string>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/error.h"
 #include "config/data_paths.h"
-#include "engine/scan_canceller.h"
 #include "engine/scan_options.h"
-#include "engine/scan_worker.h"
+#include "engine/settings_in_force.h"
+#include "engine/signatures_in_force.h"
+#include "engine/threat_naming.h"
+#include "runtime/log.h"
+#include "runtime/stop_signal.h"
 #include "scan/file_scanner.h"
-#include "scan/scan_cache.h"
 #include "scan/scan_targets.h"
-#include "scan/signature_database.h"
-#include "service/runtime/log.h"
 
 namespace korvel::svc {
 namespace {
@@ -36,142 +36,184 @@ std::vector<ScanTarget> targetsOf(ScanScope scope, const std::vector<std::wstrin
   return targets;
 }
 
+void logAborted(const char* reason) {
+  Log::instance().write(kLogError, std::string("scan aborted: ") + reason);
+}
+
 }  // namespace
 
-bool ScanWorker::startScan(ScanScope scope, const std::vector<std::wstring>& targets, std::string* error) {
+void ScanJob::loadCache() {
+  (void)cache_.load(scanCachePath());  // there is none before the first scan
+}
+
+/// Also while the process is about to stop the engine: nothing new begins any more.
+bool ScanJob::stopping() const { return stop_.stop_requested() || StopSignal::process().requested(); }
+
+bool ScanJob::start(ScanScope scope, const std::vector<std::wstring>& paths, std::string* error) {
   if (stopping()) return fail(error, "service is stopping");
-  if (!getSettings().protectionEnabled) return fail(error, "protection is disabled");
-  if (scanning_.exchange(true)) return fail(error, "a scan is already running");
-  cancelRequested_.store(false);
+  if (!settings_.get().protectionEnabled) return fail(error, "protection is disabled");
+  if (running_.exchange(true)) return fail(error, "a scan is already running");
   {
-    const MutexLock lock(stateMutex_);
+    const MutexLock lock(mutex_);
+    cancelRequested_ = false;
     progress_ = {};
-    progress_.phase = L"preparing";
+    progress_.phase = scan_phase::kPreparing;
     lastSummary_ = {};
     results_.clear();
   }
 
   const MutexLock lock(threadMutex_);
-  if (scanThread_.joinable()) scanThread_.join();
-  // stop() joins under the same mutex: past this point it finds the thread, or nothing is started.
+  if (thread_.joinable()) thread_.join();
+  // join() takes the same mutex: past this point it finds the thread, or nothing is started.
   if (stopping()) {
-    scanning_.store(false);
+    running_.store(false);
     return fail(error, "service is stopping");
   }
   try {
-    scanThread_ = std::thread([this, scope, targets] { scanLoop(scope, targets); });
+    thread_ = std::thread([this, scope, paths] { run(scope, paths); });
   } catch (...) {
-    scanning_.store(false);
+    running_.store(false);
     throw;
   }
   return true;
 }
 
-bool ScanWorker::cancelScan() { return cancelRequested_.exchange(true); }
-
-void ScanWorker::scanLoop(ScanScope scope, const std::vector<std::wstring>& targets) {
-  try {
-    runScan(scope, targets);
-  } catch (const std::exception& exception) {
-    Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
-    endScanEarly(L"failed", /*cancelled=*/true);
-  }
-  scanning_.store(false);  // last: whoever sees the scan ended also sees its outcome
+bool ScanJob::cancel() {
+  const MutexLock lock(mutex_);
+  if (cancellable_ != nullptr) cancellable_->cancel();
+  return std::exchange(cancelRequested_, true);
 }
 
-void ScanWorker::runScan(ScanScope scope, const std::vector<std::wstring>& paths) {
-  const auto start = std::chrono::steady_clock::now();
-  const Settings settings = getSettings();
-  const std::vector<ScanTarget> targets = targetsOf(scope, paths);
-  scanning_.store(true);
-  if (targets.empty()) {
-    endScanEarly(L"idle", /*cancelled=*/false);
-    return;
-  }
-  const std::shared_ptr<const SignatureDatabase> database = currentDatabase();
-  if (!database) {
-    Log::instance().write(kLogError, "scan aborted: signature database is not loaded");
-    endScanEarly(L"failed", /*cancelled=*/true);
-    return;
-  }
+void ScanJob::join() {
+  const MutexLock lock(threadMutex_);
+  if (thread_.joinable()) thread_.join();
+}
 
+ScanReport ScanJob::report() const {
+  ScanReport report;
+  report.scanning = running();  // first: the outcome is there before the scan counts as ended
+  const MutexLock lock(mutex_);
+  report.progress = progress_;
+  report.lastSummary = lastSummary_;
+  return report;
+}
+
+std::vector<ThreatRecord> ScanJob::results() const {
+  const MutexLock lock(mutex_);
+  return results_;
+}
+
+void ScanJob::run(ScanScope scope, const std::vector<std::wstring>& paths) {
+  const Clock::time_point began = Clock::now();
+  try {
+    const std::vector<ScanTarget> targets = targetsOf(scope, paths);
+    if (targets.empty()) {
+      endEarly(scan_phase::kIdle, /*cancelled=*/false);
+    } else {
+      scanTargets(targets, began);
+    }
+  } catch (const std::exception& exception) {
+    logAborted(exception.what());
+    endEarly(scan_phase::kFailed, /*cancelled=*/true);
+  }
+  running_.store(false);  // last: whoever sees the scan ended also sees its outcome
+}
+
+void ScanJob::scanTargets(const std::vector<ScanTarget>& targets, Clock::time_point began) {
+  const SignaturesInForce::Pointer database = signatures_.current();
+  if (!database) {
+    logAborted("signature database is not loaded");
+    endEarly(scan_phase::kFailed, /*cancelled=*/true);
+    return;
+  }
   ScanSummary summary;
   try {
-    FileScanner scanner(database, scanOptionsFrom(settings), &stopping_.flag());
+    FileScanner scanner(database, scanOptionsFrom(settings_.get()), stop_);
     summary = countAndScan(scanner, targets);
   } catch (const std::exception& exception) {
-    Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
+    logAborted(exception.what());
   }
-  finishScan(summary, start);
+  finish(summary, began);
 }
 
-ScanSummary ScanWorker::countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets) {
-  ScanCanceller canceller(scanner, cancelRequested_, stopping_.flag());
-  setScanState(L"counting");
-  ScanProgressInfo counted = scanner.measure(targets);
-  counted.phase = L"scanning";
-  canceller.watchCancelRequests();  // first: whoever sees the scan begin can also cancel it
+ScanSummary ScanJob::countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets) {
+  setPhase(scan_phase::kCounting);
+  const ScanProgressInfo counted = scanner.measure(targets);
   {
-    const MutexLock lock(stateMutex_);
-    progress_ = std::move(counted);
+    const MutexLock lock(mutex_);
+    progress_ = counted;
   }
-  if (stopping_.isSet()) return {};
-  return scanner.scan(
-      targets, [this](const ScanProgressInfo& info) { showProgress(info); },
-      [this](const FileVerdict& verdict) { takeVerdict(verdict); });
+  if (stop_.stop_requested()) return {};
+
+  struct NotCancellableAtEnd {
+    ScanJob& job;
+    ~NotCancellableAtEnd() { job.setCancellable(nullptr); }
+  } const atEnd{*this};
+  // The scanner forgets what was asked before its scan began. Its first report comes right after that, so
+  // from there on a cancel reaches it, and whoever sees the phase "scanning" can cancel the scan.
+  bool begun = false;
+  const auto onProgress = [&](const ScanProgressInfo& info) {
+    if (!std::exchange(begun, true)) setCancellable(&scanner);
+    showProgress(info);
+  };
+  return scanner.scan(targets, onProgress, [this](const FileVerdict& verdict) { takeVerdict(verdict); });
 }
 
-void ScanWorker::finishScan(const ScanSummary& summary, std::chrono::steady_clock::time_point start) {
-  // Every scan that gets here counts as cancelled, also one that ran to its end: clients rely on it.
-  cancelRequested_.store(true);
-  const auto elapsed = std::chrono::steady_clock::now() - start;
-  const auto elapsedMs =
-      static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count());
-  const bool cancelled = cancelRequested_.load();
+/// A cancel that has come already was too early: it is lost, and the scan runs to its end.
+void ScanJob::setCancellable(FileScanner* scanner) {
+  const MutexLock lock(mutex_);
+  cancellable_ = cancelRequested_ ? nullptr : scanner;
+}
 
-  (void)scanCache_->save(scanCachePath());  // a lost cache costs nothing but itself
+void ScanJob::finish(const ScanSummary& summary, Clock::time_point began) {
+  const auto elapsedMs = static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - began).count());
+  (void)cache_.save(scanCachePath());  // a lost cache costs nothing but itself
   {
-    const MutexLock lock(stateMutex_);
+    const MutexLock lock(mutex_);
+    // Every scan that gets here counts as cancelled, also one that ran to its end: clients rely on it.
+    cancelRequested_ = true;
     lastSummary_ = summary;
     lastSummary_.elapsedMs = elapsedMs;
-    lastSummary_.cancelled = cancelled;
-    progress_.phase = cancelled ? L"cancelled" : L"finished";
+    lastSummary_.cancelled = true;
+    progress_.phase = scan_phase::kCancelled;
   }
-  const uint64_t now = unixSecondsNow();
-  {
-    const MutexLock lock(stateMutex_);
-    settings_.lastScanUtc = now;
-    settings_.lastThreatCount = summary.threats;
-  }
-  saveSettings();
+  settings_.update([&summary, now = unixSecondsNow()](SettingsFields& settings) {
+    settings.lastScanUtc = now;
+    settings.lastThreatCount = summary.threats;
+  });
+  settings_.save();
   Log::instance().write(kLogInfo, "scan finished: files=" + std::to_string(summary.filesScanned) +
                                       " threats=" + std::to_string(summary.threats) +
                                       " ms=" + std::to_string(elapsedMs));
 }
 
-void ScanWorker::endScanEarly(const wchar_t* state, bool cancelled) {
-  const MutexLock lock(stateMutex_);
+void ScanJob::endEarly(const wchar_t* phase, bool cancelled) {
+  const MutexLock lock(mutex_);
   lastSummary_.cancelled = cancelled;
-  progress_.phase = state;
+  progress_.phase = phase;
 }
 
-void ScanWorker::setScanState(const wchar_t* state) {
-  const MutexLock lock(stateMutex_);
-  progress_.phase = state;
+void ScanJob::setPhase(const wchar_t* phase) {
+  const MutexLock lock(mutex_);
+  progress_.phase = phase;
 }
 
 /// The totals of the counting pass stay; the scanner reports only what it has done.
-void ScanWorker::showProgress(const ScanProgressInfo& info) {
-  const MutexLock lock(stateMutex_);
+void ScanJob::showProgress(const ScanProgressInfo& info) {
+  const MutexLock lock(mutex_);
   progress_.filesDone = info.filesDone;
   progress_.bytesDone = info.bytesDone;
   progress_.currentPath = info.currentPath;
   progress_.phase = info.phase;
 }
 
-void ScanWorker::takeVerdict(const FileVerdict& verdict) {
-  scanCache_->record(verdict.path, {verdict.size, verdict.lastWriteTime, verdict.severity});
-  if (verdict.severity >= kSeverityMedium) recordThreat(verdict, /*pending=*/false);
+void ScanJob::takeVerdict(const FileVerdict& verdict) {
+  cache_.record(verdict.path, {verdict.size, verdict.lastWriteTime, verdict.severity});
+  if (verdict.severity < kSeverityMedium) return;
+  ThreatRecord record = makeThreatRecord(verdict);
+  const MutexLock lock(mutex_);
+  results_.push_back(std::move(record));
 }
 
 }  // namespace korvel::svc

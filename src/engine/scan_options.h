@@ -1,12 +1,12 @@
 // How the settings shape a scan.
 #pragma once
 
-#include "config/settings.h"
+#include "records/settings_fields.h"
 #include "scan/scan_records.h"
 
 namespace korvel::svc {
 
-inline ScanOptions scanOptionsFrom(const Settings& settings) {
+inline ScanOptions scanOptionsFrom(const SettingsFields& settings) {
   ScanOptions options;
   options.scanArchives = settings.scanArchives;
   return options;

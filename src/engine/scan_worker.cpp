@@ -1,19 +1,17 @@
-// The engine's life, its settings and what it reports. The scan job is in scan_job.cpp, what happens to a
-// detection in threat_response.cpp, the long-lived threads in background_loops.cpp, updates in
-// update_jobs.cpp.
 #include "engine/scan_worker.h"
 
+#include <cstddef>
+#include <memory>
 #include <utility>
 
 #include "base/utf.h"
 #include "base/version.h"
 #include "config/data_paths.h"
+#include "config/settings.h"
 #include "config/settings_file.h"
 #include "engine/signature_loader.h"
-#include "scan/scan_cache.h"
-#include "scan/signature_database.h"
-#include "service/runtime/log.h"
-#include "service/runtime/stop_signal.h"
+#include "runtime/log.h"
+#include "signatures/signature_database.h"
 
 namespace korvel::svc {
 namespace {
@@ -23,28 +21,34 @@ void logWarning(const std::string& text) { Log::instance().write(kLogWarning, te
 
 const char* onOff(bool on) { return on ? "on" : "off"; }
 
+void writeToDisk(const SettingsFields& settings) {
+  (void)writeSettingsFile(settings, settingsPath());  // the record in memory stays in force
+}
+
 }  // namespace
 
-ScanWorker::ScanWorker(const LoopTimes& times) : times_(times) {}
+ScanWorker::ScanWorker(const LoopTimes& times)
+    : settings_(writeToDisk),
+      scan_(settings_, signatures_, stop_.get_token()),
+      updates_(settings_, signatures_, stop_.get_token()),
+      driver_(settings_, signatures_, detections_),
+      loops_({settings_, signatures_, detections_, scan_, updates_}, times, stop_.get_token()) {}
 
 ScanWorker::~ScanWorker() {
   // A half-started engine ends its threads here. It saves nothing: what it holds may never have been read.
-  if (!stopping_.exchangeSet()) endThreads();
+  if (stop_.request_stop()) endThreads();
 }
 
 bool ScanWorker::init(std::string* error) {
   Log::instance().open(logPath());
-  logInfo("KorvelService starting, version " + toUtf8(kServiceVersion));
+  logInfo(std::string("KorvelService starting, version ") + kServiceVersion);
 
   Settings settings;
   if (!readSettingsFile(settings, settingsPath())) {
     logWarning("config not found, using defaults");
-    (void)writeSettingsFile(settings, settingsPath());
+    writeToDisk(settings);
   }
-  {
-    const MutexLock lock(stateMutex_);
-    settings_ = settings;
-  }
+  (void)settings_.replace(settings);
 
   std::string loadError;
   std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(settings, &loadError);
@@ -54,152 +58,127 @@ bool ScanWorker::init(std::string* error) {
   } else {
     logWarning("signature database not loaded: " + loadError);
   }
-  {
-    const MutexLock lock(dbMutex_);
-    database_ = std::move(database);
-  }
+  signatures_.replace(std::move(database));
 
   if (!quarantine_.ensureStore(settings.quarantineDir, error)) return false;
-  scanCache_ = std::make_unique<ScanCache>();
-  (void)scanCache_->load(scanCachePath());  // there is none before the first scan
+  scan_.loadCache();
   return true;
 }
 
 bool ScanWorker::start(std::string*) {
-  if (stopping_.isSet()) return false;
+  if (stop_.stop_requested()) return false;
   std::string linkError;
-  if (filter_.connect([this](const std::wstring& path) { return allowAccess(path); }, &linkError)) {
+  if (driver_.connect(&linkError)) {
     logInfo("minifilter connected, kernel protection active");
   } else {
     logInfo("minifilter unavailable (" + linkError + "), using userspace realtime");
   }
-  const Settings settings = getSettings();
-  const bool realTime = settings.realTimeEnabled && settings.protectionEnabled;
-  if (settings.scheduledScan) scheduledThread_ = std::thread([this] { scheduledScanLoop(); });
-  if (realTime) realtimeThread_ = std::thread([this] { realtimeLoop(); });
-  if (!webShieldWake_) {
-    webShieldWake_.reset(::CreateEventW(/*security=*/nullptr, /*manualReset=*/FALSE, /*initialState=*/FALSE,
-                                        /*name=*/nullptr));
-  }
-  liveUpdateThread_ = std::thread([this] { liveUpdateLoop(); });
-  webShieldThread_ = std::thread([this] { webShieldLoop(); });
+  const SettingsFields settings = settings_.get();
+  loops_.start(settings);
   logInfo(std::string("workers started (scheduled=") + onOff(settings.scheduledScan) +
-          ", realtime=" + onOff(realTime) + ")");
+          ", realtime=" + onOff(settings.realTimeEnabled && settings.protectionEnabled) + ")");
   return true;
 }
 
 void ScanWorker::stop() {
-  if (stopping_.exchangeSet()) return;
+  if (!stop_.request_stop()) return;
   endThreads();
   saveSettings();
   logInfo("workers stopped");
 }
 
-bool ScanWorker::stopping() const { return stopping_.isSet() || StopSignal::process().requested(); }
-
 /// The order is part of the contract with the driver: its link ends first and may wait for one more message.
 void ScanWorker::endThreads() {
-  const auto join = [](std::thread& thread) {
-    if (thread.joinable()) thread.join();
-  };
-  filter_.stop();
-  cancelRequested_.store(true);
-  {
-    const MutexLock lock(threadMutex_);
-    join(scanThread_);
-  }
-  join(realtimeThread_);
-  join(scheduledThread_);
-  join(liveUpdateThread_);
-  join(webShieldThread_);
-  liveUpdateJob_.join();
-  updateCheckJob_.join();
-  webShieldWake_.reset();
-}
-
-bool ScanWorker::reloadSignatures(std::string* error) {
-  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(getSettings(), error);
-  if (!database) return false;
-  const uint64_t entries = database->info().entryCount;
-  {
-    const MutexLock lock(dbMutex_);
-    database_.swap(database);
-  }
-  database.reset();  // the old one, outside the lock: freeing millions of entries takes a while
-  logInfo("signatures reloaded: " + std::to_string(entries) + " entries");
-  return true;
-}
-
-bool ScanWorker::applySettings(const Settings& settings, std::string*) {
-  bool realTimeChanged = false;
-  bool webShieldChanged = false;
-  {
-    const MutexLock lock(stateMutex_);
-    Settings updated = settings;
-    if (updated.signatureDb.empty()) updated.signatureDb = settings_.signatureDb;
-    if (updated.quarantineDir.empty()) updated.quarantineDir = settings_.quarantineDir;
-    realTimeChanged = updated.realTimeEnabled != settings_.realTimeEnabled;
-    webShieldChanged = updated.webShield != settings_.webShield;
-    settings_ = std::move(updated);
-  }
-  saveSettings();
-  if (realTimeChanged) logInfo("real-time setting changed, service restart required");
-  if (webShieldChanged && webShieldWake_) ::SetEvent(webShieldWake_.get());
-  return true;
-}
-
-void ScanWorker::saveSettings() {
-  const MutexLock lock(saveMutex_);
-  (void)writeSettingsFile(getSettings(), settingsPath());  // the record in memory stays in force
-}
-
-Settings ScanWorker::getSettings() const {
-  const MutexLock lock(stateMutex_);
-  return settings_;
+  driver_.stop();
+  (void)scan_.cancel();
+  scan_.join();
+  loops_.join();
+  updates_.join();
 }
 
 EngineStatus ScanWorker::getStatus() const {
   EngineStatus status;
-  status.serviceVersion = toUtf8(kServiceVersion);
-  if (const std::shared_ptr<const SignatureDatabase> database = currentDatabase()) {
+  status.serviceVersion = kServiceVersion;
+  if (const SignaturesInForce::Pointer database = signatures_.current()) {
     const SignatureDbInfo info = database->info();
     status.signatureCount = info.entryCount;
     status.signatureVersion = info.version;
   }
-  const Settings settings = getSettings();
+  const SettingsFields settings = settings_.get();
   status.protectionEnabled = settings.protectionEnabled;
   status.realTimeActive = settings.realTimeEnabled && settings.protectionEnabled;
-  status.minifilterConnected = filter_.connected();
-  status.minifilterHandled = filter_.handled();
-  status.scanRunning = scanning_.load();
-  status.updateCheckRunning = updateCheckJob_.busy();
-  status.updateCheckError = updateCheckJob_.lastError();
-  status.liveUpdateRunning = liveUpdateJob_.busy();
-  {
-    const MutexLock lock(stateMutex_);
-    status.updateCheckInstaller = toUtf8(updateCheckInstaller_);
-  }
+  status.scanRunning = scan_.running();
+  driver_.fillStatus(status);
+  updates_.fillStatus(status);
   return status;
 }
 
-ScanProgressInfo ScanWorker::getProgress() const {
-  const MutexLock lock(stateMutex_);
-  return progress_;
+bool ScanWorker::startScan(ScanScope scope, const std::vector<std::wstring>& targets, std::string* error) {
+  return scan_.start(scope, targets, error);
 }
 
-ScanSummary ScanWorker::getLastSummary() const {
-  const MutexLock lock(stateMutex_);
-  return lastSummary_;
+bool ScanWorker::cancelScan() { return scan_.cancel(); }
+
+void ScanWorker::reportScan(const TakeReport& take) {
+  ScanReport report = scan_.report();
+  report.events = detections_.take();
+  size_t taken = 0;
+  try {
+    taken = take(report);
+  } catch (...) {
+    detections_.putBack(std::move(report.events), 0);
+    throw;
+  }
+  detections_.putBack(std::move(report.events), taken);
 }
 
-std::vector<ThreatRecord> ScanWorker::getResults() const {
-  const MutexLock lock(stateMutex_);
-  return results_;
+std::vector<ThreatRecord> ScanWorker::getResults() const { return scan_.results(); }
+
+bool ScanWorker::quarantineThreat(const ThreatRecord& threat, std::string* error) {
+  if (!quarantine_.addFile(settings_.get().quarantineDir, threat.path, threat.sha256, threat.name,
+                           threat.code, threat.severity, /*outRecord=*/nullptr, error)) {
+    return false;
+  }
+  logInfo("quarantined: " + toUtf8(threat.path));
+  return true;
 }
 
-std::shared_ptr<const SignatureDatabase> ScanWorker::currentDatabase() const {
-  const MutexLock lock(dbMutex_);
-  return database_;
+bool ScanWorker::deleteThreat(const ThreatRecord& threat, std::string* error) {
+  const std::wstring directory = settings_.get().quarantineDir;
+  QuarantineRecord stored;
+  if (!quarantine_.addFile(directory, threat.path, threat.sha256, threat.name, threat.code, threat.severity,
+                           &stored, error)) {
+    return false;
+  }
+  if (!quarantine_.deleteRecord(directory, stored.id, error)) return false;
+  logInfo("deleted: " + toUtf8(threat.path));
+  return true;
 }
+
+std::vector<QuarantineRecord> ScanWorker::listQuarantine() {
+  return quarantine_.listRecords(settings_.get().quarantineDir);
+}
+
+bool ScanWorker::restoreQuarantined(uint64_t id, std::string* error) {
+  return quarantine_.restoreRecord(settings_.get().quarantineDir, id, error);
+}
+
+bool ScanWorker::deleteQuarantined(uint64_t id, std::string* error) {
+  return quarantine_.deleteRecord(settings_.get().quarantineDir, id, error);
+}
+
+SettingsFields ScanWorker::getSettings() const { return settings_.get(); }
+
+bool ScanWorker::applySettings(const SettingsFields& settings, std::string*) {
+  const SettingsInForce::Changes changes = settings_.replace(settings);
+  saveSettings();
+  if (changes.realTimeEnabled) logInfo("real-time setting changed, service restart required");
+  if (changes.webShield) loops_.wakeWebShield();
+  return true;
+}
+
+bool ScanWorker::reloadSignatures(std::string* error) { return updates_.reloadSignatures(error); }
+bool ScanWorker::startLiveUpdate(std::string* error) { return updates_.startLiveUpdate(error); }
+bool ScanWorker::startUpdateCheck(std::string* error) { return updates_.startUpdateCheck(error); }
 
 }  // namespace korvel::svc

@@ -3,11 +3,12 @@
 #include "base/error.h"
 #include "base/files.h"
 #include "config/data_paths.h"
-#include "scan/signature_database.h"
+#include "signatures/signature_database.h"
 
 namespace korvel::svc {
 
-std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const Settings& settings, std::string* error) {
+std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFields& settings,
+                                                               std::string* error) {
   auto database = std::make_shared<SignatureDatabase>();
   std::string seedError;
   (void)database->loadFile(settings.signatureDb, &seedError);

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "config/settings.h"
+#include "records/settings_fields.h"
 
 namespace korvel {
 class SignatureDatabase;
@@ -15,6 +15,7 @@ namespace korvel::svc {
 /// The seed file that `settings` names, then the live file of the data directory where there is one; trouble
 /// with the live file is ignored. Null when no entry was loaded, with the seed file's error or "database is
 /// empty" in `error`. Thread-safe; may take seconds for millions of entries.
-std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const Settings& settings, std::string* error);
+std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFields& settings,
+                                                               std::string* error);
 
 }  // namespace korvel::svc

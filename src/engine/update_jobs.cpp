@@ -1,69 +1,89 @@
-// Fresh signatures and the self-update check. Both run on request on a job thread; the live update also runs
-// on its own thread once a day.
+#include "engine/update_jobs.h"
+
 #include <exception>
-#include <string>
+#include <memory>
 #include <utility>
 
 #include "base/clock.h"
+#include "base/utf.h"
 #include "config/data_paths.h"
-#include "engine/scan_worker.h"
+#include "engine/settings_in_force.h"
+#include "engine/signature_loader.h"
+#include "engine/signatures_in_force.h"
 #include "net/live_feed.h"
 #include "net/update_check.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
+#include "signatures/signature_database.h"
 
 namespace korvel::svc {
 
-bool ScanWorker::startLiveUpdate(std::string* error) {
-  return liveUpdateJob_.launch([] {}, [this](std::string* jobError) { return liveUpdateJob(jobError); },
-                               error);
+bool UpdateJobs::startLiveUpdate(std::string* error) {
+  return liveUpdate_.launch([] {}, [this](std::string* jobError) { return updateSignatures(jobError); },
+                            error);
 }
 
-bool ScanWorker::startUpdateCheck(std::string* error) {
-  const auto forgetInstaller = [this] {
-    const MutexLock lock(stateMutex_);
-    updateCheckInstaller_.clear();
-  };
-  return updateCheckJob_.launch(
-      forgetInstaller, [this](std::string* jobError) { return updateCheckJob(jobError); }, error);
+bool UpdateJobs::startUpdateCheck(std::string* error) {
+  return updateCheck_.launch([this] { setInstaller({}); },
+                             [this](std::string* jobError) { return checkProgram(jobError); }, error);
 }
 
-/// Not through startLiveUpdate(): the automatic run does not count as busy, so a requested one may run at the
-/// same time. Both are whole; the feed builder makes them take turns in writing.
-void ScanWorker::runAutomaticUpdate() {
+void UpdateJobs::runAutomaticUpdate() {
   std::string error;
   try {
-    if (liveUpdateJob(&error)) return;
+    if (updateSignatures(&error)) return;
   } catch (const std::exception& exception) {
     error = exception.what();
   }
   Log::instance().write(kLogWarning, "live update failed: " + error);
 }
 
-bool ScanWorker::liveUpdateJob(std::string* error) {
+bool UpdateJobs::updateSignatures(std::string* error) {
   uint64_t hashes = 0;
-  if (!buildLiveDatabase(getSettings().updateServer, &hashes, error, &stopping_.flag())) return false;
+  if (!buildLiveDatabase(settings_.get().updateServer, &hashes, error, stop_)) return false;
   std::string reloadError;
   if (!reloadSignatures(&reloadError)) {
     // The file stays and is used at the next load that succeeds.
     Log::instance().write(kLogWarning, "live db fetched but reload failed: " + reloadError);
   }
-  const uint64_t now = unixSecondsNow();
-  {
-    const MutexLock lock(stateMutex_);
-    settings_.lastLiveUpdateUtc = now;
-  }
-  saveSettings();
+  settings_.update([now = unixSecondsNow()](SettingsFields& settings) { settings.lastLiveUpdateUtc = now; });
+  settings_.save();
   Log::instance().write(kLogInfo, "live signatures updated: " + std::to_string(hashes) + " hashes");
   return true;
 }
 
-bool ScanWorker::updateCheckJob(std::string* error) {
-  std::wstring installer;
-  if (!checkForUpdate(getSettings().updateServer, updatesDir(), &installer, error, &stopping_.flag()))
-    return false;
-  const MutexLock lock(stateMutex_);
-  updateCheckInstaller_ = std::move(installer);
+bool UpdateJobs::reloadSignatures(std::string* error) {
+  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(settings_.get(), error);
+  if (!database) return false;
+  const uint64_t entries = database->info().entryCount;
+  signatures_.replace(std::move(database));
+  Log::instance().write(kLogInfo, "signatures reloaded: " + std::to_string(entries) + " entries");
   return true;
+}
+
+bool UpdateJobs::checkProgram(std::string* error) {
+  std::wstring installer;
+  if (!checkForUpdate(settings_.get().updateServer, updatesDir(), &installer, error, stop_)) return false;
+  setInstaller(std::move(installer));
+  return true;
+}
+
+void UpdateJobs::setInstaller(std::wstring path) {
+  const MutexLock lock(mutex_);
+  installer_ = std::move(path);
+}
+
+void UpdateJobs::fillStatus(EngineStatus& status) const {
+  status.updateCheckRunning =
+      updateCheck_.busy();  // first: the outcome is there before the job counts as ended
+  status.updateCheckError = updateCheck_.lastError();
+  status.liveUpdateRunning = liveUpdate_.busy();
+  const MutexLock lock(mutex_);
+  status.updateCheckInstaller = toUtf8(installer_);
+}
+
+void UpdateJobs::join() {
+  liveUpdate_.join();
+  updateCheck_.join();
 }
 
 }  // namespace korvel::svc

@@ -3,17 +3,17 @@
 #include <cstdio>
 
 #include "base/text.h"
+#include "base/version.h"
 
 namespace korvel::fw {
 namespace {
 
-constexpr std::wstring_view kOwnPrefix = L"korvel:";
-constexpr std::wstring_view kBlockInboundPrefix = L"korvel: block all inbound";
+constexpr std::wstring_view kBlockInboundPrefix = L"KORVEL: block all inbound";
 constexpr uint32_t kAccessDenied = 0x80070005;
 
-/// `prefix` must be lower-case already.
+/// In any case.
 bool beginsWith(std::wstring_view text, std::wstring_view prefix) {
-  return text.size() >= prefix.size() && lowerWide(text.substr(0, prefix.size())) == prefix;
+  return lowerWide(text.substr(0, prefix.size())) == lowerWide(prefix);
 }
 
 std::string_view directionWord(int32_t direction) {
@@ -38,12 +38,12 @@ void appendRule(std::string& text, const ListedRule& rule) {
 
 }  // namespace
 
-bool isOwnRuleName(std::wstring_view name) { return beginsWith(name, kOwnPrefix); }
+bool isOwnRuleName(std::wstring_view name) { return beginsWith(name, kFirewallRulePrefix); }
 
 bool isBlockInboundRuleName(std::wstring_view name) { return beginsWith(name, kBlockInboundPrefix); }
 
 bool isSystemPath(std::wstring_view path, std::wstring_view windowsDirectory) {
-  return !windowsDirectory.empty() && beginsWith(path, lowerWide(windowsDirectory));
+  return !windowsDirectory.empty() && beginsWith(path, windowsDirectory);
 }
 
 bool noticeRule(FirewallStatus& status, std::wstring_view name, std::wstring_view application,

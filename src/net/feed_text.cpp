@@ -6,14 +6,15 @@
 #include <utility>
 
 #include "base/text.h"
-#include "scan/hex_digest.h"
+#include "hash/hex_digest.h"
+#include "base/sizes.h"
 
 namespace korvel {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kHexDigits = 2 * sizeof(FeedKey);
-constexpr size_t kRenderPieceBytes = size_t{64} << 10;
+constexpr size_t kRenderPieceBytes = 64 * kKiB;
 
 // Written out, so that the compiler sees one move and one byte swap in each.
 uint64_t bigEndianWord(const uint8_t* from) {
@@ -37,7 +38,7 @@ void appendHexLine(const FeedKey& key, std::string& text) {
   std::array<uint8_t, sizeof(FeedKey)> bytes;
   for (size_t i = 0; i < key.size(); ++i) putBigEndian(key[i], &bytes[8 * i]);
   char line[kHexDigits + 1];
-  encodeHex(bytes, line);
+  hash::encodeHex(bytes, line);
   line[kHexDigits] = '\n';
   text.append(line, sizeof line);
 }
@@ -95,7 +96,7 @@ std::optional<FeedKey> feedKeyOfLine(std::string_view line) {
   // about blanks and comments is left to be asked.
   if (text.size() > kHexDigits && text[kHexDigits] != ' ' && text[kHexDigits] != '\t') return std::nullopt;
   std::array<uint8_t, sizeof(FeedKey)> bytes;
-  if (!decodeHex(text.data(), bytes.size(), bytes.data())) return std::nullopt;
+  if (!hash::decodeHex(text.data(), bytes.size(), bytes.data())) return std::nullopt;
   FeedKey key;
   for (size_t i = 0; i < key.size(); ++i) key[i] = bigEndianWord(&bytes[8 * i]);
   return key;

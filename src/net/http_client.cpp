@@ -4,30 +4,26 @@
 #include "net/http_client.h"
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <exception>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <utility>
 
 #include "base/error.h"
+#include "base/mutex.h"
+#include "base/sizes.h"
 #include "net/http_exchange.h"
 
 namespace korvel {
 namespace {
 
-constexpr size_t kMostBufferedBytes = 1 << 20;
-constexpr std::chrono::milliseconds kStopPoll{50};
+constexpr size_t kMostBufferedBytes = 1 * kMiB;
 
-bool stopRequested(const std::atomic<bool>* stopping) { return stopping != nullptr && stopping->load(); }
-
-/// What goes from the thread of an exchange to the caller. All members are thread-safe.
+/// What goes from the thread of an exchange to the caller. Thread-safe.
 class Transfer : public HttpReceiver {
  public:
   /// The exchange's side: runs it to its end.
-  void run(const HttpAddress& address) {
+  void run(const HttpAddress& address) EXCLUDES(mutex_) {
     std::string error;
     std::exception_ptr exception;
     bool ok = false;
@@ -36,75 +32,70 @@ class Transfer : public HttpReceiver {
     } catch (...) {
       exception = std::current_exception();
     }
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     done_ = true;
     ok_ = ok;
     error_ = std::move(error);
     exception_ = exception;
-    changed_.notify_all();
+    changed_.notifyAll();
   }
 
-  void begin(uint64_t announcedBytes) override {
-    const std::lock_guard lock(mutex_);
+  void begin(uint64_t announcedBytes) override EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
     announcedBytes_ = announcedBytes;
   }
 
-  bool take(std::string_view piece) override {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return abandoned_ || buffer_.size() < kMostBufferedBytes; });
+  bool take(std::string_view piece) override EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
+    while (!abandoned_ && buffer_.size() >= kMostBufferedBytes) changed_.wait(mutex_);
     if (abandoned_) return false;
     buffer_.append(piece);
-    changed_.notify_all();
+    changed_.notifyAll();
     return true;
   }
 
   /// The caller's side. Waits for bytes and puts them in the place of `bytes`; false at the end of the
-  /// exchange and once `stopping` is set.
-  bool next(std::string& bytes, const std::atomic<bool>* stopping) {
+  /// exchange, and once it is abandoned.
+  bool next(std::string& bytes) EXCLUDES(mutex_) {
     bytes.clear();
-    std::unique_lock lock(mutex_);
-    while (!stopRequested(stopping)) {
-      if (!buffer_.empty()) {
-        bytes.swap(buffer_);
-        changed_.notify_all();
-        return true;
-      }
-      if (done_) return false;
-      changed_.wait_for(lock, kStopPoll);
-    }
-    return false;
+    const MutexLock lock(mutex_);
+    while (!abandoned_ && !done_ && buffer_.empty()) changed_.wait(mutex_);
+    if (abandoned_ || buffer_.empty()) return false;
+    bytes.swap(buffer_);
+    changed_.notifyAll();
+    return true;
   }
 
-  /// Nobody takes anything any more. True when the exchange has ended by then.
-  bool abandon() {
-    const std::lock_guard lock(mutex_);
+  /// Nothing is taken any more. True when the exchange has ended by then.
+  bool abandon() EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
     abandoned_ = true;
-    changed_.notify_all();
+    changed_.notifyAll();
     return done_;
   }
 
-  uint64_t announcedBytes() const {
-    const std::lock_guard lock(mutex_);
+  uint64_t announcedBytes() const EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
     return announcedBytes_;
   }
 
   /// How an exchange that has ended did; throws what it threw.
-  bool result(std::string* error) const {
-    const std::lock_guard lock(mutex_);
+  bool result(std::string* error) const EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
     if (exception_) std::rethrow_exception(exception_);
     return ok_ || fail(error, error_);
   }
 
  private:
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  std::string buffer_;  // arrived and not yet taken
-  uint64_t announcedBytes_ = 0;
-  std::string error_;
-  std::exception_ptr exception_;
-  bool ok_ = false;
-  bool done_ = false;
-  bool abandoned_ = false;
+  mutable Mutex mutex_;
+  ConditionVariable changed_;
+  std::string buffer_ GUARDED_BY(mutex_);  // arrived and not yet taken
+  uint64_t announcedBytes_ GUARDED_BY(mutex_) = 0;
+  std::string error_ GUARDED_BY(mutex_);
+  std::exception_ptr exception_ GUARDED_BY(mutex_);
+  bool ok_ GUARDED_BY(mutex_) = false;
+  bool done_ GUARDED_BY(mutex_) = false;
+  bool abandoned_ GUARDED_BY(mutex_) = false;
 };
 
 /// The thread of one exchange: joined where it has ended, left behind where it has not.
@@ -131,25 +122,23 @@ class ExchangeThread {
 
 /// `take` is called with the bytes as they come and the announced length.
 template <typename Take>
-bool download(const std::string& url, const Take& take, std::string* error,
-              const std::atomic<bool>* stopping) {
+bool download(const std::string& url, const Take& take, std::string* error, const std::stop_token& stop) {
   if (error != nullptr) error->clear();
   HttpAddress address;
   if (!splitUrl(url, address, error)) return false;
-  if (!stopRequested(stopping)) {
+  if (!stop.stop_requested()) {
     ExchangeThread exchange(std::move(address));
-    for (std::string bytes; exchange.transfer().next(bytes, stopping);) {
-      take(bytes, exchange.transfer().announcedBytes());
-    }
-    if (!stopRequested(stopping)) return exchange.transfer().result(error);
+    Transfer& transfer = exchange.transfer();
+    const std::stop_callback abandonAtStop(stop, [&transfer] { (void)transfer.abandon(); });
+    for (std::string bytes; transfer.next(bytes);) take(bytes, transfer.announcedBytes());
+    if (!stop.stop_requested()) return transfer.result(error);
   }
   return fail(error, "service is stopping");
 }
 
 }  // namespace
 
-bool httpGet(const std::string& url, std::string* body, std::string* error,
-             const std::atomic<bool>* stopping) {
+bool httpGet(const std::string& url, std::string* body, std::string* error, const std::stop_token& stop) {
   if (body != nullptr) body->clear();
   const auto append = [body](const std::string& bytes, uint64_t announced) {
     if (body == nullptr) return;
@@ -158,13 +147,13 @@ bool httpGet(const std::string& url, std::string* body, std::string* error,
     if (body->empty()) body->reserve(static_cast<size_t>(std::min(announced, kMaxHttpBodyBytes)));
     body->append(bytes);
   };
-  return download(url, append, error, stopping);
+  return download(url, append, error, stop);
 }
 
 bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
-                   std::string* error, const std::atomic<bool>* stopping) {
+                   std::string* error, const std::stop_token& stop) {
   return download(
-      url, [&take](const std::string& bytes, uint64_t) { take(bytes); }, error, stopping);
+      url, [&take](const std::string& bytes, uint64_t) { take(bytes); }, error, stop);
 }
 
 }  // namespace korvel

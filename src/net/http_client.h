@@ -5,31 +5,25 @@
 // proxies and certificates are the platform's defaults. Plain http is allowed; the address decides.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <functional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
 namespace korvel {
 
-/// The longest body that is accepted; one byte more is "response too large".
-inline constexpr uint64_t kMaxHttpBodyBytes = 134'217'728;
-
 /// Fetches `url` into `body`: true when a status from 200 to 299 came and its body was read to the end.
 ///
 /// `url` is absolute and plain ASCII. `body` and `error` may be null; both are emptied first. After a failure
-/// `body` may hold a part and must be ignored. Once `stopping`, where given, is set, the call fails with
-/// "service is stopping" within a twentieth of a second, whatever the server does; before the request,
-/// nothing is sent. Throws std::bad_alloc when the body does not fit into memory, std::system_error without a
-/// thread.
-bool httpGet(const std::string& url, std::string* body, std::string* error,
-             const std::atomic<bool>* stopping = nullptr);
+/// `body` may hold a part and must be ignored. Once `stop` is requested, the call fails with "service is
+/// stopping" at once, whatever the server does; before the request, nothing is sent. Throws std::bad_alloc
+/// when the body does not fit into memory, std::system_error without a thread.
+bool httpGet(const std::string& url, std::string* body, std::string* error, const std::stop_token& stop = {});
 
 /// As httpGet(), but hands the body over piece by piece as it arrives (up to about 1 MiB each), on this
 /// thread, so that the caller need not hold it whole. What `take` has received counts for nothing unless the
 /// result is true.
 bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
-                   std::string* error, const std::atomic<bool>* stopping = nullptr);
+                   std::string* error, const std::stop_token& stop = {});
 
 }  // namespace korvel

@@ -5,7 +5,6 @@
 #include "base/error.h"
 #include "base/unique_resource.h"
 #include "base/win.h"
-#include "net/http_client.h"
 #include "net/url_text.h"
 
 #include <winhttp.h>

@@ -6,7 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "base/sizes.h"
+
 namespace korvel {
+
+/// The longest body that is accepted; one byte more is "response too large".
+inline constexpr uint64_t kMaxHttpBodyBytes = 128 * kMiB;
 
 struct HttpAddress {
   std::wstring host;

@@ -18,14 +18,14 @@ namespace {
 
 /// Fetches every source into `set`. A source that fails is passed over as long as another one yields hashes.
 bool collectHashes(const std::vector<std::string>& sources, FeedSet& set, std::string* error,
-                   const std::atomic<bool>* stopping) {
+                   const std::stop_token& stop) {
   size_t failed = 0;
   std::string lastError;
   for (const std::string& source : sources) {
     FeedReader reader;  // per source: what arrived before a failure must not count
     const auto take = [&reader](std::string_view piece) { reader.take(piece); };
-    if (!httpGetPieces(source, take, &lastError, stopping)) {
-      if (stopping != nullptr && stopping->load()) return fail(error, lastError);
+    if (!httpGetPieces(source, take, &lastError, stop)) {
+      if (stop.stop_requested()) return fail(error, lastError);
       ++failed;
       continue;
     }
@@ -64,16 +64,15 @@ std::vector<std::string> liveFeedSources(const std::string& serverAddress) {
 }
 
 bool buildLiveDatabase(const std::string& serverAddress, uint64_t* hashCount, std::string* error,
-                       const std::atomic<bool>* stopping) {
-  return buildLiveDatabaseFrom(liveFeedSources(serverAddress), liveDatabasePath(), hashCount, error,
-                               stopping);
+                       const std::stop_token& stop) {
+  return buildLiveDatabaseFrom(liveFeedSources(serverAddress), liveDatabasePath(), hashCount, error, stop);
 }
 
 bool buildLiveDatabaseFrom(const std::vector<std::string>& sources, const std::wstring& target,
-                           uint64_t* hashCount, std::string* error, const std::atomic<bool>* stopping) {
+                           uint64_t* hashCount, std::string* error, const std::stop_token& stop) {
   if (error != nullptr) error->clear();
   FeedSet set;
-  if (!collectHashes(sources, set, error, stopping)) return false;
+  if (!collectHashes(sources, set, error, stop)) return false;
   if (!writeDatabase(set, target, error)) return false;
   if (hashCount != nullptr) *hashCount = set.size();
   return true;

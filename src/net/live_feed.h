@@ -2,8 +2,8 @@
 // Nothing is loaded here; the engine reloads its signatures afterwards.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -18,15 +18,14 @@ std::vector<std::string> liveFeedSources(const std::string& serverUrl);
 
 /// One build from liveFeedSources(serverUrl); one good source is enough. On success `hashCount` receives the
 /// number of hashes written; on failure the previous database stays. `hashCount` and `error` may be null;
-/// `error` is emptied first. `stopping`, where given, ends the build between two pieces of a download and
+/// `error` is emptied first. `stop` ends the build between two pieces of a download and
 /// between sources, with "service is stopping". Any number of threads may build at once; they write one after
 /// another. Throws std::bad_alloc.
 bool buildLiveDatabase(const std::string& serverUrl, uint64_t* hashCount, std::string* error,
-                       const std::atomic<bool>* stopping = nullptr);
+                       const std::stop_token& stop = {});
 
 /// The same from the given addresses into the file `target`.
 bool buildLiveDatabaseFrom(const std::vector<std::string>& sources, const std::wstring& target,
-                           uint64_t* hashCount, std::string* error,
-                           const std::atomic<bool>* stopping = nullptr);
+                           uint64_t* hashCount, std::string* error, const std::stop_token& stop = {});
 
 }  // namespace korvel

@@ -1,13 +1,14 @@
 #include "net/release_text.h"
 
 #include "base/error.h"
+#include "base/sizes.h"
 
 namespace korvel {
 namespace {
 
 constexpr std::string_view kWindowsKey = "\"windows\"";
 constexpr std::string_view kNextPlatformKey = "\"android\"";
-constexpr size_t kMinInstallerBytes = 65'536;
+constexpr size_t kMinInstallerBytes = 64 * kKiB;
 
 }  // namespace
 

@@ -7,7 +7,7 @@
 #include "net/http_client.h"
 #include "net/release_text.h"
 #include "net/url_text.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 
 namespace korvel {
 namespace {
@@ -25,22 +25,22 @@ bool saveInstaller(std::string_view body, const std::wstring& path, std::string*
 }  // namespace
 
 bool checkForUpdate(const std::string& updateServer, const std::wstring& updatesDir, std::wstring* installer,
-                    std::string* error, const std::atomic<bool>* stopping) {
+                    std::string* error, const std::stop_token& stop) {
   if (error != nullptr) error->clear();
   if (updateServer.empty()) {
     return fail(error, "не задан сервер обновлений (строка UpdateServer в settings.ini)");
   }
   std::string body;
-  if (!httpGet(serverUrl(updateServer, "/api/v1/releases"), &body, error, stopping)) return false;
+  if (!httpGet(serverUrl(updateServer, "/api/v1/releases"), &body, error, stop)) return false;
   WindowsRelease release;
   if (!readWindowsRelease(body, release, error)) return false;
-  if (release.version == toUtf8(kServiceVersion)) {  // equality, not order: anything else is offered
+  if (release.version == kServiceVersion) {  // equality, not order: anything else is offered
     if (installer != nullptr) installer->clear();
     return true;
   }
 
   std::string reason;
-  if (!httpGet(release.url, &body, &reason, stopping)) return fail(error, "загрузка установщика: " + reason);
+  if (!httpGet(release.url, &body, &reason, stop)) return fail(error, "загрузка установщика: " + reason);
   if (!looksLikeInstaller(body)) return fail(error, "по ссылке не похоже на Windows-установщик");
   (void)createDirectories(updatesDir);  // writing the file reports the trouble
   const std::wstring path = updatesDir + L"\\KorvelSetup-" + toWide(release.version) + L".exe";

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "remedy/quarantine_record.h"
+#include "records/quarantine_record.h"
 
 namespace korvel {
 

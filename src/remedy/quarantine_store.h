@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/mutex.h"
-#include "remedy/quarantine_record.h"
+#include "records/quarantine_record.h"
 
 namespace korvel {
 

@@ -7,7 +7,7 @@
 #include "net/url_text.h"
 #include "remedy/blocklist_text.h"
 #include "remedy/hosts_file.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 
 namespace korvel {
 namespace {
@@ -22,29 +22,29 @@ void cleanHosts(const std::wstring& hosts) {
 
 }  // namespace
 
-std::string domainListUrl(const Settings& settings) {
+std::string domainListUrl(const SettingsFields& settings) {
   if (settings.updateServer.empty()) return kPublicDomainList;
   return serverUrl(settings.updateServer, "/api/v1/blocklist");
 }
 
 bool fetchDomainList(const std::string& url, std::vector<std::string>& domains, std::string* error,
-                     const std::atomic<bool>* stopping) {
+                     const std::stop_token& stop) {
   std::string body;
-  if (!httpGet(url, &body, error, stopping)) return false;
+  if (!httpGet(url, &body, error, stop)) return false;
   appendDomains(std::move(body), domains);
   return true;
 }
 
-void runWebShield(const Settings& settings, const std::atomic<bool>* stopping) {
-  runWebShieldOn(hostsFilePath(), settings, stopping);
+void runWebShield(const SettingsFields& settings, const std::stop_token& stop) {
+  runWebShieldOn(hostsFilePath(), settings, stop);
 }
 
-void runWebShieldOn(const std::wstring& hosts, const Settings& settings, const std::atomic<bool>* stopping) {
+void runWebShieldOn(const std::wstring& hosts, const SettingsFields& settings, const std::stop_token& stop) {
   if (!settings.webShield) return cleanHosts(hosts);
   std::vector<std::string> domains;
   std::string error;
-  if (!fetchDomainList(domainListUrl(settings), domains, &error, stopping)) {
-    if (stopping != nullptr && stopping->load()) return;
+  if (!fetchDomainList(domainListUrl(settings), domains, &error, stop)) {
+    if (stop.stop_requested()) return;
     return log(kLogWarning, "domain feed failed: " + error);
   }
   if (!applyBlocklistTo(hosts, domains, &error)) return log(kLogError, "hosts update failed: " + error);

@@ -2,28 +2,28 @@
 // the block out again when the shield is off. The engine decides when to run it.
 #pragma once
 
-#include <atomic>
+#include <stop_token>
 #include <string>
 #include <vector>
 
-#include "config/settings.h"
+#include "records/settings_fields.h"
 
 namespace korvel {
 
 /// Fetches one list and appends its domains to `domains`: valid ones only, lower case, each once, in the
-/// list's order. `stopping` as in httpGet(). Throws std::bad_alloc.
+/// list's order. `stop` as in httpGet(). Throws std::bad_alloc.
 bool fetchDomainList(const std::string& url, std::vector<std::string>& domains, std::string* error,
-                     const std::atomic<bool>* stopping = nullptr);
+                     const std::stop_token& stop = {});
 
 /// Where the list comes from: the update server, or the public list while none is configured; never both.
-std::string domainListUrl(const Settings& settings);
+std::string domainListUrl(const SettingsFields& settings);
 
-/// One run with these settings. Every outcome goes to the log, except a run that `stopping` cut short. A list
+/// One run with these settings. Every outcome goes to the log, except a run that `stop` cut short. A list
 /// that cannot be fetched leaves the hosts file as it is. Throws std::bad_alloc.
-void runWebShield(const Settings& settings, const std::atomic<bool>* stopping = nullptr);
+void runWebShield(const SettingsFields& settings, const std::stop_token& stop = {});
 
 /// The same with the hosts file at `hosts`.
-void runWebShieldOn(const std::wstring& hosts, const Settings& settings,
-                    const std::atomic<bool>* stopping = nullptr);
+void runWebShieldOn(const std::wstring& hosts, const SettingsFields& settings,
+                    const std::stop_token& stop = {});
 
 }  // namespace korvel

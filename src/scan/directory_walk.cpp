@@ -19,9 +19,9 @@ bool isDotEntry(const wchar_t* name) {
 
 }  // namespace
 
-DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, const std::atomic<bool>& cancel)
-    : recursive_(target.recursive), followSymlinks_(followSymlinks), cancel_(cancel) {
-  if (cancel_.load() || !pathExists(target.path)) return;
+DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, std::stop_token stop)
+    : recursive_(target.recursive), followSymlinks_(followSymlinks), stop_(std::move(stop)) {
+  if (stop_.stop_requested() || !pathExists(target.path)) return;
   (void)enter(target.path);  // a target that cannot be listed yields nothing
 }
 
@@ -41,7 +41,7 @@ bool DirectoryWalk::advance(Level& level) {
 }
 
 bool DirectoryWalk::next(WalkedFile& file) {
-  while (!levels_.empty() && !cancel_.load()) {
+  while (!levels_.empty() && !stop_.stop_requested()) {
     Level& level = levels_.back();
     if (!advance(level)) {
       const bool endOfDirectory = ::GetLastError() == ERROR_NO_MORE_FILES;

@@ -6,11 +6,11 @@
 // that is itself a link is walked. Excluded directories are not entered. A directory without permission is
 // skipped; any other failure ends the walk quietly. A target that is a file, or missing, yields nothing.
 //
-// Not thread-safe; the cancel flag may be set from any thread.
+// Not thread-safe; the stop may be requested from any thread.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -26,10 +26,9 @@ struct WalkedFile {
 
 class DirectoryWalk {
  public:
-  /// `cancel` must outlive the walk; it is read at every step.
-  DirectoryWalk(const ScanTarget& target, bool followSymlinks, const std::atomic<bool>& cancel);
+  DirectoryWalk(const ScanTarget& target, bool followSymlinks, std::stop_token stop);
 
-  /// The next file; false at the end, after a failure, and once `cancel` is set.
+  /// The next file; false at the end, after a failure, and once the stop is requested.
   bool next(WalkedFile& file);
 
  private:
@@ -46,7 +45,7 @@ class DirectoryWalk {
 
   const bool recursive_;
   const bool followSymlinks_;
-  const std::atomic<bool>& cancel_;
+  const std::stop_token stop_;
   std::vector<Level> levels_;  // from the target down to the directory being listed
 };
 

@@ -9,6 +9,7 @@
 #include "base/paths.h"
 #include "base/text.h"
 #include "base/utf.h"
+#include "hash/hex_digest.h"
 
 namespace korvel {
 namespace {
@@ -89,6 +90,12 @@ Finding downloadedProgramFinding() {
           "Программы, скачанные из интернета, стоит проверять до запуска"};
 }
 
+void copyDigests(const hash::FileDigests& digests, FileVerdict& verdict) {
+  verdict.md5 = hash::encodeHex(digests.md5);
+  verdict.sha1 = hash::encodeHex(digests.sha1);
+  verdict.sha256 = hash::encodeHex(digests.sha256);
+}
+
 void copyPeSummary(const PeAnalysis& pe, FileVerdict& verdict) {
   verdict.isPe = pe.info.isPe;
   verdict.packed = pe.info.packed || !pe.packer.empty();
@@ -128,16 +135,14 @@ bool hasDoubleExtension(const std::wstring& fileName) {
 }
 
 FileVerdict buildVerdict(std::wstring path, std::wstring fileName, uint64_t size, uint64_t lastWriteTime,
-                         FileDigests digests, const PeAnalysis& pe, bool signatureMatched,
-                         const SignatureMatch& match) {
+                         const std::optional<hash::FileDigests>& digests, const PeAnalysis& pe,
+                         bool signatureMatched, const SignatureMatch& match) {
   FileVerdict verdict;
   verdict.path = std::move(path);
   verdict.fileName = std::move(fileName);
   verdict.size = size;
   verdict.lastWriteTime = lastWriteTime;
-  verdict.md5 = std::move(digests.md5);
-  verdict.sha1 = std::move(digests.sha1);
-  verdict.sha256 = std::move(digests.sha256);
+  if (digests) copyDigests(*digests, verdict);
   copyPeSummary(pe, verdict);
   verdict.signatureMatched = signatureMatched;
   copyMatch(match, verdict);

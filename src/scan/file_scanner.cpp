@@ -10,6 +10,7 @@
 #include "scan/directory_walk.h"
 #include "scan/ordered_pipeline.h"
 #include "scan/scan_filter.h"
+#include "base/sizes.h"
 
 namespace korvel {
 namespace {
@@ -19,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int64_t kProgressIntervalMs = 120;
 constexpr size_t kMostWorkers = 4;
 // A large file counts only so much in the pipeline's window, so that two of them may overlap.
-constexpr uint64_t kHeaviestFile = 16ull << 20;
+constexpr uint64_t kHeaviestFile = 16 * kMiB;
 
 int64_t wholeMilliseconds(Clock::duration duration) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
@@ -33,9 +34,9 @@ size_t workersByProcessors() {
   return processors > 1 ? std::min(processors, kMostWorkers) : 0;
 }
 
-struct SetAtEnd {
-  std::atomic<bool>& flag;
-  ~SetAtEnd() { flag.store(true); }
+struct RequestAtEnd {
+  LinkedStop& stop;
+  ~RequestAtEnd() { stop.request(); }
 };
 
 }  // namespace
@@ -45,7 +46,7 @@ class FileScanner::Delivery {
  public:
   Delivery(const ProgressCallback& onProgress, const VerdictCallback& onVerdict)
       : onProgress_(onProgress), onVerdict_(onVerdict) {
-    record_.phase = L"scanning";
+    record_.phase = scan_phase::kScanning;
   }
 
   void deliver(const FileVerdict& verdict) {
@@ -74,15 +75,14 @@ class FileScanner::Delivery {
 /// The files of all targets that pass the filter, in walk order, until the walk ends or is cancelled.
 class FileScanner::FileSource {
  public:
-  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options,
-             const std::atomic<bool>& cancel)
-      : targets_(targets), options_(options), cancel_(cancel) {}
+  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, std::stop_token cancelled)
+      : targets_(targets), options_(options), cancelled_(std::move(cancelled)) {}
 
   bool next(WalkedFile& file) {
-    while (!cancel_.load()) {
+    while (!cancelled_.stop_requested()) {
       if (!walk_) {
         if (nextTarget_ == targets_.size()) return false;
-        walk_.emplace(targets_[nextTarget_++], options_.followSymlinks, cancel_);
+        walk_.emplace(targets_[nextTarget_++], options_.followSymlinks, cancelled_);
       }
       if (!walk_->next(file)) {
         walk_.reset();
@@ -96,21 +96,37 @@ class FileScanner::FileSource {
  private:
   const std::vector<ScanTarget>& targets_;
   const ScanOptions& options_;
-  const std::atomic<bool>& cancel_;
+  const std::stop_token cancelled_;
   size_t nextTarget_ = 0;
   std::optional<DirectoryWalk> walk_;
 };
 
 FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                         const std::atomic<bool>* abandon)
-    : context_{std::move(database), options.maxFileSize, options.readChunk,
-               [abandon] { return abandon != nullptr && abandon->load(); }},
-      options_(options) {}
+                         std::stop_token stop)
+    : context_{std::move(database), options.maxFileSize, options.readChunk, stop}, options_(options) {
+  cancel_.emplace(std::move(stop));
+}
+
+void FileScanner::cancel() {
+  const MutexLock lock(mutex_);
+  cancel_->request();
+}
+
+std::stop_token FileScanner::cancelToken() const {
+  const MutexLock lock(mutex_);
+  return cancel_->token();
+}
+
+std::stop_token FileScanner::forgetCancel() {
+  const MutexLock lock(mutex_);
+  cancel_.emplace(context_.abandoned);
+  return cancel_->token();
+}
 
 ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) const {
   ScanProgressInfo result;
-  result.phase = L"counting";
-  FileSource source(targets, options_, cancelRequested_);
+  result.phase = scan_phase::kCounting;
+  FileSource source(targets, options_, cancelToken());
   for (WalkedFile file; source.next(file);) {
     result.filesTotal += 1;
     result.bytesTotal += file.size;
@@ -121,22 +137,22 @@ ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) co
 ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                               const VerdictCallback& onVerdict) {
   const Clock::time_point start = Clock::now();
-  cancelRequested_.exchange(false);
+  const std::stop_token cancelled = forgetCancel();
   Delivery delivery(onProgress, onVerdict);
   delivery.report();
 
-  FileSource source(targets, options_, cancelRequested_);
+  FileSource source(targets, options_, cancelled);
   const size_t workers = options_.workers == kWorkersByProcessors ? workersByProcessors() : options_.workers;
   if (workers == 0) {
     scanInline(source, delivery);
   } else {
-    scanAhead(source, delivery, workers);
+    scanAhead(source, delivery, workers, cancelled);
   }
 
-  delivery.setPhase(L"finishing");
+  delivery.setPhase(scan_phase::kFinishing);
   delivery.report();
   ScanSummary summary = delivery.summary();
-  summary.cancelled = cancelRequested_.load();
+  summary.cancelled = cancelled.stop_requested();
   summary.elapsedMs = static_cast<uint64_t>(wholeMilliseconds(Clock::now() - start));
   return summary;
 }
@@ -144,26 +160,28 @@ ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const Prog
 void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
   for (WalkedFile file; source.next(file);) {
     const FileVerdict verdict = scanSingleFile(file.path);
-    if (context_.abandoned()) return;
+    if (context_.abandoned.stop_requested()) return;
     delivery.deliver(verdict);
   }
 }
 
-void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers) {
-  // At its end the pipeline waits for the files at hand, whose verdicts nobody takes: they need not be read
-  // on.
-  std::atomic<bool> discarding{false};
+void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers,
+                            const std::stop_token& cancelled) {
+  // At its end the pipeline waits for the files at hand. Their verdicts are not wanted any more, so they need
+  // not be read on.
+  LinkedStop discarding(context_.abandoned);
   ScanContext ahead = context_;
-  ahead.abandoned = [this, &discarding] { return discarding.load() || context_.abandoned(); };
+  ahead.abandoned = discarding.token();
   // Nothing for a file that was not begun when the cancellation came: it is then not scanned at all.
   using Scanned = std::optional<FileVerdict>;
-  OrderedPipeline<std::wstring, Scanned> pipeline(workers, [this, &ahead] {
-    return [this, &ahead, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) -> Scanned {
-      if (cancelRequested_.load()) return std::nullopt;
-      return scanFile(ahead, path, *scratch);
-    };
+  OrderedPipeline<std::wstring, Scanned> pipeline(workers, [&cancelled, &ahead] {
+    return
+        [&cancelled, &ahead, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) -> Scanned {
+          if (cancelled.stop_requested()) return std::nullopt;
+          return scanFile(ahead, path, *scratch);
+        };
   });
-  const SetAtEnd discardAtEnd{discarding};
+  const RequestAtEnd discardAtEnd{discarding};
 
   const auto next = [&source, file = WalkedFile()](std::wstring& path, uint64_t& weight) mutable {
     if (!source.next(file)) return false;
@@ -172,9 +190,9 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
     return true;
   };
   const auto deliver = [&](const Scanned& verdict) {
-    if (!verdict || context_.abandoned()) return false;
+    if (!verdict || context_.abandoned.stop_requested()) return false;
     delivery.deliver(*verdict);
-    return !cancelRequested_.load();
+    return !cancelled.stop_requested();
   };
   runAhead(pipeline, next, deliver);
 }

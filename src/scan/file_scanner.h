@@ -5,12 +5,15 @@
 // the caller's thread and in walk order, and files that were hashed ahead of a cancellation leave no trace.
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
+#include "base/linked_stop.h"
+#include "base/mutex.h"
 #include "scan/scan_file.h"
 #include "scan/scan_records.h"
 
@@ -23,10 +26,9 @@ class FileScanner {
   using ProgressCallback = std::function<void(const ScanProgressInfo&)>;
   using VerdictCallback = std::function<void(const FileVerdict&)>;
 
-  /// `abandon` may be null and must outlive the scanner. Once it is set, a scan ends in the middle of the
-  /// file being read and delivers nothing of it.
+  /// Once `stop` is requested, a scan ends in the middle of the file being read and delivers nothing of it.
   FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-              const std::atomic<bool>* abandon = nullptr);
+              std::stop_token stop = {});
 
   /// Counts the files that scan() would scan. Fills only filesTotal, bytesTotal and phase. A cancellation
   /// that was already requested makes it return early; it is not cleared.
@@ -39,7 +41,7 @@ class FileScanner {
                    const VerdictCallback& onVerdict);
 
   /// Ends the scan with the file being scanned.
-  void cancel() { cancelRequested_.store(true); }
+  void cancel() EXCLUDES(mutex_);
 
   /// Scans one file, as scan() would; worthless once abandoned. Not at the same time as a scan().
   FileVerdict scanSingleFile(const std::wstring& path);
@@ -48,12 +50,16 @@ class FileScanner {
   class Delivery;
   class FileSource;
   void scanInline(FileSource& source, Delivery& delivery);
-  void scanAhead(FileSource& source, Delivery& delivery, size_t workers);
+  void scanAhead(FileSource& source, Delivery& delivery, size_t workers, const std::stop_token& cancelled);
+  std::stop_token cancelToken() const EXCLUDES(mutex_);
+  std::stop_token forgetCancel() EXCLUDES(mutex_);
 
   const ScanContext context_;
   const ScanOptions options_;
   ScanScratch scratch_;  // used by the scanning thread only
-  std::atomic<bool> cancelRequested_{false};
+
+  mutable Mutex mutex_;
+  std::optional<LinkedStop> cancel_ GUARDED_BY(mutex_);  // always there; a new one for each scan
 };
 
 }  // namespace korvel

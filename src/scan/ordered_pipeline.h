@@ -8,26 +8,27 @@
 // Pure: standard threads only. Not thread-safe except for what it does with its own workers.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <exception>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "base/mutex.h"
+#include "base/sizes.h"
+
 namespace korvel {
 
 struct PipelineLimits {
-  size_t windowItems = 128;             ///< items inside at any time
-  uint64_t windowWeight = 64ull << 20;  ///< bytes inside; one heavier item alone is let in
-  size_t groupItems = 16;               ///< items of one hand-over
-  uint64_t groupWeight = 1ull << 20;    ///< bytes of one hand-over
+  size_t windowItems = 128;           ///< items inside at any time
+  uint64_t windowWeight = 64 * kMiB;  ///< bytes inside; one heavier item alone is let in
+  size_t groupItems = 16;             ///< items of one hand-over
+  uint64_t groupWeight = 1 * kMiB;    ///< bytes of one hand-over
 };
 
 template <typename Item, typename Result>
@@ -43,11 +44,11 @@ class OrderedPipeline {
   }
   ~OrderedPipeline() {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       ending_ = true;
       waiting_.clear();
     }
-    wakeWorkers_.notify_all();
+    wakeWorkers_.notifyAll();
     for (std::thread& thread : threads_) thread.join();
   }
   OrderedPipeline(const OrderedPipeline&) = delete;
@@ -105,28 +106,28 @@ class OrderedPipeline {
     }
   }
 
-  void handOver() {
+  void handOver() EXCLUDES(mutex_) {
     if (!filling_) return;
     groups_.push_back(filling_);
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       waiting_.push_back(std::move(filling_));
     }
     filling_.reset();
-    wakeWorkers_.notify_one();
+    wakeWorkers_.notifyOne();
   }
 
   void awaitDone(const Group& group) {
-    std::unique_lock lock(mutex_);
-    groupDone_.wait(lock, [&group] { return group.done; });
+    const MutexLock lock(mutex_);
+    while (!group.done) groupDone_.wait(mutex_);
   }
 
   void workerLoop(const Work& work) {
     for (;;) {
       std::shared_ptr<Group> group;
       {
-        std::unique_lock lock(mutex_);
-        wakeWorkers_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
+        const MutexLock lock(mutex_);
+        while (!ending_ && waiting_.empty()) wakeWorkers_.wait(mutex_);
         if (ending_) return;
         group = std::move(waiting_.front());
         waiting_.pop_front();
@@ -140,15 +141,15 @@ class OrderedPipeline {
         }
       }
       {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         group->done = true;
       }
-      groupDone_.notify_one();
+      groupDone_.notifyOne();
     }
   }
 
-  bool abandoned() {
-    const std::lock_guard lock(mutex_);
+  bool abandoned() EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
     return ending_;
   }
 
@@ -161,12 +162,11 @@ class OrderedPipeline {
   uint64_t weight_ = 0;
   std::vector<std::thread> threads_;
 
-  // Guarded by mutex_.
-  std::mutex mutex_;
-  std::condition_variable wakeWorkers_;
-  std::condition_variable groupDone_;
-  std::deque<std::shared_ptr<Group>> waiting_;
-  bool ending_ = false;
+  Mutex mutex_;
+  ConditionVariable wakeWorkers_;
+  ConditionVariable groupDone_;
+  std::deque<std::shared_ptr<Group>> waiting_ GUARDED_BY(mutex_);
+  bool ending_ GUARDED_BY(mutex_) = false;
 };
 
 /// Runs everything that `next(item, weight)` yields through the pipeline and hands the results to

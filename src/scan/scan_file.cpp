@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <optional>
 
 #include "base/byte_view.h"
 #include "base/clock.h"
@@ -10,21 +11,22 @@
 #include "base/paths.h"
 #include "base/unique_resource.h"
 #include "scan/file_rules.h"
-#include "scan/pe_analysis.h"
-#include "scan/signature_database.h"
+#include "pe/pe_analysis.h"
+#include "signatures/signature_database.h"
+#include "base/sizes.h"
 
 namespace korvel {
 namespace {
 
 // Up to here a file is read whole with one call; beyond it in pieces that stay in the processor's cache.
-constexpr uint64_t kWholeReadLimitBytes = 8'388'608;
-constexpr size_t kSmallestPieceBytes = 65'536;
-constexpr size_t kPieceBytes = 262'144;
-constexpr size_t kScratchGrainBytes = 65'536;
+constexpr uint64_t kWholeReadLimitBytes = 8 * kMiB;
+constexpr size_t kSmallestPieceBytes = 64 * kKiB;
+constexpr size_t kPieceBytes = 256 * kKiB;
+constexpr size_t kScratchGrainBytes = 64 * kKiB;
 constexpr const char* kSkippedForSize = "Файл пропущен: превышен лимит размера";
 
 struct FileData {
-  FileDigests digests;
+  std::optional<hash::FileDigests> digests;
   PeAnalysis pe;
 };
 
@@ -32,11 +34,6 @@ struct FileData {
 size_t readPiece(HANDLE file, uint8_t* buffer, size_t bytes) {
   DWORD got = 0;
   return ::ReadFile(file, buffer, static_cast<DWORD>(bytes), &got, /*overlapped=*/nullptr) ? got : 0;
-}
-
-FileDigests takeDigests(const hash::TripleDigest& digest) {
-  hash::TripleDigestText text = digest.hexDigests();
-  return {std::move(text.md5), std::move(text.sha1), std::move(text.sha256)};
 }
 
 /// False when the one read fails or yields nothing; the caller then streams.
@@ -57,7 +54,7 @@ void readInPieces(HANDLE file, uint64_t size, const ScanContext& context, ScanSc
       static_cast<size_t>(std::clamp<uint64_t>(context.readChunk, kSmallestPieceBytes, kPieceBytes));
   // To an abandoned scan the file ends here.
   const auto read = [&](uint8_t* to, size_t bytes) {
-    return context.abandoned && context.abandoned() ? 0 : readPiece(file, to, std::min(bytes, pieceBytes));
+    return context.abandoned.stop_requested() ? 0 : readPiece(file, to, std::min(bytes, pieceBytes));
   };
   uint8_t* const piece = scratch.readBuffer(pieceBytes);
   size_t got = read(piece, pieceBytes);
@@ -90,7 +87,7 @@ FileData readFileData(const ScanContext& context, const std::wstring& apiPath, u
     (void)::SetFilePointerEx(file.get(), LARGE_INTEGER{}, /*newPosition=*/nullptr, FILE_BEGIN);
     readInPieces(file.get(), size, context, scratch, data);
   }
-  data.digests = takeDigests(scratch.digest());
+  data.digests = scratch.digest().digests();
   return data;
 }
 
@@ -133,12 +130,10 @@ FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanS
     return verdict;
   }
 
-  FileData data = readFileData(context, apiPath, size, scratch);
+  const FileData data = readFileData(context, apiPath, size, scratch);
   SignatureMatch match;
-  const bool matched =
-      context.database->lookup(data.digests.md5, data.digests.sha1, data.digests.sha256, &match);
-  return buildVerdict(path, fileName(path), size, lastWriteTime, std::move(data.digests), data.pe, matched,
-                      match);
+  const bool matched = data.digests && context.database->lookup(*data.digests, &match);
+  return buildVerdict(path, fileName(path), size, lastWriteTime, data.digests, data.pe, matched, match);
 }
 
 }  // namespace korvel

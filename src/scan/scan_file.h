@@ -3,11 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <stop_token>
 #include <string>
 
-#include "scan/hash/triple_digest.h"
+#include "hash/triple_digest.h"
 #include "scan/scan_records.h"
 
 namespace korvel {
@@ -19,8 +19,8 @@ struct ScanContext {
   std::shared_ptr<const SignatureDatabase> database;
   uint64_t maxFileSize = 0;  ///< bytes, inclusive
   uint64_t readChunk = 0;    ///< bytes; the largest single read of a large file, within 64 to 256 KiB
-  /// May be empty. Once it says yes, large files are no longer read to their end, and verdicts are worthless.
-  std::function<bool()> abandoned;
+  /// Once it is requested, large files are no longer read to their end, and verdicts are worthless.
+  std::stop_token abandoned;
 };
 
 /// The memory that scanning reuses from file to file: one page-aligned read buffer, and the kept bytes of a

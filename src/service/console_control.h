@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/win.h"
-#include "service/runtime/stop_signal.h"
+#include "runtime/stop_signal.h"
 
 namespace korvel::svc {
 

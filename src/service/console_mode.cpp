@@ -3,11 +3,10 @@
 #include <string>
 
 #include "base/utf.h"
-#include "ipc/pipe_server.h"
 #include "service/console_control.h"
 #include "service/engine_host.h"
-#include "service/runtime/console_line.h"
-#include "service/runtime/log.h"
+#include "runtime/console_line.h"
+#include "runtime/log.h"
 
 namespace korvel::svc {
 
@@ -21,7 +20,7 @@ int runConsoleMode() {
   }
   Log::instance().write(kLogInfo, "running in console mode (Ctrl+C to stop)");
   writeConsoleLine(L"служба запущена в консольном режиме. Ctrl+C для остановки.");
-  ipc::runPipeServer();
+  servePipe();
   engineStop();
   Log::instance().write(kLogInfo, "stopped");
   return 0;

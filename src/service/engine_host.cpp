@@ -1,69 +1,25 @@
 #include "service/engine_host.h"
 
-#include <exception>
-#include <memory>
-
-#include "base/error.h"
 #include "engine/scan_worker.h"
-#include "service/runtime/engine_slot.h"
-#include "service/runtime/log.h"
-#include "service/runtime/stop_signal.h"
+#include "runtime/stop_signal.h"
+#include "server/pipe_server.h"
 
 namespace korvel::svc {
 namespace {
 
-/// Takes the engine out of the slot and destroys it, which also stops what it had started.
-void destroyEngine() {
-  const std::unique_ptr<ScanWorker> engine(engineInSlot());
-  setEngineInSlot(nullptr);
-}
+using ProcessHost = EngineHost<ScanWorker, StopSignal>;
 
-/// init() and start() of the engine in the slot; logs the step that fails.
-bool bringUp(std::string* reason) {
-  Log& log = Log::instance();
-  ScanWorker& engine = *engineInSlot();
-  log.write(kLogInfo, "engine: creating worker");
-  if (!engine.init(reason)) {
-    log.write(kLogError, "engine: init failed: " + *reason);
-    return false;
-  }
-  log.write(kLogInfo, "engine: worker initialised");
-  if (!engine.start(reason)) {
-    log.write(kLogError, "engine: start failed: " + *reason);
-    return false;
-  }
-  log.write(kLogInfo, "engine: started");
-  return true;
+ProcessHost& processHost() {
+  // Never destroyed: where the process ends without a stop, threads of the engine may still run.
+  static ProcessHost& host = *new ProcessHost(StopSignal::process());
+  return host;
 }
 
 }  // namespace
 
-bool engineStart(std::string* error) {
-  if (!StopSignal::process().createEvent()) return fail(error, "CreateEvent failed");
-  std::string reason;
-  try {
-    setEngineInSlot(std::make_unique<ScanWorker>().release());
-  } catch (const std::exception& exception) {
-    StopSignal::process().closeEvent();
-    return fail(error, std::string("out of memory: ") + exception.what());
-  }
-  try {
-    if (bringUp(&reason)) return true;
-  } catch (const std::exception& exception) {
-    reason = std::string("worker threw: ") + exception.what();
-    Log::instance().write(kLogError, "engine: " + reason);
-  }
-  destroyEngine();
-  StopSignal::process().closeEvent();
-  return fail(error, reason);
-}
+bool engineStart(std::string* error) { return processHost().start(error); }
+void engineStop() { processHost().stop(); }
 
-void engineStop() {
-  if (ScanWorker* engine = engineInSlot()) {
-    engine->stop();
-    destroyEngine();
-  }
-  StopSignal::process().closeEvent();
-}
+void servePipe() { ipc::runPipeServer(*processHost().engine()); }
 
 }  // namespace korvel::svc

@@ -2,14 +2,84 @@
 // the service (or console) thread only.
 #pragma once
 
+#include <exception>
+#include <memory>
 #include <string>
+
+#include "base/error.h"
+#include "runtime/log.h"
 
 namespace korvel::svc {
 
-/// False with an English reason; everything created on the way is gone again. No exception escapes.
-bool engineStart(std::string* error);
+/// Owns the engine from its construction to its destruction. `Engine` has init(), start() and stop() as
+/// ScanWorker has them, `Stop` creates and closes the stop event as StopSignal does: tests put stand-ins in
+/// the place of both.
+template <typename Engine, typename Stop>
+class EngineHost {
+ public:
+  explicit EngineHost(Stop& stop) : stop_(stop) {}
 
-/// Does nothing for what does not exist.
+  /// Null unless the engine runs.
+  Engine* engine() const { return engine_.get(); }
+
+  /// False with an English reason; everything created on the way is gone again. No exception escapes.
+  bool start(std::string* error) {
+    if (!stop_.createEvent()) return fail(error, "CreateEvent failed");
+    std::string reason;
+    try {
+      engine_ = std::make_unique<Engine>();
+    } catch (const std::exception& exception) {
+      stop_.closeEvent();
+      return fail(error, std::string("out of memory: ") + exception.what());
+    }
+    try {
+      if (bringUp(&reason)) return true;
+    } catch (const std::exception& exception) {
+      reason = std::string("worker threw: ") + exception.what();
+      Log::instance().write(kLogError, "engine: " + reason);
+    }
+    destroy();
+    stop_.closeEvent();
+    return fail(error, reason);
+  }
+
+  /// Does nothing for what does not exist.
+  void stop() {
+    if (engine_) engine_->stop();
+    destroy();
+    stop_.closeEvent();
+  }
+
+ private:
+  /// init() and start(); logs the step that fails.
+  bool bringUp(std::string* reason) {
+    Log& log = Log::instance();
+    log.write(kLogInfo, "engine: creating worker");
+    if (!engine_->init(reason)) {
+      log.write(kLogError, "engine: init failed: " + *reason);
+      return false;
+    }
+    log.write(kLogInfo, "engine: worker initialised");
+    if (!engine_->start(reason)) {
+      log.write(kLogError, "engine: start failed: " + *reason);
+      return false;
+    }
+    log.write(kLogInfo, "engine: started");
+    return true;
+  }
+
+  /// Also ends what the engine had started. It is not found here any more by then.
+  void destroy() { const std::unique_ptr<Engine> last = std::move(engine_); }
+
+  Stop& stop_;
+  std::unique_ptr<Engine> engine_;
+};
+
+/// The process's own host.
+bool engineStart(std::string* error);
 void engineStop();
+
+/// Serves clients of the control pipe with the running engine until a stop is requested.
+void servePipe();
 
 }  // namespace korvel::svc

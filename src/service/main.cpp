@@ -2,11 +2,11 @@
 #include "base/unique_resource.h"
 #include "base/win.h"
 #include "config/data_paths.h"
-#include "ipc/control_client.h"
+#include "client/diagnostic_clients.h"
 #include "service/console_mode.h"
 #include "service/crash_filter.h"
 #include "service/run_mode.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 #include "service/service_main.h"
 
 namespace {

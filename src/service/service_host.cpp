@@ -3,7 +3,7 @@
 #include <string>
 
 #include "base/version.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 
 namespace korvel::svc {
 

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "base/version.h"
-#include "service/runtime/log.h"
-#include "service/runtime/stop_signal.h"
+#include "runtime/log.h"
+#include "runtime/stop_signal.h"
 #include "service/service_host.h"
 
 namespace korvel::svc {

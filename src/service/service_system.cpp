@@ -1,6 +1,5 @@
 #include "service/service_system.h"
 
-#include "ipc/pipe_server.h"
 #include "service/engine_host.h"
 
 namespace korvel::svc {
@@ -15,8 +14,6 @@ BOOL setStatus(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status) {
 }
 
 BOOL startDispatcher(const SERVICE_TABLE_ENTRYW* table) { return ::StartServiceCtrlDispatcherW(table); }
-
-void servePipe() { ipc::runPipeServer(); }
 
 constexpr ServiceSystem kWindowsCalls{.registerHandler = registerHandler,
                                       .setStatus = setStatus,

@@ -20,7 +20,6 @@ struct ServiceSystem {
   /// As in engine_host.h.
   bool (*engineStart)(std::string* error);
   void (*engineStop)();
-  /// Returns once the stop was requested.
   void (*servePipe)();
 };
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/files.h"
+#include "config/settings.h"
 #include "config/settings_text.h"
 #include "support/temp_folder.h"
 

@@ -7,22 +7,21 @@
 #include <string>
 
 #include "base/utf.h"
-#include "config/data_paths.h"
 
 namespace korvel {
 namespace {
 
 using namespace std::string_view_literals;
 
-Settings parsed(std::string_view text) {
-  Settings settings;
+SettingsFields parsed(std::string_view text) {
+  SettingsFields settings;
   parseSettingsText(text, settings);
   return settings;
 }
 
 /// A record in which every field differs from its default.
-Settings everythingChanged() {
-  Settings settings;
+SettingsFields everythingChanged() {
+  SettingsFields settings;
   settings.protectionEnabled = false;
   settings.realTimeEnabled = false;
   settings.scanArchives = true;
@@ -63,30 +62,13 @@ constexpr char kEverythingChanged[] =
 
 // --- defaults ---
 
-TEST(Settings, StartWithTheDefaults) {
-  const Settings settings;
-  EXPECT_TRUE(settings.protectionEnabled);
-  EXPECT_TRUE(settings.realTimeEnabled);
-  EXPECT_FALSE(settings.scanArchives);
-  EXPECT_FALSE(settings.scanRemovable);
-  EXPECT_TRUE(settings.showThreatModal);
-  EXPECT_FALSE(settings.quarantineOnDetect);
-  EXPECT_TRUE(settings.scheduledScan);
-  EXPECT_EQ(settings.scheduledHour, 4u);
-  EXPECT_EQ(settings.lastScanUtc, 0u);
-  EXPECT_EQ(settings.lastThreatCount, 0u);
-  EXPECT_TRUE(settings.liveUpdates);
-  EXPECT_EQ(settings.lastLiveUpdateUtc, 0u);
-  EXPECT_TRUE(settings.webShield);
-  EXPECT_EQ(settings.updateServer, "");
-  EXPECT_EQ(settings.signatureDb, seedSignaturesPath());
-  EXPECT_EQ(settings.quarantineDir, defaultQuarantineDir());
-}
-
 // --- writing ---
 
 TEST(FormatSettingsText, WritesTheDefaultsInTheFixedOrder) {
-  EXPECT_EQ(formatSettingsText(Settings()),
+  SettingsFields defaults;
+  defaults.signatureDb = L"C:\\Program Files\\Korvel\\data\\signatures.seed.txt";
+  defaults.quarantineDir = L"C:\\ProgramData\\KORVEL Antivirus\\Quarantine";
+  EXPECT_EQ(formatSettingsText(defaults),
             "# Korvel Antivirus settings\n"
             "ProtectionEnabled=1\n"
             "RealTimeEnabled=1\n"
@@ -98,12 +80,12 @@ TEST(FormatSettingsText, WritesTheDefaultsInTheFixedOrder) {
             "ScheduledHour=4\n"
             "LastScanUtc=0\n"
             "LastThreatCount=0\n"
-            "SignatureDb=" +
-                toUtf8(seedSignaturesPath()) + "\nQuarantineDir=" + toUtf8(defaultQuarantineDir()) +
-                "\nLiveUpdates=1\n"
-                "LastLiveUpdateUtc=0\n"
-                "WebShield=1\n"
-                "UpdateServer=\n");
+            "SignatureDb=C:\\Program Files\\Korvel\\data\\signatures.seed.txt\n"
+            "QuarantineDir=C:\\ProgramData\\KORVEL Antivirus\\Quarantine\n"
+            "LiveUpdates=1\n"
+            "LastLiveUpdateUtc=0\n"
+            "WebShield=1\n"
+            "UpdateServer=\n");
 }
 
 TEST(FormatSettingsText, WritesEveryField) {
@@ -115,21 +97,21 @@ TEST(FormatSettingsText, WritesEveryField) {
 TEST(ParseSettingsText, ReadsEveryKey) { EXPECT_EQ(parsed(kEverythingChanged), everythingChanged()); }
 
 TEST(ParseSettingsText, ReadsEveryKeyBack) {
-  Settings settings = everythingChanged();
-  parseSettingsText(formatSettingsText(Settings()), settings);
-  EXPECT_EQ(settings, Settings());
+  SettingsFields settings = everythingChanged();
+  parseSettingsText(formatSettingsText(SettingsFields()), settings);
+  EXPECT_EQ(settings, SettingsFields());
 }
 
 TEST(ParseSettingsText, EmptyTextChangesNothing) {
-  Settings settings = everythingChanged();
+  SettingsFields settings = everythingChanged();
   parseSettingsText("", settings);
   EXPECT_EQ(settings, everythingChanged());
 }
 
 TEST(ParseSettingsText, MissingKeysKeepTheirValueAndTheNextSaveWritesThemAll) {
-  Settings expected;
+  SettingsFields expected;
   expected.scanArchives = true;
-  const Settings settings = parsed("ScanArchives=1\n");
+  const SettingsFields settings = parsed("ScanArchives=1\n");
   EXPECT_EQ(settings, expected);
   EXPECT_EQ(parsed(formatSettingsText(settings)), expected);
 }
@@ -139,11 +121,11 @@ TEST(ParseSettingsText, TheLastLineNeedsNoLineFeed) {
 }
 
 TEST(ParseSettingsText, SkipsLinesWithoutAnEqualsSign) {
-  EXPECT_EQ(parsed("\n\nScanArchives\n# Korvel\n[ScanArchives]\n\n"), Settings());
+  EXPECT_EQ(parsed("\n\nScanArchives\n# Korvel\n[ScanArchives]\n\n"), SettingsFields());
 }
 
 TEST(ParseSettingsText, ALineThatLooksLikeACommentButHoldsAnEqualsSignIsAnUnknownKey) {
-  EXPECT_EQ(parsed("#ScanArchives=1\n=1\n"), Settings());
+  EXPECT_EQ(parsed("#ScanArchives=1\n=1\n"), SettingsFields());
 }
 
 TEST(ParseSettingsText, KeysMatchExactly) {
@@ -186,7 +168,7 @@ TEST(ParseSettingsText, SplitsAtTheFirstEqualsSign) {
 
 // A file that was edited with CR LF.
 TEST(ParseSettingsText, CarriageReturnsStayInTheValues) {
-  const Settings settings = parsed(
+  const SettingsFields settings = parsed(
       "ProtectionEnabled=1\r\nScanArchives=true\r\nScheduledHour=7\r\nLastThreatCount=9\r\n"
       "SignatureDb=C:\\a\r\nQuarantineDir=C:\\b\r\nUpdateServer=c\r\n");
   EXPECT_FALSE(settings.protectionEnabled);
@@ -265,7 +247,7 @@ TEST(ScheduledHour, Beyond32BitsThrows) {
 }
 
 TEST(ScheduledHour, ThrowsAtTheFirstBadDuplicateAndKeepsWhatWasReadBefore) {
-  Settings settings;
+  SettingsFields settings;
   EXPECT_THROW(parseSettingsText("ScanArchives=1\nScheduledHour=x\nScheduledHour=5\nWebShield=0\n", settings),
                std::invalid_argument);
   EXPECT_TRUE(settings.scanArchives);
@@ -281,7 +263,7 @@ TEST(ParseSettingsText, EveryPrefixOfAFileReadsOrThrows) {
   for (size_t size = 0; size <= text.size(); ++size) {
     const std::unique_ptr<char[]> block(new char[size]);
     text.copy(block.get(), size);
-    Settings settings;
+    SettingsFields settings;
     try {
       parseSettingsText(std::string_view(block.get(), size), settings);
     } catch (const std::invalid_argument&) {

@@ -5,13 +5,13 @@
 
 #include "base/byte_view.h"
 #include "base/files.h"
+#include "support/eventually.h"
 
 namespace korvel::test {
 namespace {
 
 constexpr wchar_t kPipe[] = L"\\\\.\\pipe\\KorvelAV";
 constexpr size_t kHeaderBytes = 24;
-constexpr DWORD kRetryMs = 10;
 
 }  // namespace
 
@@ -41,11 +41,9 @@ bool Client::tryConnect(DWORD* code) {
 }
 
 void Client::connect(DWORD limitMs) {
-  const ULONGLONG end = ::GetTickCount64() + limitMs;
   DWORD code = 0;
-  while (!tryConnect(&code)) {
-    if (::GetTickCount64() > end) throw std::runtime_error("no connection, win32=" + std::to_string(code));
-    ::Sleep(kRetryMs);
+  if (!eventually(limitMs, [&] { return tryConnect(&code); })) {
+    throw std::runtime_error("no connection, win32=" + std::to_string(code));
   }
 }
 

@@ -30,6 +30,16 @@ TEST_F(ControlClient, EndsWith3WithoutAService) {
   }
 }
 
+// The data directory belongs to the service; a client of another user could not even give it the right owner.
+TEST_F(ControlClient, MakesNoDataDirectory) {
+  wipeServiceData();
+  for (const wchar_t* command : {L"config list", L"config get WebShield", L"config set WebShield 0", L"status",
+                                 L"threats", L"quarantine list", L"firewall status"}) {
+    EXPECT_EQ(ctl(command).exitCode, 3u) << toUtf8(command);
+  }
+  EXPECT_FALSE(pathExists(L"C:\\ProgramData\\KORVEL Antivirus"));
+}
+
 TEST_F(ControlClient, EndsWith64OnWrongUsage) {
   for (const wchar_t* command : {L"", L"nonsense", L"scan", L"threats quarantine x", L"config get Nonsense",
                                  L"update", L"shield on"}) {
@@ -111,7 +121,7 @@ TEST_F(ControlClient, ScanShowsProgressWhereAsked) {
 
 TEST_F(ControlClient, RefusalsEndWith2AndTheServicesText) {
   startService();
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.protectionEnabled = false;
   reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
   const Finished run = ctl(L"scan quick");

@@ -74,7 +74,7 @@ TEST_F(Driver, HighSeverityIsBlockedAndBecomesAnEvent) {
   const std::wstring bad = folder().write(L"eicar.com", eicarText());
   startWithDriver();
   EXPECT_EQ(driver_->ask(bad, 1), false);
-  const ipc::ProgressReply now = progress();
+  const ScanReport now = progress();
   ASSERT_EQ(now.events.size(), 1u);
   EXPECT_EQ(now.events[0].path, bad);
   EXPECT_EQ(status().minifilterHandled, 1u);
@@ -128,12 +128,7 @@ TEST_F(Driver, ThatGoesAwayIsShownInTheStatus) {
   startWithDriver();
   ASSERT_TRUE(status().minifilterConnected);
   driver_->unload();
-  bool connected = true;
-  for (int i = 0; i < 200 && connected; ++i) {
-    ::Sleep(20);
-    connected = status().minifilterConnected;
-  }
-  EXPECT_FALSE(connected);
+  EXPECT_TRUE(eventually([this] { return !status().minifilterConnected; }));
 }
 
 TEST_F(Driver, OneMoreMessageLetsTheServiceStop) {
@@ -218,14 +213,14 @@ TEST_F(Reloads, UnderAScanTheWatcherAndTheDriverChangeNoVerdict) {
   while (::GetTickCount64() - started < kDurationMs && service().running()) {
     EXPECT_EQ(client.request(13), (Reply{13, ""}));
     ++reloads;
-    const ipc::ProgressReply now = ipc::decodeProgress(client.request(4).payload).value();
-    for (const svc::ThreatRecord& event : now.events) reported.insert(event.path);
+    const ScanReport now = ipc::decodeProgress(client.request(4).payload).value();
+    for (const ThreatEvent& event : now.events) reported.insert(event.path);
     if (now.scanning) continue;
     if (scans > 0) {
       EXPECT_EQ(now.lastSummary.threats, static_cast<uint64_t>(kListed));
       EXPECT_EQ(now.lastSummary.filesScanned, static_cast<uint64_t>(kListed + kHarmless));
     }
-    EXPECT_EQ(client.request(3, ipc::encodeStartScan({svc::ScanScope::kCustom, {folder().at(L"in")}})),
+    EXPECT_EQ(client.request(3, ipc::encodeStartScan({ScanScope::kCustom, {folder().at(L"in")}})),
               (Reply{3, ""}));
     ++scans;
   }
@@ -234,8 +229,8 @@ TEST_F(Reloads, UnderAScanTheWatcherAndTheDriverChangeNoVerdict) {
   EXPECT_EQ(wrongAnswers.get(), 0);
   std::set<std::wstring> made = madeFiles.get();
   // A file that was still being written when the watcher came is read at its next change.
-  EXPECT_TRUE(waitUntil(20'000, [&] {
-    for (const svc::ThreatRecord& event : progress().events) reported.insert(event.path);
+  EXPECT_TRUE(eventually(20'000, [&] {
+    for (const ThreatEvent& event : progress().events) reported.insert(event.path);
     for (const std::wstring& path : made) {
       if (reported.count(path) == 0) touch(path);
     }

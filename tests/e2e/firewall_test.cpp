@@ -7,7 +7,7 @@
 #include "e2e/machine.h"
 #include "e2e/service_test.h"
 #include "fw/fake/fake_firewall.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 
 namespace korvel::test {
 namespace {

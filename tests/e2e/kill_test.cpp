@@ -106,7 +106,7 @@ class Kill : public ServiceTest {
   }
 
   std::string decisionFrame(uint32_t action) {
-    svc::ThreatRecord threat;
+    ThreatRecord threat;
     threat.path = userFile();
     threat.name = "EICAR-Test-File";
     threat.code = "EICAR";
@@ -138,13 +138,13 @@ class Kill : public ServiceTest {
 
 TEST_F(Kill, DuringASaveLeavesTheOldOrTheNewSettings) {
   startService();
-  Settings one = settings();
+  SettingsFields one = settings();
   stopService();
   one.lastThreatCount = 1;
-  Settings two = one;
+  SettingsFields two = one;
   two.lastThreatCount = 2;
   two.quarantineDir = folder().at(std::wstring(200, L'q'));  // texts of different lengths show a torn file
-  const auto textOf = [this](const Settings& settings) {
+  const auto textOf = [this](const SettingsFields& settings) {
     startService();
     reply(Opcode::kSetConfig, ipc::encodeSettings(settings));
     stopService();

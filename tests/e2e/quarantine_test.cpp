@@ -17,14 +17,14 @@ class Quarantine : public ServiceTest {
     startService();
   }
   /// Writes the EICAR file into the test's folder and scans it; returns the one threat.
-  svc::ThreatRecord detect(const std::wstring& name = L"in\\eicar.com") {
+  ThreatRecord detect(const std::wstring& name = L"in\\eicar.com") {
     file_ = folder().write(name, eicarText());
     scan({folder().at(L"in")});
     const auto found = results();
     if (found.size() != 1) throw std::runtime_error("not one threat but " + std::to_string(found.size()));
     return found[0];
   }
-  std::string decide(uint32_t action, const svc::ThreatRecord& threat) {
+  std::string decide(uint32_t action, const ThreatRecord& threat) {
     return reply(Opcode::kThreatDecision, ipc::encodeThreatDecision({action, threat}));
   }
   std::string index() { return readFile(defaultQuarantineDir() + L"\\quarantine.db"); }
@@ -92,7 +92,7 @@ TEST_F(Quarantine, DeletingAThreatLeavesNothingOfIt) {
 }
 
 TEST_F(Quarantine, AMissingFileIsRefused) {
-  svc::ThreatRecord threat = detect();
+  ThreatRecord threat = detect();
   removeTree(file_);
   for (const uint32_t action : {ipc::kActionQuarantine, ipc::kActionDelete}) {
     EXPECT_EQ(refusal(Opcode::kThreatDecision, ipc::encodeThreatDecision({action, threat})),
@@ -101,7 +101,7 @@ TEST_F(Quarantine, AMissingFileIsRefused) {
 }
 
 TEST_F(Quarantine, AFileInUseStaysWhereItIs) {
-  const svc::ThreatRecord threat = detect();
+  const ThreatRecord threat = detect();
   const UniqueHandle inUse(::CreateFileW(file_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                          FILE_ATTRIBUTE_NORMAL, nullptr));
   ASSERT_TRUE(inUse);
@@ -131,7 +131,7 @@ TEST_F(Quarantine, TellsOfAStoredFileThatIsGone) {
 }
 
 TEST_F(Quarantine, FollowsTheDirectoryInForce) {
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.quarantineDir = folder().at(L"Карантин");
   reply(Opcode::kSetConfig, ipc::encodeSettings(changed));
   decide(ipc::kActionQuarantine, detect());

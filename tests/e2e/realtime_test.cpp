@@ -37,25 +37,22 @@ class Realtime : public ServiceTest {
   }
 
   void collectEvents() {
-    for (const svc::ThreatRecord& event : progress().events) {
+    for (const ThreatEvent& event : progress().events) {
       events_.push_back(event);
       paths_.insert(event.path);
     }
   }
   /// Waits for an event of this path.
   bool reported(const std::wstring& path) {
-    const ULONGLONG end = ::GetTickCount64() + kLimitMs;
-    while (paths_.count(path) == 0) {
-      if (::GetTickCount64() > end) return false;
-      ::Sleep(50);
-      collectEvents();
-    }
-    return true;
+    return eventually(kLimitMs, [&] {
+      if (paths_.count(path) == 0) collectEvents();
+      return paths_.count(path) != 0;
+    });
   }
   /// Writes the file until it is reported: the watcher may be reading it when it is to be written, or it may
   /// still be being written when the watcher is to read it.
   bool reportedOnceWritten(const std::wstring& path, const std::string& bytes) {
-    return waitUntil(kLimitMs, [&] {
+    return eventually(kLimitMs, [&] {
       (void)rewritten(path, bytes);
       ::Sleep(50);
       collectEvents();
@@ -81,14 +78,14 @@ class Realtime : public ServiceTest {
   std::wstring watchedFolder(const std::wstring& path) {
     const std::wstring probe = path + L"\\probe.pdf.exe";
     EXPECT_TRUE(reportedOnceWritten(probe, "x")) << toUtf8(path);
-    EXPECT_TRUE(waitUntil(kLimitMs, [&] {
+    EXPECT_TRUE(eventually(kLimitMs, [&] {
       removeTree(probe);  // fails while it is being scanned
       return !pathExists(probe);
     }));
     return path;
   }
 
-  std::vector<svc::ThreatRecord> events_;
+  std::vector<ThreatEvent> events_;
   std::set<std::wstring> paths_;
 };
 
@@ -104,7 +101,7 @@ TEST_F(Realtime, AFileBelowProgramDataBecomesAnEventWithItsThreat) {
   startArmed();
   const std::wstring path = L"C:\\ProgramData\\korvel-test\\eicar.com";
   ASSERT_TRUE(reportedOnceWritten(path, eicarText()));
-  for (const svc::ThreatRecord& event : events_) {
+  for (const ThreatEvent& event : events_) {
     if (event.path != path) continue;
     EXPECT_EQ(event.severity, 3);
     EXPECT_EQ(event.size, 68u);
@@ -153,7 +150,7 @@ TEST_F(Realtime, ATreeThatIsMissingIsPassedOverSilently) {
 TEST_F(Realtime, SwitchedOnAtRunTimeItWatchesNothingBeforeTheRestart) {
   writeSettings("RealTimeEnabled=0\n");
   startService();
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.realTimeEnabled = true;
   reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
   ::Sleep(500);
@@ -208,7 +205,7 @@ TEST_F(Realtime, EachEventIsHandedOutOnce) {
   ASSERT_TRUE(reported(path));
   writeFile(next, "x");
   ASSERT_TRUE(reported(next));  // and with it every event of the file before
-  for (const svc::ThreatRecord& event : progress().events) EXPECT_NE(event.path, path);
+  for (const ThreatEvent& event : progress().events) EXPECT_NE(event.path, path);
 }
 
 TEST_F(Realtime, ABurstOfAThousandFilesIsSurvived) {

@@ -3,7 +3,7 @@
 #include "config/data_paths.h"
 #include "e2e/machine.h"
 #include "e2e/service_test.h"
-#include "ipc/payload.h"
+#include "protocol/payload.h"
 
 namespace korvel::test {
 namespace {
@@ -19,7 +19,7 @@ class Request : public ServiceTest {
 };
 
 TEST_F(Request, StatusTellsVersionSignaturesAndSwitches) {
-  const svc::EngineStatus now = status();
+  const EngineStatus now = status();
   EXPECT_EQ(now.serviceVersion, "1.2.0");
   EXPECT_EQ(now.signatureCount, 1u);
   EXPECT_EQ(now.signatureVersion, "e2e-1");
@@ -59,7 +59,7 @@ TEST_F(Request, SettingsCutBeforeTheirLastFieldAreRefused) {
 }
 
 TEST_F(Request, SettingsComeBackAsTheyWereSetAndAreSaved) {
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.scheduledHour = 17;
   changed.scanArchives = true;
   EXPECT_EQ(reply(Opcode::kSetConfig, ipc::encodeSettings(changed)), "");
@@ -70,15 +70,15 @@ TEST_F(Request, SettingsComeBackAsTheyWereSetAndAreSaved) {
 }
 
 TEST_F(Request, AnHourBeyondTheDayWraps) {
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.scheduledHour = 30;
   reply(Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_EQ(settings().scheduledHour, 6u);
 }
 
 TEST_F(Request, EmptyPathsKeepThoseInForce) {
-  const Settings before = settings();
-  Settings changed = before;
+  const SettingsFields before = settings();
+  SettingsFields changed = before;
   changed.signatureDb.clear();
   changed.quarantineDir.clear();
   reply(Opcode::kSetConfig, ipc::encodeSettings(changed));
@@ -94,7 +94,7 @@ TEST_F(Request, SettingTheConfigurationEmptiesTheUpdateServer) {
 }
 
 TEST_F(Request, ChangingRealTimeTakesARestart) {
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.realTimeEnabled = true;
   reply(Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_TRUE(logGets("[INF] real-time setting changed, service restart required\n"));
@@ -102,7 +102,7 @@ TEST_F(Request, ChangingRealTimeTakesARestart) {
 
 TEST_F(Request, ADecisionWithAnotherActionDoesNothing) {
   const std::wstring file = folder().write(L"file.txt", "mine");
-  svc::ThreatRecord threat;
+  ThreatRecord threat;
   threat.path = file;
   EXPECT_EQ(reply(Opcode::kThreatDecision, ipc::encodeThreatDecision({3, threat})), "");
   EXPECT_EQ(readFile(file), "mine");

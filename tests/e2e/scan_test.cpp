@@ -9,7 +9,6 @@ namespace korvel::test {
 namespace {
 
 using ipc::Opcode;
-using svc::ScanScope;
 
 class Scan : public ServiceTest {
  protected:
@@ -26,7 +25,7 @@ class Scan : public ServiceTest {
 TEST_F(Scan, FindsAListedFileAndExplainsIt) {
   const std::wstring file = folder().write(L"in\\deep\\eicar.com", eicarText());
   folder().write(L"in\\clean.exe", "nothing");
-  const ipc::ProgressReply end = scan({folder().at(L"in")});
+  const ScanReport end = scan({folder().at(L"in")});
   EXPECT_EQ(end.progress.phase, L"cancelled");
   EXPECT_TRUE(end.lastSummary.cancelled);
   EXPECT_EQ(end.lastSummary.filesScanned, 2u);
@@ -54,7 +53,7 @@ TEST_F(Scan, HeuristicsNameWhatIsInNoList) {
   scan({folder().at(L"in")});
   const auto found = results();
   ASSERT_EQ(found.size(), 2u);
-  for (const svc::ThreatRecord& threat : found) {
+  for (const ThreatRecord& threat : found) {
     const bool invoice = threat.path.ends_with(L"invoice.pdf.exe");
     EXPECT_EQ(threat.name, invoice ? "Двойное расширение" : "Маскируется под системный процесс");
     EXPECT_EQ(threat.code, invoice ? "FS.DOUBLE_EXT" : "FS.IMPERSONATE");
@@ -82,7 +81,7 @@ TEST_F(Scan, IsLoggedSavedAndCached) {
 }
 
 TEST_F(Scan, OfNoTargetEndsIdleAndChangesNothing) {
-  const ipc::ProgressReply end = scan({});
+  const ScanReport end = scan({});
   EXPECT_EQ(end.progress.phase, L"idle");
   EXPECT_FALSE(end.lastSummary.cancelled);
   EXPECT_EQ(settings().lastScanUtc, 0u);
@@ -98,7 +97,7 @@ TEST_F(Scan, OfTheMemoryIsNotImplemented) {
 
 TEST_F(Scan, OfAFileOrAMissingFolderScansNothing) {
   const std::wstring file = folder().write(L"eicar.com", eicarText());
-  const ipc::ProgressReply end = scan({file, folder().at(L"missing"), L"", L"?:\\bad|name"});
+  const ScanReport end = scan({file, folder().at(L"missing"), L"", L"?:\\bad|name"});
   EXPECT_EQ(end.progress.phase, L"cancelled");
   EXPECT_EQ(end.lastSummary.filesScanned, 0u);
   EXPECT_TRUE(results().empty());
@@ -115,7 +114,7 @@ TEST_F(Scan, StartsAnewWithEmptyResults) {
   folder().write(L"in\\eicar.com", eicarText());
   scan({folder().at(L"in")});
   EXPECT_EQ(results().size(), 1u);
-  const ipc::ProgressReply idle = scan({});
+  const ScanReport idle = scan({});
   ScanProgressInfo nothingDone;
   nothingDone.phase = L"idle";
   EXPECT_EQ(idle.progress, nothingDone);
@@ -123,7 +122,7 @@ TEST_F(Scan, StartsAnewWithEmptyResults) {
   EXPECT_TRUE(results().empty());
 
   scan({folder().at(L"in")});
-  const ipc::ProgressReply end = scan({folder().at(L"missing")});
+  const ScanReport end = scan({folder().at(L"missing")});
   EXPECT_EQ(end.lastSummary.threats, 0u);
   EXPECT_TRUE(results().empty());
 }
@@ -134,11 +133,11 @@ TEST_F(Scan, QuickScopeReachesTheUserFolders) {
   const std::wstring file = std::wstring(profile) + L"\\Downloads\\korvel-e2e.pdf.exe";
   writeFile(file, "x");
   startScan(ScanScope::kQuick, {});
-  const ipc::ProgressReply end = waitForScanEnd();
+  const ScanReport end = waitForScanEnd();
   removeTree(file);
   EXPECT_GT(end.lastSummary.filesScanned, 100u);  // system32 is among its targets
   bool found = false;
-  for (const svc::ThreatRecord& threat : results()) found = found || threat.path == file;
+  for (const ThreatRecord& threat : results()) found = found || threat.path == file;
   EXPECT_TRUE(found);
 }
 
@@ -147,12 +146,12 @@ TEST_F(Scan, FullScopeReachesWhatTheQuickOneLeavesOut) {
   writeFile(file, "x");
   startScan(ScanScope::kFull, {});
   const auto found = [&] {
-    for (const svc::ThreatRecord& threat : results()) {
+    for (const ThreatRecord& threat : results()) {
       if (threat.path == file) return true;
     }
     return false;
   };
-  EXPECT_TRUE(waitUntil(200'000, [&] { return found() || !progress().scanning; }));
+  EXPECT_TRUE(eventually(200'000, [&] { return found() || !progress().scanning; }));
   EXPECT_TRUE(found());
   reply(Opcode::kCancelScan);
   waitForScanEnd();
@@ -173,7 +172,7 @@ TEST_F(Scan, ASecondOneIsRefusedWhileOneRuns) {
 
 TEST_F(Scan, IsRefusedWithoutProtectionEvenWhileOneRuns) {
   startScan(ScanScope::kCustom, longScan());
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.protectionEnabled = false;
   reply(Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_EQ(refusal(Opcode::kStartScan, ipc::encodeStartScan({})), "protection is disabled");
@@ -188,7 +187,7 @@ TEST_F(Scan, CancelEndsAScanInMidWalk) {
   startScan(ScanScope::kCustom, longScan());
   ASSERT_TRUE(waitForPhase(L"scanning"));
   reply(Opcode::kCancelScan);
-  const ipc::ProgressReply end = waitForScanEnd();
+  const ScanReport end = waitForScanEnd();
   EXPECT_EQ(end.progress.phase, L"cancelled");
   EXPECT_EQ(end.progress.filesTotal, static_cast<uint64_t>(kRounds * kManyPrograms));
   EXPECT_LT(end.lastSummary.filesScanned, end.progress.filesTotal);
@@ -217,7 +216,7 @@ TEST_F(Scan, WithoutADatabaseFails) {
       logGets("[WRN] signature database not loaded: cannot open: " + toUtf8(folder().at(L"missing.txt"))));
   EXPECT_EQ(status().signatureCount, 0u);
   EXPECT_EQ(status().signatureVersion, "");
-  const ipc::ProgressReply end = scan({folder().path()});
+  const ScanReport end = scan({folder().path()});
   EXPECT_EQ(end.progress.phase, L"failed");
   EXPECT_TRUE(end.lastSummary.cancelled);
   EXPECT_TRUE(logGets("[ERR] scan aborted: signature database is not loaded\n"));

@@ -61,7 +61,7 @@ TEST_F(Schedule, StartedShortlyBeforeItsHourScansOnceInTheWindow) {
   const ULONGLONG started = ::GetTickCount64();
   ::Sleep(3'000);
   expectNothingYet();
-  ASSERT_TRUE(waitUntil(kPeriodMs + kMarginMs, [this] { return progress().scanning; }));
+  ASSERT_TRUE(eventually(kPeriodMs + kMarginMs, [this] { return progress().scanning; }));
   waitForScanEnd();
   EXPECT_GE(::GetTickCount64() - started, kPeriodMs - kClockIsReadMs);
   // Local time is far from here.
@@ -81,8 +81,8 @@ TEST_F(Schedule, StartedShortlyBeforeItsHourScansOnceInTheWindow) {
 TEST_F(Schedule, AScanThatRunsInTheWindowKeepsTheDailyOneFromStarting) {
   startAt(2, 59, 40);
   const std::wstring target = manyPrograms();
-  ASSERT_TRUE(waitUntil(2 * kPeriodMs, [&] {
-    if (!progress().scanning) startScan(svc::ScanScope::kCustom, std::vector<std::wstring>(100, target));
+  ASSERT_TRUE(eventually(2 * kPeriodMs, [&] {
+    if (!progress().scanning) startScan(ScanScope::kCustom, std::vector<std::wstring>(100, target));
     return skippedScans() > 0;
   }));
   EXPECT_EQ(skippedScans(), 1);
@@ -97,11 +97,11 @@ TEST_F(Schedule, StartedWithinTheWindowScansAtOnceAndQuickly) {
   const std::wstring file = std::wstring(profile) + L"\\Downloads\\korvel-e2e.pdf.exe";
   writeFile(file, "x");
   startAt(3, 9, 30);
-  EXPECT_TRUE(waitUntil(kPeriodMs, [this] { return progress().scanning || finishedScans() > 0; }));
+  EXPECT_TRUE(eventually(kPeriodMs, [this] { return progress().scanning || finishedScans() > 0; }));
   waitForScanEnd();
   removeTree(file);
   EXPECT_EQ(finishedScans(), 1);
-  const std::vector<svc::ThreatRecord> found = results();
+  const std::vector<ThreatRecord> found = results();
   EXPECT_TRUE(
       std::any_of(found.begin(), found.end(), [&](const auto& threat) { return threat.path == file; }));
 }

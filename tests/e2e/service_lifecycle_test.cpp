@@ -86,7 +86,7 @@ TEST_F(ServiceLifecycle, StopsOnAStopRequestOfThePipe) {
 TEST_F(ServiceLifecycle, StopsDuringAScan) {
   for (int i = 0; i < 2'000; ++i) folder().write(std::to_wstring(i) + L".exe", "x");
   startAndWait();
-  startScan(svc::ScanScope::kCustom, {folder().path()});
+  startScan(ScanScope::kCustom, {folder().path()});
   ASSERT_TRUE(managed_.control(SERVICE_CONTROL_STOP));
   EXPECT_EQ(managed_.waitFor(SERVICE_STOPPED).back().dwCurrentState, static_cast<DWORD>(SERVICE_STOPPED));
 }

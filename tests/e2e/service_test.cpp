@@ -57,7 +57,7 @@ void ServiceTest::startService() {
   const size_t logBefore = log().size();
   const auto comesUp = [this] {
     service_.start(serviceExecutable(), L"--console");
-    const bool answers = waitUntil(kStartLimitMs, [this] {
+    const bool answers = eventually(kStartLimitMs, [this] {
       Client client;
       return client.tryConnect() || !service_.running();
     });
@@ -73,7 +73,7 @@ void ServiceTest::startService() {
                              service_.output() + service_.errorOutput());
   }
   // The test begins with a service that waits for clients, not with one that still sees the last one off.
-  (void)waitUntil(kSeenOffLimitMs, [this, logBefore] {
+  (void)eventually(kSeenOffLimitMs, [this, logBefore] {
     return log().find("client disconnected\n", logBefore) != std::string::npos || !service_.running();
   });
 }
@@ -106,17 +106,15 @@ std::string ServiceTest::refusal(uint32_t opcode, const std::string& payload) {
   return ipc::decodeText(reply.payload).value_or("(no text)");
 }
 
-svc::EngineStatus ServiceTest::status() { return decoded(ipc::decodeStatus(reply(ipc::Opcode::kGetStatus))); }
+EngineStatus ServiceTest::status() { return decoded(ipc::decodeStatus(reply(ipc::Opcode::kGetStatus))); }
 
-Settings ServiceTest::settings() {
-  return decoded(ipc::decodeSettings(reply(ipc::Opcode::kGetConfig), Settings()));
+SettingsFields ServiceTest::settings() {
+  return decoded(ipc::decodeSettings(reply(ipc::Opcode::kGetConfig), SettingsFields()));
 }
 
-ipc::ProgressReply ServiceTest::progress() {
-  return decoded(ipc::decodeProgress(reply(ipc::Opcode::kGetProgress)));
-}
+ScanReport ServiceTest::progress() { return decoded(ipc::decodeProgress(reply(ipc::Opcode::kGetProgress))); }
 
-std::vector<svc::ThreatRecord> ServiceTest::results() {
+std::vector<ThreatRecord> ServiceTest::results() {
   return decoded(ipc::decodeResults(reply(ipc::Opcode::kGetResults)));
 }
 
@@ -124,23 +122,23 @@ std::vector<QuarantineRecord> ServiceTest::quarantine() {
   return decoded(ipc::decodeQuarantineList(reply(ipc::Opcode::kListQuarantine)));
 }
 
-void ServiceTest::startScan(svc::ScanScope scope, const std::vector<std::wstring>& targets) {
+void ServiceTest::startScan(ScanScope scope, const std::vector<std::wstring>& targets) {
   EXPECT_EQ(reply(ipc::Opcode::kStartScan, ipc::encodeStartScan({scope, targets})), "");
 }
 
 bool ServiceTest::waitForPhase(const std::wstring& phase) {
   bool seen = false;
-  const bool ended = waitUntil(kScanLimitMs, [&] {
-    const ipc::ProgressReply now = progress();
+  const bool ended = eventually(kScanLimitMs, [&] {
+    const ScanReport now = progress();
     seen = now.scanning && now.progress.phase == phase;
     return seen || !now.scanning;
   });
   return ended && seen;
 }
 
-ipc::ProgressReply ServiceTest::waitForScanEnd() {
-  ipc::ProgressReply now;
-  if (!waitUntil(kScanLimitMs, [&] {
+ScanReport ServiceTest::waitForScanEnd() {
+  ScanReport now;
+  if (!eventually(kScanLimitMs, [&] {
         now = progress();
         return !now.scanning;
       })) {
@@ -149,8 +147,8 @@ ipc::ProgressReply ServiceTest::waitForScanEnd() {
   return now;
 }
 
-ipc::ProgressReply ServiceTest::scan(const std::vector<std::wstring>& targets) {
-  startScan(svc::ScanScope::kCustom, targets);
+ScanReport ServiceTest::scan(const std::vector<std::wstring>& targets) {
+  startScan(ScanScope::kCustom, targets);
   return waitForScanEnd();
 }
 
@@ -161,7 +159,7 @@ std::string ServiceTest::log() {
 }
 
 bool ServiceTest::logGets(const std::string& part) {
-  return waitUntil(kLogLimitMs, [&part] { return log().find(part) != std::string::npos; });
+  return eventually(kLogLimitMs, [&part] { return log().find(part) != std::string::npos; });
 }
 
 int ServiceTest::logMentions(const std::string& part) {

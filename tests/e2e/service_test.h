@@ -8,21 +8,11 @@
 
 #include "e2e/child_process.h"
 #include "e2e/client.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
+#include "support/eventually.h"
 #include "support/temp_folder.h"
 
 namespace korvel::test {
-
-/// Polls until `done` is true; false after `limitMs`.
-template <typename Done>
-bool waitUntil(DWORD limitMs, Done done) {
-  const ULONGLONG end = ::GetTickCount64() + limitMs;
-  while (!done()) {
-    if (::GetTickCount64() > end) return false;
-    ::Sleep(10);
-  }
-  return true;
-}
 
 class ServiceTest : public testing::Test {
  protected:
@@ -49,18 +39,18 @@ class ServiceTest : public testing::Test {
     return refusal(static_cast<uint32_t>(opcode), payload);
   }
 
-  svc::EngineStatus status();
-  Settings settings();
-  ipc::ProgressReply progress();
-  std::vector<svc::ThreatRecord> results();
+  EngineStatus status();
+  SettingsFields settings();
+  ScanReport progress();
+  std::vector<ThreatRecord> results();
   std::vector<QuarantineRecord> quarantine();
 
-  void startScan(svc::ScanScope scope, const std::vector<std::wstring>& targets);
+  void startScan(ScanScope scope, const std::vector<std::wstring>& targets);
   /// Waits until the running scan is in `phase`, or has ended; returns whether it was seen.
   bool waitForPhase(const std::wstring& phase);
-  ipc::ProgressReply waitForScanEnd();
+  ScanReport waitForScanEnd();
   /// A custom scan to its end.
-  ipc::ProgressReply scan(const std::vector<std::wstring>& targets);
+  ScanReport scan(const std::vector<std::wstring>& targets);
 
   /// The log so far; lines carry a time, so tests look for parts of it.
   static std::string log();

@@ -9,10 +9,10 @@ namespace {
 
 class SettingsFile : public ServiceTest {
  protected:
-  Settings withLines(const std::string& lines) {
+  SettingsFields withLines(const std::string& lines) {
     writeSettings(lines);
     startService();
-    const Settings read = settings();
+    const SettingsFields read = settings();
     stopService();
     return read;
   }
@@ -34,7 +34,7 @@ TEST_F(SettingsFile, AMissingFileIsWrittenWithTheDefaults) {
 }
 
 TEST_F(SettingsFile, OnlyOneAndTrueAreTrue) {
-  const Settings read = withLines(
+  const SettingsFields read = withLines(
       "ProtectionEnabled=true\nScanArchives=1\nScanRemovable=True\nShowThreatModal=yes\nQuarantineOnDetect=1 "
       "\n"
       "ScheduledScan=\n");
@@ -47,7 +47,7 @@ TEST_F(SettingsFile, OnlyOneAndTrueAreTrue) {
 }
 
 TEST_F(SettingsFile, CarriageReturnsStayInTheValues) {
-  const Settings read = withLines("ProtectionEnabled=1\r\nQuarantineOnDetect=1\r\n");
+  const SettingsFields read = withLines("ProtectionEnabled=1\r\nQuarantineOnDetect=1\r\n");
   EXPECT_FALSE(read.protectionEnabled);
   EXPECT_FALSE(read.quarantineOnDetect);
 }
@@ -75,7 +75,7 @@ TEST_F(SettingsFile, AnHourThatIsNoNumberKeepsTheServiceFromStarting) {
 }
 
 TEST_F(SettingsFile, CountersNeverFail) {
-  const Settings read =
+  const SettingsFields read =
       withLines("LastScanUtc=soon\nLastThreatCount=99999999999999999999999\nLastLiveUpdateUtc=12x\n");
   EXPECT_EQ(read.lastScanUtc, 0u);
   EXPECT_EQ(read.lastThreatCount, UINT64_MAX);
@@ -83,7 +83,7 @@ TEST_F(SettingsFile, CountersNeverFail) {
 }
 
 TEST_F(SettingsFile, KeysCompareExactlyAndTheLastOneWins) {
-  const Settings read = withLines(
+  const SettingsFields read = withLines(
       " ScanArchives=1\nscanremovable=1\nScheduledHour=3\nScheduledHour=5\nnonsense\n=\nNoSuchKey=1\n");
   EXPECT_FALSE(read.scanArchives);
   EXPECT_FALSE(read.scanRemovable);

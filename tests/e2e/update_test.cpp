@@ -11,7 +11,7 @@
 #include "e2e/service_test.h"
 #include "net/http_client.h"
 #include "remedy/hosts_file.h"
-#include "scan/hash/sha256.h"
+#include "hash/sha256.h"
 #include "support/test_servers.h"
 
 namespace korvel::test {
@@ -37,15 +37,6 @@ std::string sha256Of(const std::string& bytes) {
 }
 
 std::string installerOf(char filling) { return "MZ" + std::string(70'000, filling); }
-
-bool eventually(const std::function<bool()>& done, DWORD limitMs) {
-  const ULONGLONG end = ::GetTickCount64() + limitMs;
-  while (!done()) {
-    if (::GetTickCount64() > end) return false;
-    ::Sleep(50);
-  }
-  return true;
-}
 
 /// The size of a file, without opening it; nothing when there is none.
 std::optional<uint64_t> fileSize(const std::wstring& path) {
@@ -110,14 +101,14 @@ class Update : public ServiceTest {
   /// Waits until the hosts file has the size of `text`, and does not open it before: the system replaces no
   /// file that somebody holds open.
   static bool hostsGetTheSizeOf(const std::string& text) {
-    return eventually([&] { return fileSize(hostsFilePath()) == text.size(); }, kHostsLimitMs);
+    return eventually(kHostsLimitMs, [&] { return fileSize(hostsFilePath()) == text.size(); });
   }
 
   /// The names of the threats in the folder of the two programs.
   std::vector<std::wstring> threats() {
     scan({folder().at(L"in")});
     std::vector<std::wstring> paths;
-    for (const svc::ThreatRecord& threat : results()) {
+    for (const ThreatRecord& threat : results()) {
       if (threat.severity >= kSeverityHigh) paths.push_back(threat.path);
     }
     return paths;
@@ -146,7 +137,7 @@ TEST_F(Update, SignaturesComeFromTheServerAndChangeVerdicts) {
 
   publishSignatures(sha256Of("the first program") + "\n" + sha256Of("the second program") + "\n");
   const auto arrives = [] { return json(ctl(L"update signatures --json"))["signatures"] == 3; };
-  EXPECT_TRUE(eventually(arrives, kServerCacheLimitMs));
+  EXPECT_TRUE(eventually(kServerCacheLimitMs, arrives));
   EXPECT_EQ(threats(), (Paths{first_, second_}));
 
   stopService();
@@ -190,13 +181,13 @@ TEST_F(Update, InstallersAreFoundSavedAndShown) {
   publish("1.3.1", installerOf('b'));
   const std::wstring next = updatesDir() + L"\\KorvelSetup-1.3.1.exe";
   const auto arrives = [&] { return json(ctl(L"update program --json"))["installer"] == toUtf8(next); };
-  EXPECT_TRUE(eventually(arrives, kServerCacheLimitMs));
+  EXPECT_TRUE(eventually(kServerCacheLimitMs, arrives));
   EXPECT_EQ(readFile(next), installerOf('b'));
   EXPECT_EQ(readFile(path), installerOf('a'));
 
   publish("1.2.0", installerOf('c'));
   const auto upToDate = [] { return ctl(L"update program").output == "up to date: version 1.2.0\n"; };
-  EXPECT_TRUE(eventually(upToDate, kServerCacheLimitMs));
+  EXPECT_TRUE(eventually(kServerCacheLimitMs, upToDate));
   EXPECT_EQ(status().updateCheckInstaller, "");
   EXPECT_FALSE(pathExists(updatesDir() + L"\\KorvelSetup-1.2.0.exe"));
 }
@@ -244,7 +235,7 @@ TEST_F(Update, ASecondOneIsRefusedWhileTheFirstRuns) {
 
   operate("/release");
   const auto ended = [this] { return !status().liveUpdateRunning && !status().updateCheckRunning; };
-  EXPECT_TRUE(eventually(ended, 30'000));
+  EXPECT_TRUE(eventually(30'000, ended));
   EXPECT_EQ(status().updateCheckError, "http status 404");
 }
 
@@ -254,12 +245,12 @@ TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
   const auto logged = [] {
     return log().find("[INF] web shield: blocked 2 domains (3 hosts entries)\n") != std::string::npos;
   };
-  EXPECT_TRUE(eventually(logged, kFirstShieldLimitMs));
+  EXPECT_TRUE(eventually(kFirstShieldLimitMs, logged));
   EXPECT_EQ(hosts(), std::string(kUserLines) + "\n" + kBlock);
   EXPECT_EQ(json(ctl(L"shield status --json"))["webShield"], true);
 
   // The next run by itself is a day away.
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.webShield = false;
   reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_TRUE(hostsGetTheSizeOf(std::string(kUserLines) + "\n"));
@@ -271,7 +262,7 @@ TEST_F(Update, SwitchingTheShieldOffDoesNotWaitForItsFirstRun) {
   writeFile(hostsFilePath(), std::string(kUserLines) + kBlock);
   writeSettings("WebShield=1\n");
   startService();
-  Settings changed = settings();
+  SettingsFields changed = settings();
   changed.webShield = false;
   reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_TRUE(hostsGetTheSizeOf(kUserLines));

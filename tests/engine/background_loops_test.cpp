@@ -3,16 +3,10 @@
 // but the log is touched.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <memory>
-
 #include "base/files.h"
 #include "config/data_paths.h"
-#include "config/settings_file.h"
-#include "engine/scan_worker.h"
-#include "service/runtime/log.h"
+#include "engine/engine_fixture.h"
 #include "support/silent_server.h"
-#include "support/temp_folder.h"
 
 namespace korvel::svc {
 namespace {
@@ -20,61 +14,14 @@ namespace {
 constexpr char kNobodyThere[] = "http://127.0.0.1:1";
 constexpr char kUpdateFailed[] = "[WRN] live update failed: WinHttpSendRequest, win32=12029\n";
 constexpr char kShieldFailed[] = "[WRN] web shield: domain feed failed: WinHttpSendRequest, win32=12029\n";
-constexpr DWORD kLimitMs = 60'000;
 constexpr uint32_t kNever = 86'400'000;
 
-bool eventually(const std::function<bool()>& done) {
-  const ULONGLONG end = ::GetTickCount64() + kLimitMs;
-  while (!done()) {
-    if (::GetTickCount64() > end) return false;
-    ::Sleep(10);
-  }
-  return true;
-}
-
-class BackgroundLoops : public testing::Test {
+class BackgroundLoopsTest : public test::EngineTest {
  protected:
   void SetUp() override {
-    removeData();
-    settings_.signatureDb = folder_.write(L"seed.txt", "KORVELDB/1\n" + std::string(64, 'a') + "\n");
-    settings_.realTimeEnabled = false;
-    settings_.scheduledScan = false;
-    settings_.webShield = false;
-    settings_.liveUpdates = false;
+    EngineTest::SetUp();
     settings_.updateServer = kNobodyThere;
   }
-  void TearDown() override {
-    worker_.reset();
-    removeData();
-  }
-  static void removeData() {
-    Log::instance().open(L"NUL");  // lets go of the log file of the test before
-    test::removeTree(dataDir());
-    test::removeTree(scanCachePath());
-  }
-
-  ScanWorker& startWorker(const LoopTimes& times) {
-    writeSettingsFile(settings_, settingsPath());
-    worker_ = std::make_unique<ScanWorker>(times);
-    std::string error;
-    EXPECT_TRUE(worker_->init(&error)) << error;
-    EXPECT_TRUE(worker_->start(&error)) << error;
-    return *worker_;
-  }
-
-  static int logCount(const std::string& line) {
-    const std::string text = test::readFile(logPath());
-    int count = 0;
-    for (size_t at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) ++count;
-    return count;
-  }
-  static bool logGets(const std::string& line, int count = 1) {
-    return eventually([&] { return logCount(line) >= count; });
-  }
-
-  test::TempFolder folder_;
-  Settings settings_;
-  std::unique_ptr<ScanWorker> worker_;
 };
 
 TEST(LoopTimes, AreTheProductsPeriods) {
@@ -87,7 +34,7 @@ TEST(LoopTimes, AreTheProductsPeriods) {
 
 // --- live update ---
 
-TEST_F(BackgroundLoops, AFailingFeedIsWarnedOfOncePerPeriod) {
+TEST_F(BackgroundLoopsTest, AFailingFeedIsWarnedOfOncePerPeriod) {
   settings_.liveUpdates = true;
   startWorker({.updateTickMs = 1});
   EXPECT_TRUE(logGets(kUpdateFailed));
@@ -95,7 +42,7 @@ TEST_F(BackgroundLoops, AFailingFeedIsWarnedOfOncePerPeriod) {
   EXPECT_EQ(logCount("live update failed: "), 1);
 }
 
-TEST_F(BackgroundLoops, TheFirstUpdateComesAfterSixtyTicksAndNotAtOnce) {
+TEST_F(BackgroundLoopsTest, TheFirstUpdateComesAfterSixtyTicksAndNotAtOnce) {
   settings_.liveUpdates = true;
   settings_.webShield = true;
   // The shield's run says that some ticks have passed; sixty of them have not.
@@ -104,29 +51,29 @@ TEST_F(BackgroundLoops, TheFirstUpdateComesAfterSixtyTicksAndNotAtOnce) {
   EXPECT_EQ(logCount("live update failed: "), 0);
 }
 
-TEST_F(BackgroundLoops, AServiceStoppedWithinItsFirstMinuteMakesNoLiveUpdate) {
+TEST_F(BackgroundLoopsTest, AServiceStoppedWithinItsFirstMinuteMakesNoLiveUpdate) {
   settings_.liveUpdates = true;
   ScanWorker& worker = startWorker({});
   worker.stop();
   EXPECT_EQ(logCount("live update"), 0);
 }
 
-TEST_F(BackgroundLoops, WithLiveUpdatesOffTheTicksPassWithoutAFetch) {
+TEST_F(BackgroundLoopsTest, WithLiveUpdatesOffTheTicksPassWithoutAFetch) {
   settings_.webShield = true;
   startWorker({.updateTickMs = 1, .firstWebShieldMs = 2'000});
   EXPECT_TRUE(logGets(kShieldFailed)) << "sixty ticks have passed long since";
   EXPECT_EQ(logCount("live update failed: "), 0);
 }
 
-TEST_F(BackgroundLoops, LiveUpdatesSwitchedOnTakeEffectAtTheNextDueTick) {
+TEST_F(BackgroundLoopsTest, LiveUpdatesSwitchedOnTakeEffectAtTheNextDueTick) {
   ScanWorker& worker = startWorker({.updateTickMs = 50});
-  Settings changed = worker.getSettings();
+  SettingsFields changed = worker.getSettings();
   changed.liveUpdates = true;
   EXPECT_TRUE(worker.applySettings(changed, nullptr));
   EXPECT_TRUE(logGets(kUpdateFailed));
 }
 
-TEST_F(BackgroundLoops, TheAutomaticUpdateIsNotBusyAndARequestedOneRunsBesideIt) {
+TEST_F(BackgroundLoopsTest, TheAutomaticUpdateIsNotBusyAndARequestedOneRunsBesideIt) {
   test::SilentServer server;
   settings_.updateServer = server.url();
   settings_.liveUpdates = true;
@@ -143,11 +90,11 @@ TEST_F(BackgroundLoops, TheAutomaticUpdateIsNotBusyAndARequestedOneRunsBesideIt)
 
   server.hangUp();
   EXPECT_TRUE(logGets("[WRN] live update failed: "));
-  EXPECT_TRUE(eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
+  EXPECT_TRUE(test::eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
   EXPECT_EQ(logCount("live update failed: "), 1) << "the requested one tells its client and not the log";
 }
 
-TEST_F(BackgroundLoops, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStillASuccess) {
+TEST_F(BackgroundLoopsTest, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStillASuccess) {
   // A pipe in the place of the seed file holds the reload up while the new live database is locked.
   settings_.signatureDb = L"\\\\.\\pipe\\korvel-test-seed";
   test::SilentServer server;
@@ -170,7 +117,7 @@ TEST_F(BackgroundLoops, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStillASuc
                                           /*template=*/nullptr));
     ASSERT_TRUE(lock) << ::GetLastError();
     ::DisconnectNamedPipe(seed.get());
-    EXPECT_TRUE(eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
+    EXPECT_TRUE(test::eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
   }
   EXPECT_EQ(
       logCount("[WRN] live db fetched but reload failed: parse error in \\\\.\\pipe\\korvel-test-seed\n"), 1);
@@ -182,13 +129,13 @@ TEST_F(BackgroundLoops, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStillASuc
 
 // --- web shield ---
 
-TEST_F(BackgroundLoops, TheShieldRunsAgainAfterEachPeriod) {
+TEST_F(BackgroundLoopsTest, TheShieldRunsAgainAfterEachPeriod) {
   settings_.webShield = true;
   startWorker({.firstWebShieldMs = 1, .webShieldPeriodMs = 1});
   EXPECT_TRUE(logGets(kShieldFailed, 3));
 }
 
-TEST_F(BackgroundLoops, TheShieldsFirstRunHasATimeOfItsOwn) {
+TEST_F(BackgroundLoopsTest, TheShieldsFirstRunHasATimeOfItsOwn) {
   settings_.webShield = true;
   startWorker({.firstWebShieldMs = 1, .webShieldPeriodMs = kNever});
   EXPECT_TRUE(logGets(kShieldFailed));
@@ -196,9 +143,9 @@ TEST_F(BackgroundLoops, TheShieldsFirstRunHasATimeOfItsOwn) {
   EXPECT_EQ(logCount("web shield: "), 1);
 }
 
-TEST_F(BackgroundLoops, SwitchingTheShieldWakesItAndOtherSettingsDoNot) {
+TEST_F(BackgroundLoopsTest, SwitchingTheShieldWakesItAndOtherSettingsDoNot) {
   ScanWorker& worker = startWorker({.firstWebShieldMs = kNever, .webShieldPeriodMs = kNever});
-  Settings changed = worker.getSettings();
+  SettingsFields changed = worker.getSettings();
   changed.scanArchives = !changed.scanArchives;
   worker.applySettings(changed, nullptr);
   ::Sleep(300);
@@ -212,7 +159,7 @@ TEST_F(BackgroundLoops, SwitchingTheShieldWakesItAndOtherSettingsDoNot) {
   }
 }
 
-TEST_F(BackgroundLoops, AWaitingShieldDoesNotHoldUpAStop) {
+TEST_F(BackgroundLoopsTest, AWaitingShieldDoesNotHoldUpAStop) {
   ScanWorker& worker = startWorker({.firstWebShieldMs = kNever, .webShieldPeriodMs = kNever});
   worker.stop();
   EXPECT_EQ(logCount("[INF] workers stopped\n"), 1);

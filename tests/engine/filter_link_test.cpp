@@ -8,6 +8,7 @@
 
 #include "engine/filter_messages.h"
 #include "support/fake_driver.h"
+#include "support/eventually.h"
 
 namespace korvel::svc {
 namespace {
@@ -128,15 +129,14 @@ TEST_F(FilterLinkTest, AnAnswerThatCannotBeSentCountsAsHandled) {
       &error));
   ASSERT_TRUE(driver_.waitForService(5'000));
   ASSERT_TRUE(driver_.send({}));
-  for (int i = 0; i < 500 && link_.connected(); ++i) ::Sleep(10);
+  EXPECT_TRUE(test::eventually([this] { return !link_.connected(); }));
   EXPECT_EQ(link_.handled(), 1u);
 }
 
 TEST_F(FilterLinkTest, ADriverThatGoesAwayEndsTheLink) {
   connect();
   driver_.unload();
-  for (int i = 0; i < 500 && link_.connected(); ++i) ::Sleep(10);
-  EXPECT_FALSE(link_.connected());
+  EXPECT_TRUE(test::eventually([this] { return !link_.connected(); }));
   link_.stop();
 }
 

@@ -10,9 +10,10 @@
 #include "base/files.h"
 #include "base/utf.h"
 #include "base/win.h"
-#include "scan/signature_database.h"
-#include "service/runtime/log.h"
+#include "signatures/signature_database.h"
+#include "runtime/log.h"
 #include "support/temp_folder.h"
+#include "support/eventually.h"
 
 namespace korvel::svc {
 namespace {
@@ -31,7 +32,7 @@ class RealtimeWatcherTest : public testing::Test {
   }
 
   void watch(const std::vector<std::wstring>& roots) {
-    watcher_ = std::make_unique<RealtimeWatcher>(database_, ScanOptions{}, stopping_,
+    watcher_ = std::make_unique<RealtimeWatcher>(database_, ScanOptions{}, stopEvent_,
                                                  [this](const FileVerdict& verdict) {
                                                    {
                                                      const std::lock_guard lock(mutex_);
@@ -44,7 +45,7 @@ class RealtimeWatcherTest : public testing::Test {
   }
   void stop() {
     held_ = false;
-    stopping_.exchangeSet();
+    stop_.request_stop();
     if (thread_.joinable()) thread_.join();
   }
   bool seen(const std::wstring& path) {
@@ -69,7 +70,8 @@ class RealtimeWatcherTest : public testing::Test {
   test::TempFolder root_;
   test::TempFolder otherRoot_;
   const std::shared_ptr<SignatureDatabase> database_ = std::make_shared<SignatureDatabase>();
-  StopFlag stopping_;
+  std::stop_source stop_;
+  const StopEvent stopEvent_{stop_.get_token()};
   std::mutex mutex_;
   std::set<std::wstring> detected_;
   std::atomic<bool> held_{false};  // the watcher is kept busy with the file that it has just detected
@@ -89,8 +91,7 @@ TEST_F(RealtimeWatcherTest, AFileRenamedIntoPlaceIsScannedUnderItsNewName) {
   const std::wstring renamed = root_.at(L"new\\second.pdf.exe");
   test::writeFile(harmless, "x");
   ASSERT_TRUE(::MoveFileExW(harmless.c_str(), renamed.c_str(), 0));
-  for (int i = 0; i < 50 && !seen(renamed); ++i) ::Sleep(100);
-  EXPECT_TRUE(seen(renamed));
+  EXPECT_TRUE(test::eventually([&] { return seen(renamed); }));
 }
 
 TEST_F(RealtimeWatcherTest, FilesOfNoInterestAndHiddenDotFoldersAreNotReported) {
@@ -166,12 +167,13 @@ TEST_F(RealtimeWatcherTest, ABurstOfAThousandFilesLeavesItWorking) {
 
 TEST_F(RealtimeWatcherTest, StopEndsItWithReadsOutstandingManyTimes) {
   for (int round = 0; round < 20; ++round) {
-    StopFlag stopping;
+    std::stop_source stop;
+    const StopEvent stopping(stop.get_token());
     RealtimeWatcher watcher(std::make_shared<SignatureDatabase>(), ScanOptions{}, stopping,
                             [](const FileVerdict&) {});
     std::thread thread([&] { watcher.run({root_.path(), otherRoot_.path()}); });
     ::Sleep(static_cast<DWORD>(round));
-    stopping.exchangeSet();
+    stop.request_stop();
     thread.join();
   }
 }

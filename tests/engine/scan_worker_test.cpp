@@ -1,4 +1,3 @@
-// The whole engine in this process, on the data directory of the test's own Windows prefix.
 #include "engine/scan_worker.h"
 
 #include <gtest/gtest.h>
@@ -10,50 +9,24 @@
 #include "config/data_paths.h"
 #include "config/settings_file.h"
 #include "e2e/sample_files.h"
-#include "scan/file_scanner.h"
-#include "scan/scan_cache.h"
-#include "service/runtime/log.h"
+#include "engine/engine_fixture.h"
 #include "support/fresh_stop_signal.h"
-#include "support/temp_folder.h"
 
 namespace korvel::svc {
 namespace {
 
 constexpr const char* kAbcSha256 = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
 
-class ScanWorkerTest : public testing::Test {
+class ScanWorkerTest : public test::EngineTest {
  protected:
   void SetUp() override {
-    removeData();
-    seed_ = folder_.write(L"seed.txt",
-                          std::string("KORVELDB/1\nVERSION test-1\n") + kAbcSha256 + ":Test.Abc:Abc\n");
-    settings_.signatureDb = seed_;
-    settings_.realTimeEnabled = false;
-    settings_.scheduledScan = false;
-    settings_.webShield = false;
-    settings_.liveUpdates = false;
-  }
-  void TearDown() override {
-    worker_.reset();
-    removeData();
-  }
-  static void removeData() {
-    Log::instance().open(L"NUL");  // lets go of the log file of the test before
-    test::removeTree(dataDir());
-    test::removeTree(scanCachePath());
+    EngineTest::SetUp();
+    test::writeFile(seed_, std::string("KORVELDB/1\nVERSION test-1\n") + kAbcSha256 + ":Test.Abc:Abc\n");
   }
 
-  ScanWorker& startWorker() {
-    writeSettingsFile(settings_, settingsPath());
-    worker_ = std::make_unique<ScanWorker>();
-    std::string error;
-    EXPECT_TRUE(worker_->init(&error)) << error;
-    EXPECT_TRUE(worker_->start(&error)) << error;
-    return *worker_;
-  }
+  static bool scanning(const ScanWorker& worker) { return worker.getStatus().scanRunning; }
   static void waitForEnd(const ScanWorker& worker) {
-    for (int i = 0; i < 3000 && worker.isScanning(); ++i) ::Sleep(10);
-    EXPECT_FALSE(worker.isScanning());
+    EXPECT_TRUE(test::eventually([&] { return !scanning(worker); }));
   }
   /// Runs one scan of the test's folder to its end.
   void scanFolder(ScanWorker& worker) {
@@ -61,18 +34,6 @@ class ScanWorkerTest : public testing::Test {
     ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, &error)) << error;
     waitForEnd(worker);
   }
-  static std::string log() { return test::readFile(logPath()); }
-  static bool logged(const std::string& text) { return log().find(text) != std::string::npos; }
-  static Settings savedSettings() {
-    Settings settings;
-    EXPECT_TRUE(readSettingsFile(settings, settingsPath()));
-    return settings;
-  }
-
-  test::TempFolder folder_;
-  std::wstring seed_;
-  Settings settings_;
-  std::unique_ptr<ScanWorker> worker_;
 };
 
 TEST_F(ScanWorkerTest, AFreshInstallationGetsDefaultsAndAFile) {
@@ -291,7 +252,7 @@ TEST_F(ScanWorkerTest, RefusesScansAsSoonAsTheProcessIsToStop) {
   std::string error;
   EXPECT_FALSE(worker.startScan(ScanScope::kCustom, {folder_.path()}, &error));
   EXPECT_EQ(error, "service is stopping");
-  EXPECT_FALSE(worker.isScanning());
+  EXPECT_FALSE(scanning(worker));
 }
 
 TEST_F(ScanWorkerTest, StopEndsARunningScan) {
@@ -299,12 +260,12 @@ TEST_F(ScanWorkerTest, StopEndsARunningScan) {
   ScanWorker& worker = startWorker();
   ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, nullptr));
   worker.stop();
-  EXPECT_FALSE(worker.isScanning());
+  EXPECT_FALSE(scanning(worker));
 }
 
 TEST_F(ScanWorkerTest, ApplySettingsKeepsThePathsInForceWhereNewOnesAreEmpty) {
   ScanWorker& worker = startWorker();
-  Settings changed = settings_;
+  SettingsFields changed = settings_;
   changed.signatureDb.clear();
   changed.quarantineDir.clear();
   changed.updateServer.clear();
@@ -331,7 +292,7 @@ TEST_F(ScanWorkerTest, ApplySettingsSaysThatRealTimeNeedsARestart) {
   ScanWorker& worker = startWorker();
   EXPECT_TRUE(worker.applySettings(settings_, nullptr));
   EXPECT_FALSE(logged("service restart required"));
-  Settings changed = settings_;
+  SettingsFields changed = settings_;
   changed.realTimeEnabled = true;
   EXPECT_TRUE(worker.applySettings(changed, nullptr));
   EXPECT_TRUE(logged("[INF] real-time setting changed, service restart required\n"));
@@ -374,11 +335,52 @@ TEST_F(ScanWorkerTest, QuarantineListRestoreAndDelete) {
   EXPECT_EQ(error, "file not found");
 }
 
-TEST_F(ScanWorkerTest, EventsAreHandedOutOnce) {
+TEST_F(ScanWorkerTest, AReportHasTheScanItsOutcomeAndNoEvents) {
+  folder_.write(L"listed.exe", "abc");
   ScanWorker& worker = startWorker();
-  worker.returnEvents({ThreatRecord{}, ThreatRecord{}});
-  EXPECT_EQ(worker.takeEvents().size(), 2u);
-  EXPECT_TRUE(worker.takeEvents().empty());
+  scanFolder(worker);
+  size_t reports = 0;
+  worker.reportScan([&](const ScanReport& report) {
+    ++reports;
+    EXPECT_FALSE(report.scanning);
+    EXPECT_EQ(report.progress.phase, L"cancelled");
+    EXPECT_EQ(report.lastSummary.threats, 1u);
+    EXPECT_TRUE(report.events.empty());
+    return size_t{0};
+  });
+  EXPECT_EQ(reports, 1u);
+}
+
+TEST_F(ScanWorkerTest, ACancelDuringTheScanningEndsIt) {
+  test::writeLargeProgram(folder_.at(L"a.exe"));
+  for (int i = 0; i < 500; ++i) folder_.write(L"b" + std::to_wstring(i) + L".exe", "x");
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, nullptr));
+  ASSERT_TRUE(test::eventually([&] {
+    return worker.getProgress().phase != L"counting" && worker.getProgress().phase != L"preparing";
+  }));
+  (void)worker.cancelScan();
+  waitForEnd(worker);
+  EXPECT_LT(worker.getLastSummary().filesScanned, 501u);
+}
+
+// It comes before there is a scan to cancel, and spoils every later one too.
+TEST_F(ScanWorkerTest, ACancelBeforeTheScanningIsLost) {
+  for (int i = 0; i < 300; ++i) folder_.write(std::to_wstring(i) + L".exe", "x");
+  ScanWorker& worker = startWorker();
+  bool early = false;
+  for (int attempt = 0; attempt < 50 && !early; ++attempt) {
+    ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, nullptr));
+    EXPECT_FALSE(worker.cancelScan());
+    const std::wstring phase = worker.getProgress().phase;
+    early = phase == L"preparing" || phase == L"counting";
+    EXPECT_TRUE(worker.cancelScan());
+    waitForEnd(worker);
+    if (early) {
+      EXPECT_EQ(worker.getLastSummary().filesScanned, 300u);
+    }
+  }
+  EXPECT_TRUE(early) << "no cancel came before the scanning";
 }
 
 TEST_F(ScanWorkerTest, StatusTellsWhatTheEngineIsDoing) {
@@ -397,7 +399,7 @@ TEST_F(ScanWorkerTest, StatusTellsWhatTheEngineIsDoing) {
 TEST_F(ScanWorkerTest, AnUpdateCheckWithoutAServerEndsWithItsTextInTheStatus) {
   ScanWorker& worker = startWorker();
   ASSERT_TRUE(worker.startUpdateCheck(nullptr));
-  for (int i = 0; i < 1000 && worker.getStatus().updateCheckRunning; ++i) ::Sleep(10);
+  EXPECT_TRUE(test::eventually([&] { return !worker.getStatus().updateCheckRunning; }));
   EXPECT_EQ(worker.getStatus().updateCheckError,
             "не задан сервер обновлений (строка UpdateServer в settings.ini)");
   EXPECT_EQ(worker.getStatus().updateCheckInstaller, "");
@@ -408,8 +410,7 @@ TEST_F(ScanWorkerTest, AFailedLiveUpdateLeavesItsTimeAlone) {
   settings_.lastLiveUpdateUtc = 77;
   ScanWorker& worker = startWorker();
   ASSERT_TRUE(worker.startLiveUpdate(nullptr));
-  for (int i = 0; i < 6000 && worker.getStatus().liveUpdateRunning; ++i) ::Sleep(10);
-  EXPECT_FALSE(worker.getStatus().liveUpdateRunning);
+  EXPECT_TRUE(test::eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
   EXPECT_EQ(worker.getSettings().lastLiveUpdateUtc, 77u);
   EXPECT_FALSE(logged("live signatures updated"));
 }
@@ -418,7 +419,7 @@ TEST_F(ScanWorkerTest, AReloadDuringAScanLeavesTheScanWhole) {
   for (int i = 0; i < 200; ++i) folder_.write(std::to_wstring(i) + L".exe", i % 2 ? "abc" : "x");
   ScanWorker& worker = startWorker();
   ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {folder_.path()}, nullptr));
-  while (worker.isScanning()) ASSERT_TRUE(worker.reloadSignatures(nullptr));
+  while (scanning(worker)) ASSERT_TRUE(worker.reloadSignatures(nullptr));
   EXPECT_EQ(worker.getLastSummary().threats, 100u);
 }
 

@@ -1,6 +1,6 @@
 // The single text of a firewall request and of an error reply.
 #include "fuzz/payload_input.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 
 using namespace korvel;
 

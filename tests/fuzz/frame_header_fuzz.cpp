@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "fuzz/payload_input.h"
-#include "ipc/frame.h"
+#include "protocol/frame.h"
 
 using namespace korvel;
 

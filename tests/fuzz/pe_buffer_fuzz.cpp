@@ -6,8 +6,8 @@
 #include <string>
 
 #include "scan/file_rules.h"
-#include "scan/pe_analysis.h"
-#include "scan/pe_imports.h"
+#include "pe/pe_analysis.h"
+#include "pe/pe_imports.h"
 
 namespace {
 

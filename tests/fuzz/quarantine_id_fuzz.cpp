@@ -1,6 +1,6 @@
 // The one number of a quarantine request.
 #include "fuzz/payload_input.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 
 using namespace korvel;
 

@@ -1,13 +1,13 @@
 // Every reply a client decodes; the first byte of the input chooses which.
 #include "fuzz/payload_input.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 
 using namespace korvel;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const std::string payload = fuzz::payloadOf(data + 1, size - 1);
-  const auto encodeProgress = [](const ipc::ProgressReply& reply) {
+  const auto encodeProgress = [](const ScanReport& reply) {
     size_t taken = 0;
     std::string bytes = ipc::encodeProgress(reply, &taken);
     fuzz::require(taken == reply.events.size());

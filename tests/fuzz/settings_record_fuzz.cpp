@@ -1,11 +1,13 @@
 // The fifteen-field settings record, decoded over the defaults.
 #include "fuzz/payload_input.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 
 using namespace korvel;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const auto decode = [](const std::string& payload) { return ipc::decodeSettings(payload, Settings()); };
+  const auto decode = [](const std::string& payload) {
+    return ipc::decodeSettings(payload, SettingsFields());
+  };
   const std::string payload = fuzz::payloadOf(data, size);
   fuzz::checkRoundTrip(payload, decode, ipc::encodeSettings);
   const auto settings = decode(payload);

@@ -8,7 +8,7 @@
 #include "config/settings_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  korvel::Settings settings;
+  korvel::SettingsFields settings;
   try {
     korvel::parseSettingsText(std::string_view(reinterpret_cast<const char*>(data), size), settings);
   } catch (const std::invalid_argument&) {
@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   if (settings.scheduledHour > 23) std::abort();
 
-  korvel::Settings again;
+  korvel::SettingsFields again;
   korvel::parseSettingsText(korvel::formatSettingsText(settings), again);
   if (again != settings) std::abort();
   return 0;

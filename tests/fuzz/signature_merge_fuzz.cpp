@@ -1,7 +1,7 @@
 // Files, separated by a 0x01 byte and merged one after the other, hold what the plain rules say.
 #include <cstdlib>
 
-#include "scan/signature_reference.h"
+#include "signatures/signature_reference.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::istringstream files(std::string(reinterpret_cast<const char*>(data), size));

@@ -1,7 +1,7 @@
 // A signature file in pieces of changing size reads as the plain rules say.
 #include <cstdlib>
 
-#include "scan/signature_reference.h"
+#include "signatures/signature_reference.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);

@@ -1,6 +1,6 @@
 // The request that starts a scan: scope, a counted list of paths.
 #include "fuzz/payload_input.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 
 using namespace korvel;
 

@@ -1,6 +1,6 @@
 // The decision on one threat, as a client sends it.
 #include "fuzz/payload_input.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 
 using namespace korvel;
 

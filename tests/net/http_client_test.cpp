@@ -1,4 +1,5 @@
 #include "net/http_client.h"
+#include "net/http_exchange.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +8,7 @@
 
 #include "base/win.h"
 #include "support/test_servers.h"
+#include "support/eventually.h"
 
 namespace korvel {
 namespace {
@@ -270,23 +272,24 @@ TEST(HttpGet, SchemeOfTheAddressAloneDecidesOnEncryption) {
 
 TEST(HttpGet, StopBeforeTheRequestSendsNothing) {
   const int before = requestsSeen();
-  const std::atomic<bool> stopping{true};
+  std::stop_source stop;
+  stop.request_stop();
   std::string body;
   std::string error;
-  EXPECT_FALSE(httpGet(oddUrl("/no-length"), &body, &error, &stopping));
+  EXPECT_FALSE(httpGet(oddUrl("/no-length"), &body, &error, stop.get_token()));
   EXPECT_EQ(error, "service is stopping");
   EXPECT_EQ(requestsSeen(), before);
 }
 
 TEST(HttpGet, StopBetweenTwoPiecesEndsTheDownload) {
-  std::atomic<bool> stopping{false};
+  std::stop_source stop;
   size_t received = 0;
   const auto take = [&](std::string_view piece) {
     received += piece.size();
-    if (received >= 50) stopping = true;
+    if (received >= 50) stop.request_stop();
   };
   std::string error;
-  EXPECT_FALSE(httpGetPieces(oddUrl("/drip"), take, &error, &stopping));
+  EXPECT_FALSE(httpGetPieces(oddUrl("/drip"), take, &error, stop.get_token()));
   EXPECT_EQ(error, "service is stopping");
   EXPECT_GE(received, 50u);
   EXPECT_LT(received, 15'000u);  // the whole body
@@ -295,23 +298,23 @@ TEST(HttpGet, StopBetweenTwoPiecesEndsTheDownload) {
 // The platform has no call to wake a thread that waits for a server; the caller must not wait with it.
 TEST(HttpGet, StopWaitsForNoServerThatIsSilent) {
   for (const char* path : {"/silent", "/silent/body"}) {
-    std::atomic<bool> stopping{false};
+    std::stop_source stop;
     std::thread stopper([&] {
-      while (get(oddUrl("/count/silent")).body != "1") ::Sleep(10);
-      stopping = true;
+      EXPECT_TRUE(test::eventually([] { return get(oddUrl("/count/silent")).body == "1"; })) << path;
+      stop.request_stop();
     });
     std::string error;
-    EXPECT_FALSE(httpGet(oddUrl(path), nullptr, &error, &stopping)) << path;
+    EXPECT_FALSE(httpGet(oddUrl(path), nullptr, &error, stop.get_token())) << path;
     stopper.join();
     EXPECT_EQ(error, "service is stopping") << path;
     EXPECT_EQ(get(oddUrl("/speak")).body, "1") << path;  // it was silent to the end
   }
 }
 
-TEST(HttpGet, UnsetStopFlagChangesNothing) {
-  const std::atomic<bool> stopping{false};
+TEST(HttpGet, AStopThatIsNotRequestedChangesNothing) {
+  const std::stop_source stop;
   std::string body;
-  EXPECT_TRUE(httpGet(nginxUrl("/plain.txt"), &body, nullptr, &stopping));
+  EXPECT_TRUE(httpGet(nginxUrl("/plain.txt"), &body, nullptr, stop.get_token()));
   EXPECT_EQ(body, "plain text\n");
 }
 

@@ -315,15 +315,15 @@ TEST_F(LiveFeed, TwoBuildsAtOnceLeaveOneWholeDatabase) {
 TEST_F(LiveFeed, StopEndsADownloadAndWritesNothing) {
   writeOld();
   test::publish("/good", kHashA + "\n");
-  std::atomic<bool> stopping{false};
-  std::thread stopper([&stopping] {
+  std::stop_source stop;
+  std::thread stopper([&stop] {
     ::Sleep(300);
-    stopping = true;
+    stop.request_stop();
   });
   std::string error;
   // The first source alone would yield a database; after a stop nobody waits for one.
-  EXPECT_FALSE(
-      buildLiveDatabaseFrom({nginxUrl("/good"), oddUrl("/drip")}, target_, nullptr, &error, &stopping));
+  EXPECT_FALSE(buildLiveDatabaseFrom({nginxUrl("/good"), oddUrl("/drip")}, target_, nullptr, &error,
+                                     stop.get_token()));
   stopper.join();
   EXPECT_EQ(error, "service is stopping");
   count_ = 4711;

@@ -4,7 +4,7 @@
 
 #include "base/files.h"
 #include "base/utf.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 #include "support/test_servers.h"
 
 namespace korvel {
@@ -192,8 +192,9 @@ TEST_F(UpdateCheck, VersionGoesIntoTheFileNameAsGiven) {
 }
 
 TEST_F(UpdateCheck, StopEndsTheCheck) {
-  const std::atomic<bool> stopping{true};
-  EXPECT_FALSE(checkForUpdate(nginxUrl("/u"), updates_, &path_, &error_, &stopping));
+  std::stop_source stop;
+  stop.request_stop();
+  EXPECT_FALSE(checkForUpdate(nginxUrl("/u"), updates_, &path_, &error_, stop.get_token()));
   EXPECT_EQ(error_, "service is stopping");
 }
 

@@ -8,6 +8,7 @@
 #include "base/unique_resource.h"
 #include "support/temp_folder.h"
 #include "support/test_servers.h"
+#include "support/eventually.h"
 
 namespace korvel {
 namespace {
@@ -207,7 +208,7 @@ TEST_F(HostsFile, KillAtAnyMomentLosesNoUserLine) {
     const UniqueHandle victim = startVictim(hosts_);
     ASSERT_TRUE(victim) << ::GetLastError();
     // The victim creates this file when it has begun.
-    while (!pathExists(hosts_ + L".started")) ::Sleep(1);
+    ASSERT_TRUE(test::eventually([this] { return pathExists(hosts_ + L".started"); }));
     ::Sleep(pauseMs(random));
     ASSERT_TRUE(::TerminateProcess(victim.get(), 1));
     ASSERT_EQ(::WaitForSingleObject(victim.get(), 30'000), WAIT_OBJECT_0);

@@ -11,6 +11,7 @@
 #include "base/utf.h"
 #include "remedy/quarantine_index.h"
 #include "support/temp_folder.h"
+#include "support/eventually.h"
 
 namespace korvel {
 namespace {
@@ -268,7 +269,8 @@ TEST_F(QuarantineStoreTest, ListTellsWhichStoredFilesAreThere) {
 TEST_F(QuarantineStoreTest, RestoreMovesTheFileBackAndRemovesTheRecord) {
   const std::wstring path = folder_.write(L"a.exe", "x");
   const QuarantineRecord other = add(folder_.write(L"b.exe", "y"));
-  while (unixMillisecondsNow() == other.id) ::Sleep(1);  // the id is the millisecond
+  // The id is the millisecond.
+  ASSERT_TRUE(test::eventually([&] { return unixMillisecondsNow() != other.id; }));
   const QuarantineRecord record = add(path);
   EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error_));
   EXPECT_EQ(error_, "untouched");

@@ -4,7 +4,7 @@
 
 #include "base/files.h"
 #include "remedy/hosts_file.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 #include "support/test_servers.h"
 
 namespace korvel {
@@ -29,9 +29,9 @@ class WebShield : public testing::Test {
     test::publish("/shield/api/v1/blocklist", list);
     return run();
   }
-  std::string run(const std::atomic<bool>* stopping = nullptr) {
+  std::string run(const std::stop_token& stop = {}) {
     const size_t before = test::readFile(folder_.at(L"test.log")).size();
-    runWebShieldOn(hosts_, settings_, stopping);
+    runWebShieldOn(hosts_, settings_, stop);
     const std::string line = test::readFile(folder_.at(L"test.log")).substr(before);
     return line.empty() ? line : line.substr(line.find('['));
   }
@@ -39,11 +39,11 @@ class WebShield : public testing::Test {
 
   test::TempFolder folder_;
   std::wstring hosts_ = folder_.at(L"hosts");
-  Settings settings_;
+  SettingsFields settings_;
 };
 
 TEST(DomainListUrl, IsTheServersOrThePublicOneNeverBoth) {
-  Settings settings;
+  SettingsFields settings;
   settings.updateServer = "https://srv///";
   EXPECT_EQ(domainListUrl(settings), "https://srv/api/v1/blocklist");
   settings.updateServer = "";
@@ -137,8 +137,9 @@ TEST_F(WebShield, SwitchedOffBlockThatCannotBeRemovedIsAWarning) {
 }
 
 TEST_F(WebShield, RunThatAStopCutsShortChangesAndLogsNothing) {
-  const std::atomic<bool> stopping{true};
-  EXPECT_EQ(run(&stopping), "");
+  std::stop_source stop;
+  stop.request_stop();
+  EXPECT_EQ(run(stop.get_token()), "");
   EXPECT_EQ(text(), kUserLines);
 }
 
@@ -146,7 +147,7 @@ TEST(WebShieldRun, WorksOnTheSystemsHostsFile) {
   if (!test::isTestMachine()) GTEST_SKIP() << "changes the system's hosts file; see isTestMachine()";
   const std::string before = test::readFile(hostsFilePath());
   test::publish("/system/api/v1/blocklist", "a.com\n");
-  Settings settings;
+  SettingsFields settings;
   settings.updateServer = nginxUrl("/system");
   runWebShield(settings);
   EXPECT_EQ(countBlockedEntries(), 2u);

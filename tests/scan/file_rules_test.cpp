@@ -30,7 +30,7 @@ SignatureMatch listed(Severity severity) {
 
 FileVerdict verdictFor(const std::wstring& path, const PeAnalysis& pe = {}, bool matched = false,
                        const SignatureMatch& match = {}) {
-  return buildVerdict(path, fileName(path), 1000, 42, {"m", "s1", "s256"}, pe, matched, match);
+  return buildVerdict(path, fileName(path), 1000, 42, hash::FileDigests{}, pe, matched, match);
 }
 
 std::vector<std::string> codesFor(const std::wstring& path) {
@@ -47,15 +47,27 @@ PeAnalysis withFindings(std::vector<Finding> findings) {
 }
 
 TEST(BuildVerdict, CopiesTheFileDataAndDigests) {
+  hash::FileDigests digests;
+  digests.md5.fill(0x0F);
+  digests.sha1.fill(0xA1);
+  digests.sha256.fill(0xB2);
   const FileVerdict verdict = buildVerdict(L"C:\\a\\Tool.EXE", L"Tool.EXE", 5'000'000'000,
-                                           133'000'000'000'000'000, {"md", "sha", "sha2"}, {}, false, {});
+                                           133'000'000'000'000'000, digests, {}, false, {});
   EXPECT_EQ(verdict.path, L"C:\\a\\Tool.EXE");
   EXPECT_EQ(verdict.fileName, L"Tool.EXE");
   EXPECT_EQ(verdict.size, 5'000'000'000u);
   EXPECT_EQ(verdict.lastWriteTime, 133'000'000'000'000'000u);
-  EXPECT_EQ(verdict.md5, "md");
-  EXPECT_EQ(verdict.sha1, "sha");
-  EXPECT_EQ(verdict.sha256, "sha2");
+  EXPECT_EQ(verdict.md5, "0f0f0f0f0f0f0f0f0f0f0f0f0f0f0f0f");
+  EXPECT_EQ(verdict.sha1, "a1a1a1a1a1a1a1a1a1a1a1a1a1a1a1a1a1a1a1a1");
+  EXPECT_EQ(verdict.sha256, "b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2b2");
+}
+
+TEST(BuildVerdict, DigestsThatWereNotComputedHaveNoText) {
+  const FileVerdict verdict =
+      buildVerdict(L"C:\\a\\Tool.EXE", L"Tool.EXE", 1, 2, /*digests=*/std::nullopt, {}, false, {});
+  EXPECT_EQ(verdict.md5, "");
+  EXPECT_EQ(verdict.sha1, "");
+  EXPECT_EQ(verdict.sha256, "");
 }
 
 TEST(BuildVerdict, OfACleanFileIsClean) {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/utf.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 #include "support/log_lines.h"
 #include "support/temp_folder.h"
 

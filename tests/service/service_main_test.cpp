@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "base/utf.h"
-#include "service/runtime/log.h"
+#include "runtime/log.h"
 #include "support/temp_folder.h"
 
 namespace korvel::svc {

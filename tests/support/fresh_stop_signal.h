@@ -4,7 +4,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "service/runtime/stop_signal.h"
+#include "runtime/stop_signal.h"
 
 namespace korvel::test {
 

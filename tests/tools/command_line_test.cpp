@@ -7,8 +7,6 @@
 namespace korvel::ctl {
 namespace {
 
-using svc::ScanScope;
-
 Command commandOf(const std::vector<std::string>& arguments) {
   const auto parsed = parseCommandLine(arguments);
   if (const auto* notice = std::get_if<Notice>(&parsed)) {

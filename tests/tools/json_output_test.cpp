@@ -10,7 +10,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 TEST(JsonOutput, ThreatCarriesItsNumberReasonsAndLabels) {
-  svc::ThreatRecord threat;
+  ThreatRecord threat;
   threat.path = L"C:\\ёж.exe";
   threat.name = "Двойное расширение";
   threat.code = "FS.DOUBLE_EXT";
@@ -55,7 +55,7 @@ TEST(JsonOutput, ScanHoldsItsSummaryAndItsThreats) {
                               .bytesScanned = 9,
                               .elapsedMs = 11,
                               .cancelled = true},
-                             {svc::ThreatRecord{}});
+                             {ThreatRecord{}});
   EXPECT_EQ(json["state"], "cancelled");
   EXPECT_EQ(json["filesScanned"], 7);
   EXPECT_EQ(json["threatCount"], 1);
@@ -66,7 +66,7 @@ TEST(JsonOutput, ScanHoldsItsSummaryAndItsThreats) {
 }
 
 TEST(JsonOutput, StatusHoldsEveryField) {
-  svc::EngineStatus status;
+  EngineStatus status;
   status.serviceVersion = "1.2.0";
   status.minifilterHandled = 3;
   status.updateCheckError = "ошибка";
@@ -78,11 +78,11 @@ TEST(JsonOutput, StatusHoldsEveryField) {
 }
 
 TEST(JsonOutput, ShieldHoldsSwitchesAndTimes) {
-  Settings settings;
+  SettingsFields settings;
   settings.webShield = true;
   settings.liveUpdates = false;
   settings.lastLiveUpdateUtc = UINT64_MAX;
-  svc::EngineStatus status;
+  EngineStatus status;
   status.signatureCount = 7;
   status.signatureVersion = "v";
   EXPECT_EQ(
@@ -92,7 +92,7 @@ TEST(JsonOutput, ShieldHoldsSwitchesAndTimes) {
 }
 
 TEST(JsonOutput, MalformedBytesFromAFileDoNotBreakTheDocument) {
-  svc::ThreatRecord threat;
+  ThreatRecord threat;
   threat.name =
       "a\xff"
       "b";

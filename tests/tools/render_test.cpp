@@ -7,8 +7,8 @@
 namespace korvel::ctl {
 namespace {
 
-svc::ThreatRecord eicar() {
-  svc::ThreatRecord threat;
+ThreatRecord eicar() {
+  ThreatRecord threat;
   threat.path = L"C:\\Samples\\eicar.com";
   threat.name = "EICAR-Test-File";
   threat.code = "EICAR";
@@ -60,7 +60,7 @@ TEST(RenderThreats, NumbersThreatsFromOneAndListsTheirReasons) {
 }
 
 TEST(RenderThreats, CountsWhatIsBelowTheLeastSeverityAndKeepsTheNumbers) {
-  svc::ThreatRecord medium = eicar();
+  ThreatRecord medium = eicar();
   medium.severity = kSeverityMedium;
   const std::string some = renderThreats({medium, eicar(), medium}, kSeverityHigh);
   EXPECT_NE(some.find("\n2  high "), std::string::npos) << some;
@@ -75,7 +75,7 @@ TEST(RenderThreats, CountsWhatIsBelowTheLeastSeverityAndKeepsTheNumbers) {
 }
 
 TEST(RenderThreats, LetsNoFileNameMoveTheCursor) {
-  svc::ThreatRecord threat = eicar();
+  ThreatRecord threat = eicar();
   threat.path = L"C:\\a\x1b[2J\nb";
   threat.name = "x\ry";
   threat.reasons[0].detail = "\x1b]0;title\x07";
@@ -148,7 +148,7 @@ TEST(RenderProgress, NeverWrapsTheLine) {
 }
 
 TEST(RenderStatus, SaysWhatIsLoadedAndRunning) {
-  svc::EngineStatus status;
+  EngineStatus status;
   status.serviceVersion = "1.2.0";
   status.signatureCount = 180;
   status.signatureVersion = "2025.11";
@@ -166,7 +166,7 @@ TEST(RenderStatus, SaysWhatIsLoadedAndRunning) {
 }
 
 TEST(RenderStatus, TellsHowTheLastUpdateCheckEnded) {
-  svc::EngineStatus status;
+  EngineStatus status;
   status.minifilterConnected = true;
   status.minifilterHandled = 1;
   status.updateCheckError = "нет связи";
@@ -179,11 +179,11 @@ TEST(RenderStatus, TellsHowTheLastUpdateCheckEnded) {
 }
 
 TEST(RenderShield, ShowsTheSwitchesAndHowFreshTheSignaturesAre) {
-  Settings settings;
+  SettingsFields settings;
   settings.webShield = false;
   settings.liveUpdates = true;
   settings.lastLiveUpdateUtc = 951'782'399;
-  svc::EngineStatus status;
+  EngineStatus status;
   status.signatureCount = 5;
   status.signatureVersion = "live-20000228";
   EXPECT_EQ(renderShield(settings, status),
@@ -194,7 +194,7 @@ TEST(RenderShield, ShowsTheSwitchesAndHowFreshTheSignaturesAre) {
 }
 
 TEST(RenderShield, SaysWhenThereWasNoUpdateAndNothingIsLoaded) {
-  Settings settings;
+  SettingsFields settings;
   settings.webShield = true;
   settings.liveUpdates = false;
   EXPECT_EQ(renderShield(settings, {}),

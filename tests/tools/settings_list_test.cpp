@@ -7,8 +7,8 @@
 namespace korvel::ctl {
 namespace {
 
-Settings changed() {
-  Settings settings;
+SettingsFields changed() {
+  SettingsFields settings;
   settings.protectionEnabled = false;
   settings.scheduledHour = 23;
   settings.lastScanUtc = UINT64_MAX;

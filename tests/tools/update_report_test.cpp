@@ -7,8 +7,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-svc::EngineStatus idle() {
-  svc::EngineStatus status;
+EngineStatus idle() {
+  EngineStatus status;
   status.serviceVersion = "1.2.0";
   status.signatureCount = 12;
   status.signatureVersion = "live-20261121";
@@ -53,7 +53,7 @@ TEST(UpdateReport, WithoutErrorAndInstallerTheProgramIsUpToDate) {
 }
 
 TEST(UpdateReport, NamesTheSavedInstaller) {
-  svc::EngineStatus status = idle();
+  EngineStatus status = idle();
   status.updateCheckInstaller = "C:\\u\\Установка\n.exe";
   const UpdateReport report = programReport(status);
   EXPECT_TRUE(report.text.starts_with("installer saved: C:\\u\\Установка")) << report.text;
@@ -64,7 +64,7 @@ TEST(UpdateReport, NamesTheSavedInstaller) {
 }
 
 TEST(UpdateReport, GivesTheReasonOfAFailedCheckAsTheServiceDoes) {
-  svc::EngineStatus status = idle();
+  EngineStatus status = idle();
   status.updateCheckError = "в releases.json нет секции windows";
   const UpdateReport report = programReport(status);
   EXPECT_EQ(report.failure, "the update check failed: в releases.json нет секции windows");

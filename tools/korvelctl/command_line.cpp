@@ -6,13 +6,13 @@
 #include <map>
 #include <sstream>
 
+#include "base/version.h"
 #include "korvelctl/exit_codes.h"
 #include "korvelctl/settings_list.h"
 
 namespace korvel::ctl {
 namespace {
 
-constexpr const char* kVersionText = "korvelctl 1.2.0";
 constexpr const char* kDescription = "Asks and tells the KORVEL protection service through its control pipe.";
 constexpr const char* kFooter =
     "Exit codes: 0 done, nothing found; 1 threats found; 2 refused or failed;\n"
@@ -33,7 +33,7 @@ class Grammar {
  public:
   Grammar() : app_(kDescription, "korvelctl") {
     app_.footer(kFooter);
-    app_.set_version_flag("--version", kVersionText);
+    app_.set_version_flag("--version", std::string("korvelctl ") + kServiceVersion);
     app_.require_subcommand(1);
     app_.fallthrough();  // --json may stand behind the command
     app_.add_flag("--json", command_.json, "Print JSON instead of text");
@@ -185,14 +185,14 @@ class Grammar {
     if (command_.action != Action::kScan) return;
     const auto isScope = [](const std::string& word) { return word == "quick" || word == "full"; };
     if (std::none_of(targets_.begin(), targets_.end(), isScope)) {
-      command_.scope = svc::ScanScope::kCustom;
+      command_.scope = ScanScope::kCustom;
       command_.folders = targets_;
       return;
     }
     if (targets_.size() > 1) {
       throw CLI::ValidationError("TARGET", "quick and full stand alone (a folder of that name is .\\quick)");
     }
-    command_.scope = targets_.front() == "quick" ? svc::ScanScope::kQuick : svc::ScanScope::kFull;
+    command_.scope = targets_.front() == "quick" ? ScanScope::kQuick : ScanScope::kFull;
   }
 
   void finishFirewall() {

@@ -6,8 +6,8 @@
 #include <variant>
 #include <vector>
 
-#include "engine/scan_scope.h"
-#include "scan/scan_records.h"
+#include "records/scan_scope.h"
+#include "records/scan_progress.h"
 
 namespace korvel::ctl {
 
@@ -48,7 +48,7 @@ struct Command {
   bool json = false;
   bool wait = true;  ///< for the end of an update
   bool all = false;  ///< list also what is merely suspicious
-  svc::ScanScope scope = svc::ScanScope::kQuick;
+  ScanScope scope = ScanScope::kQuick;
   std::vector<std::string> folders;  ///< of a custom scan; as given, UTF-8
   ProgressStyle progress = ProgressStyle::kAuto;
   std::vector<uint64_t> numbers;  ///< of threats, counted from 1, or quarantine ids

@@ -19,7 +19,7 @@ using Json = nlohmann::ordered_json;
 using ipc::Opcode;
 
 int status(const Command& command, const Output& out) {
-  const svc::EngineStatus status = understood(ipc::decodeStatus(ask(Opcode::kGetStatus)));
+  const EngineStatus status = understood(ipc::decodeStatus(ask(Opcode::kGetStatus)));
   out.write(command.json ? dumpJson(statusJson(status)) : renderStatus(status));
   return kExitNothingFound;
 }
@@ -31,7 +31,7 @@ int ping(const Command& command, const Output& out) {
   return kExitNothingFound;
 }
 
-std::vector<svc::ThreatRecord> currentThreats() {
+std::vector<ThreatRecord> currentThreats() {
   return understood(ipc::decodeResults(ask(Opcode::kGetResults)));
 }
 
@@ -65,7 +65,7 @@ int decideThreats(const Command& command, const Output& out, const Output& err) 
       throw Failure(kExitRefused, "there is no threat number " + std::to_string(number) + ", the list has " +
                                       std::to_string(threats.size()));
     }
-    const svc::ThreatRecord& threat = threats[static_cast<size_t>(number - 1)];
+    const ThreatRecord& threat = threats[static_cast<size_t>(number - 1)];
     ask(Opcode::kThreatDecision,
         ipc::encodeThreatDecision({deletes ? ipc::kActionDelete : ipc::kActionQuarantine, threat}));
     out.write((deletes ? "deleted: " : "quarantined: ") + printable(threat.path) + "\n");
@@ -87,7 +87,7 @@ int decideQuarantined(const Command& command, const Output& out, const Output& e
 }
 
 int config(const Command& command, const Output& out) {
-  const Settings settings = understood(ipc::decodeSettings(ask(Opcode::kGetConfig), Settings()));
+  const SettingsFields settings = understood(ipc::decodeSettings(ask(Opcode::kGetConfig)));
   if (command.action == Action::kGetConfig) {
     // The command line admits only keys that travel.
     out.write(command.json ? dumpJson(settingsJson(settings)[command.key])

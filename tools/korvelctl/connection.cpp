@@ -1,8 +1,7 @@
 #include "korvelctl/connection.h"
 
 #include "base/unique_resource.h"
-#include "ipc/control_client.h"
-#include "ipc/pipe_io.h"
+#include "client/service_pipe.h"
 
 namespace korvel::ctl {
 namespace {
@@ -17,17 +16,18 @@ std::string ask(ipc::Opcode opcode, const std::string& request) {
   const UniqueHandle pipe(ipc::connectServicePipe(&error, kConnectBudgetMs));
   if (!pipe) throw Failure(kExitUnreachable, error);
 
-  uint32_t replyOpcode = 0;
-  std::string reply;
-  if (!ipc::transact(pipe.get(), static_cast<uint32_t>(opcode), request, &replyOpcode, &reply, &error)) {
+  ipc::Frame reply;
+  if (!ipc::transact(pipe.get(), {static_cast<uint32_t>(opcode), request}, &reply, &error)) {
     throw Failure(kExitProtocol, error);
   }
-  if (replyOpcode == ipc::kErrorOpcode) throw Failure(kExitRefused, understood(ipc::decodeText(reply)));
-  if (replyOpcode != static_cast<uint32_t>(opcode)) {
-    throw Failure(kExitProtocol, "the service replied with code " + std::to_string(replyOpcode) +
+  if (reply.opcode == ipc::kErrorOpcode) {
+    throw Failure(kExitRefused, understood(ipc::decodeText(reply.payload)));
+  }
+  if (reply.opcode != static_cast<uint32_t>(opcode)) {
+    throw Failure(kExitProtocol, "the service replied with code " + std::to_string(reply.opcode) +
                                      " to request " + std::to_string(static_cast<uint32_t>(opcode)));
   }
-  return reply;
+  return std::move(reply.payload);
 }
 
 }  // namespace korvel::ctl

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 #include "korvelctl/exit_codes.h"
 
 namespace korvel::ctl {

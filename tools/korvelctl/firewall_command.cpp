@@ -3,12 +3,13 @@
 #include <nlohmann/json.hpp>
 
 #include "base/utf.h"
-#include "ipc/messages.h"
+#include "protocol/messages.h"
 #include "korvelctl/connection.h"
 #include "korvelctl/exit_codes.h"
 #include "korvelctl/firewall_listing.h"
 #include "korvelctl/json_output.h"
 #include "korvelctl/printable.h"
+#include "korvelctl/whole_path.h"
 
 namespace korvel::ctl {
 namespace {
@@ -22,17 +23,6 @@ int status(const Command& command, const Output& out, const Output& err) {
                          : renderFirewall(listing, command.ownOnly));
   for (const std::string& error : listing.errors) err.write("korvelctl: " + printable(error) + "\n");
   return listing.errors.empty() ? kExitNothingFound : kExitRefused;
-}
-
-/// A rule applies to a whole path, and the service has a current folder of its own.
-std::string wholePath(const std::string& given) {
-  const std::wstring path = toWide(given);
-  const DWORD units = ::GetFullPathNameW(path.c_str(), 0, nullptr, /*filePart=*/nullptr);
-  std::wstring whole(units, L'\0');
-  const DWORD length = ::GetFullPathNameW(path.c_str(), units, whole.data(), /*filePart=*/nullptr);
-  if (length == 0 || length >= units) throw Failure(kExitRefused, "not a path: " + printable(given));
-  whole.resize(length);
-  return toUtf8(whole);
 }
 
 Opcode opcodeOf(Action action) {
@@ -50,7 +40,7 @@ Opcode opcodeOf(Action action) {
 
 int change(const Command& command, const Output& out) {
   std::string argument = command.firewallChange;
-  if (command.action == Action::kFirewallAddRule) argument += wholePath(command.program);
+  if (command.action == Action::kFirewallAddRule) argument += toUtf8(wholePath(command.program));
   const std::string payload = ask(opcodeOf(command.action), ipc::encodeText(argument));
   const ipc::FirewallChangeReply reply = understood(ipc::decodeFirewallChange(payload));
   if (!reply.ok) throw Failure(kExitRefused, reply.text);

@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 #include "base/utf.h"
-#include "fw/firewall_text.h"
+#include "base/version.h"
 #include "korvelctl/printable.h"
 #include "korvelctl/table.h"
 
@@ -87,7 +87,10 @@ std::string renderRules(const FirewallListing& listing, bool ownOnly) {
 
 }  // namespace
 
-bool FirewallRuleLine::own() const { return fw::isOwnRuleName(toWide(name)); }
+bool FirewallRuleLine::own() const {
+  const std::wstring prefix = lowerWide(kFirewallRulePrefix);
+  return lowerWide(toWide(name)).starts_with(prefix);
+}
 
 std::optional<FirewallListing> parseFirewallListing(std::string_view text) {
   FirewallListing listing;

@@ -8,7 +8,7 @@ namespace korvel::ctl {
 
 using Json = nlohmann::ordered_json;
 
-Json statusJson(const svc::EngineStatus& status) {
+Json statusJson(const EngineStatus& status) {
   return Json{{"version", status.serviceVersion},
               {"signatures", status.signatureCount},
               {"signatureVersion", status.signatureVersion},
@@ -23,7 +23,7 @@ Json statusJson(const svc::EngineStatus& status) {
               {"updateCheckInstaller", status.updateCheckInstaller}};
 }
 
-Json shieldJson(const Settings& settings, const svc::EngineStatus& status) {
+Json shieldJson(const SettingsFields& settings, const EngineStatus& status) {
   return Json{{"webShield", settings.webShield},
               {"liveUpdates", settings.liveUpdates},
               {"lastLiveUpdateUtc", settings.lastLiveUpdateUtc},
@@ -31,10 +31,10 @@ Json shieldJson(const Settings& settings, const svc::EngineStatus& status) {
               {"signatureVersion", status.signatureVersion}};
 }
 
-Json threatsJson(const std::vector<svc::ThreatRecord>& threats) {
+Json threatsJson(const std::vector<ThreatRecord>& threats) {
   Json list = Json::array();
   for (size_t i = 0; i < threats.size(); ++i) {
-    const svc::ThreatRecord& threat = threats[i];
+    const ThreatRecord& threat = threats[i];
     Json reasons = Json::array();
     for (const Finding& finding : threat.reasons) {
       reasons.push_back(Json{{"severity", severityName(finding.severity)},
@@ -72,7 +72,7 @@ Json quarantineJson(const std::vector<QuarantineRecord>& records) {
 }
 
 Json scanJson(const std::wstring& state, const ScanSummary& summary,
-              const std::vector<svc::ThreatRecord>& threats) {
+              const std::vector<ThreatRecord>& threats) {
   return Json{{"state", toUtf8(state)},
               {"filesScanned", summary.filesScanned},
               {"bytesScanned", summary.bytesScanned},

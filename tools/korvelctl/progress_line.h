@@ -7,7 +7,7 @@
 #include "base/win.h"
 #include "korvelctl/command_line.h"
 #include "korvelctl/output.h"
-#include "scan/scan_records.h"
+#include "records/scan_progress.h"
 
 namespace korvel::ctl {
 

@@ -36,7 +36,7 @@ std::string renderReason(const Finding& finding) {
 
 }  // namespace
 
-std::string renderStatus(const svc::EngineStatus& status) {
+std::string renderStatus(const EngineStatus& status) {
   const auto line = [](const char* label, const std::string& value) { return label + value + "\n"; };
   std::string text;
   text += line("version:        ", printable(status.serviceVersion));
@@ -55,19 +55,19 @@ std::string renderStatus(const svc::EngineStatus& status) {
   return text + line("update check:   ", update);
 }
 
-std::string renderSignatures(const svc::EngineStatus& status) {
+std::string renderSignatures(const EngineStatus& status) {
   if (status.signatureCount == 0) return "none loaded";
   return std::to_string(status.signatureCount) + " (" + printable(status.signatureVersion) + ")";
 }
 
-std::string renderShield(const Settings& settings, const svc::EngineStatus& status) {
+std::string renderShield(const SettingsFields& settings, const EngineStatus& status) {
   const std::string last = settings.lastLiveUpdateUtc == 0 ? "never" : renderUtc(settings.lastLiveUpdateUtc);
   return std::string("web shield:        ") + onOff(settings.webShield) +
          "\nlive updates:      " + onOff(settings.liveUpdates) + "\nlast live update:  " + last +
          "\nsignatures:        " + renderSignatures(status) + "\n";
 }
 
-std::string renderThreats(const std::vector<svc::ThreatRecord>& threats, Severity least) {
+std::string renderThreats(const std::vector<ThreatRecord>& threats, Severity least) {
   if (threats.empty()) return "no threats\n";
   Table table({{"#", Table::Align::kRight},
                {"severity"},
@@ -77,7 +77,7 @@ std::string renderThreats(const std::vector<svc::ThreatRecord>& threats, Severit
                {"file"}});
   uint64_t left = threats.size();
   for (size_t i = 0; i < threats.size(); ++i) {
-    const svc::ThreatRecord& threat = threats[i];
+    const ThreatRecord& threat = threats[i];
     if (threat.severity < least) continue;
     --left;
     table.addRow({std::to_string(i + 1), severityName(threat.severity), printable(threat.name),

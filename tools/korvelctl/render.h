@@ -7,26 +7,26 @@
 #include <string>
 #include <vector>
 
-#include "config/settings.h"
-#include "engine/engine_status.h"
-#include "engine/threat_record.h"
-#include "remedy/quarantine_record.h"
-#include "scan/scan_records.h"
+#include "records/settings_fields.h"
+#include "records/engine_status.h"
+#include "records/threat_record.h"
+#include "records/quarantine_record.h"
+#include "records/scan_progress.h"
 
 namespace korvel::ctl {
 
-std::string renderStatus(const svc::EngineStatus& status);
+std::string renderStatus(const EngineStatus& status);
 
 /// "N (VERSION)", or that none are loaded. No line end.
-std::string renderSignatures(const svc::EngineStatus& status);
+std::string renderSignatures(const EngineStatus& status);
 
 /// The web shield and the live updates: whether they are on, and how fresh the signatures are. The number of
 /// blocked domains does not travel on the pipe.
-std::string renderShield(const Settings& settings, const svc::EngineStatus& status);
+std::string renderShield(const SettingsFields& settings, const EngineStatus& status);
 
 /// A row per threat of at least severity `least`, with its reasons below it; a last line counts the others.
 /// Numbers count every threat from 1, as the commands that act on threats do, so they may have gaps.
-std::string renderThreats(const std::vector<svc::ThreatRecord>& threats, Severity least);
+std::string renderThreats(const std::vector<ThreatRecord>& threats, Severity least);
 
 std::string renderQuarantine(const std::vector<QuarantineRecord>& records);
 

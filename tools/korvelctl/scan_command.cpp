@@ -12,6 +12,7 @@
 #include "korvelctl/printable.h"
 #include "korvelctl/progress_line.h"
 #include "korvelctl/render.h"
+#include "korvelctl/whole_path.h"
 
 namespace korvel::ctl {
 namespace {
@@ -26,16 +27,9 @@ BOOL WINAPI onControl(DWORD type) {
   return interrupted.exchange(true) ? FALSE : TRUE;
 }
 
-/// The service has a current folder of its own, so folders travel whole. It would scan nothing, and say
-/// nothing, for a file or a missing folder: those are refused here.
+/// The service would scan nothing, and say nothing, for a file or a missing folder: those are refused here.
 std::wstring wholeFolder(const std::string& given) {
-  const std::wstring path = toWide(given);
-  const DWORD units = ::GetFullPathNameW(path.c_str(), 0, nullptr, /*filePart=*/nullptr);
-  std::wstring whole(units, L'\0');
-  const DWORD length = ::GetFullPathNameW(path.c_str(), units, whole.data(), /*filePart=*/nullptr);
-  if (length == 0 || length >= units) throw Failure(kExitRefused, "not a path: " + printable(given));
-  whole.resize(length);
-
+  const std::wstring whole = wholePath(given);
   const DWORD attributes = ::GetFileAttributesW(whole.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     throw Failure(kExitRefused, "cannot scan " + printable(whole) + ": it does not exist or cannot be read");
@@ -55,19 +49,19 @@ ipc::StartScanRequest requestFor(const Command& command) {
 }
 
 /// Events are handed out once, so whatever arrives while this client polls must be told here.
-std::string renderEvents(const std::vector<svc::ThreatRecord>& events) {
+std::string renderEvents(const std::vector<ThreatEvent>& events) {
   std::string text;
-  for (const svc::ThreatRecord& event : events) {
+  for (const ThreatEvent& event : events) {
     text += "detected meanwhile: " + printable(event.path) + ": " + printable(event.name) + " (" +
             severityName(event.severity) + ")\n";
   }
   return text;
 }
 
-ipc::ProgressReply waitForEnd(ProgressLine& line) {
+ScanReport waitForEnd(ProgressLine& line) {
   bool cancelSent = false;
   for (;;) {
-    ipc::ProgressReply reply = understood(ipc::decodeProgress(ask(ipc::Opcode::kGetProgress)));
+    ScanReport reply = understood(ipc::decodeProgress(ask(ipc::Opcode::kGetProgress)));
     if (!reply.events.empty()) line.interrupt(renderEvents(reply.events));
     if (!reply.scanning) return reply;
     line.show(reply.progress);
@@ -87,18 +81,18 @@ int runScan(const Command& command, const Output& out, const Output& err) {
   ask(ipc::Opcode::kStartScan, ipc::encodeStartScan(request));
 
   ProgressLine line(err, command.progress);
-  const ipc::ProgressReply end = waitForEnd(line);
+  const ScanReport end = waitForEnd(line);
   line.clear();
   const auto threats = understood(ipc::decodeResults(ask(ipc::Opcode::kGetResults)));
 
   if (command.json) {
     out.write(dumpJson(scanJson(end.progress.phase, end.lastSummary, threats)));
-  } else if (end.progress.phase == L"idle") {
+  } else if (end.progress.phase == scan_phase::kIdle) {
     out.write("there was nothing to scan\n");
-  } else if (end.progress.phase != L"failed") {
+  } else if (end.progress.phase != scan_phase::kFailed) {
     out.write(renderThreats(threats, leastListed(command)) + renderSummary(end.lastSummary, threats.size()));
   }
-  if (end.progress.phase == L"failed") {
+  if (end.progress.phase == scan_phase::kFailed) {
     throw Failure(kExitRefused, "the service could not scan: no signature database is loaded");
   }
   if (!threats.empty()) return kExitThreatsFound;

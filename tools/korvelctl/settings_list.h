@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "config/settings.h"
+#include "records/settings_fields.h"
 
 namespace korvel::ctl {
 
@@ -17,12 +17,12 @@ const std::vector<std::string>& settingKeys();
 
 /// Booleans as 1 or 0, numbers in decimal, paths in UTF-8: as settings.ini has them. Nothing for a key that
 /// does not travel; keys compare exactly.
-std::optional<std::string> settingText(const Settings& settings, std::string_view key);
+std::optional<std::string> settingText(const SettingsFields& settings, std::string_view key);
 
 /// "Key=value" lines, each ended by LF.
-std::string renderSettings(const Settings& settings);
+std::string renderSettings(const SettingsFields& settings);
 
 /// Every key with its value as a JSON boolean, number or string.
-nlohmann::ordered_json settingsJson(const Settings& settings);
+nlohmann::ordered_json settingsJson(const SettingsFields& settings);
 
 }  // namespace korvel::ctl

@@ -16,9 +16,9 @@ using ipc::Opcode;
 
 constexpr DWORD kPollMs = 200;
 
-svc::EngineStatus currentStatus() { return understood(ipc::decodeStatus(ask(Opcode::kGetStatus))); }
+EngineStatus currentStatus() { return understood(ipc::decodeStatus(ask(Opcode::kGetStatus))); }
 
-Settings currentSettings() { return understood(ipc::decodeSettings(ask(Opcode::kGetConfig), Settings())); }
+SettingsFields currentSettings() { return understood(ipc::decodeSettings(ask(Opcode::kGetConfig))); }
 
 /// The time of the last update has whole seconds, so a second one must not begin in the second of the first:
 /// it would end there without a trace.
@@ -27,9 +27,9 @@ void waitForNextSecond(uint64_t lastUpdate) {
 }
 
 /// Without a time limit: the service's own time-outs end the job, and Ctrl+C this client.
-svc::EngineStatus statusAfter(bool svc::EngineStatus::*running) {
+EngineStatus statusAfter(bool EngineStatus::*running) {
   for (;;) {
-    svc::EngineStatus status = currentStatus();
+    EngineStatus status = currentStatus();
     if (!(status.*running)) return status;
     ::Sleep(kPollMs);
   }
@@ -47,14 +47,14 @@ int updateSignatures(const Command& command, const Output& out) {
   if (command.wait) waitForNextSecond(before);
   ask(Opcode::kStartLiveUpdate);
   if (!command.wait) return report(startedReport("live update started"), command, out);
-  const svc::EngineStatus status = statusAfter(&svc::EngineStatus::liveUpdateRunning);
+  const EngineStatus status = statusAfter(&EngineStatus::liveUpdateRunning);
   return report(signaturesReport(status, before, currentSettings().lastLiveUpdateUtc), command, out);
 }
 
 int updateProgram(const Command& command, const Output& out) {
   ask(Opcode::kStartUpdateCheck);
   if (!command.wait) return report(startedReport("update check started"), command, out);
-  return report(programReport(statusAfter(&svc::EngineStatus::updateCheckRunning)), command, out);
+  return report(programReport(statusAfter(&EngineStatus::updateCheckRunning)), command, out);
 }
 
 }  // namespace
@@ -65,8 +65,8 @@ int runUpdate(const Command& command, const Output& out) {
 }
 
 int showShield(const Command& command, const Output& out) {
-  const Settings settings = currentSettings();
-  const svc::EngineStatus status = currentStatus();
+  const SettingsFields settings = currentSettings();
+  const EngineStatus status = currentStatus();
   out.write(command.json ? dumpJson(shieldJson(settings, status)) : renderShield(settings, status));
   return kExitNothingFound;
 }

@@ -12,7 +12,7 @@ using Json = nlohmann::ordered_json;
 
 UpdateReport startedReport(const std::string& what) { return {what + "\n", "", Json{{"done", what}}}; }
 
-UpdateReport signaturesReport(const svc::EngineStatus& status, uint64_t before, uint64_t after) {
+UpdateReport signaturesReport(const EngineStatus& status, uint64_t before, uint64_t after) {
   UpdateReport report;
   const bool updated = after != before;
   report.json = Json{{"updated", updated},
@@ -28,7 +28,7 @@ UpdateReport signaturesReport(const svc::EngineStatus& status, uint64_t before, 
   return report;
 }
 
-UpdateReport programReport(const svc::EngineStatus& status) {
+UpdateReport programReport(const EngineStatus& status) {
   UpdateReport report;
   const bool failed = !status.updateCheckError.empty();
   const bool saved = !status.updateCheckInstaller.empty();

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "engine/engine_status.h"
+#include "records/engine_status.h"
 
 namespace korvel::ctl {
 
@@ -20,8 +20,8 @@ UpdateReport startedReport(const std::string& what);
 
 /// The service keeps the reason of a failed live update to itself; that it failed shows in the time of the
 /// last update, which a successful one moves on from `before` to `after`.
-UpdateReport signaturesReport(const svc::EngineStatus& status, uint64_t before, uint64_t after);
+UpdateReport signaturesReport(const EngineStatus& status, uint64_t before, uint64_t after);
 
-UpdateReport programReport(const svc::EngineStatus& status);
+UpdateReport programReport(const EngineStatus& status);
 
 }  // namespace korvel::ctl

@@ -1,0 +1,65 @@
+// The long-lived threads of the engine: the daily scan, real-time protection, the automatic live update and
+// the web shield. Each ends with the stop, whose event it sleeps on, so none makes the stop wait for a sleep.
+#pragma once
+
+#include <stop_token>
+#include <thread>
+
+#include "base/unique_resource.h"
+#include "engine/loop_times.h"
+#include "records/settings_fields.h"
+#include "runtime/stop_event.h"
+
+namespace korvel::svc {
+
+class Detections;
+class ScanJob;
+class SettingsInForce;
+class SignaturesInForce;
+class UpdateJobs;
+
+class BackgroundLoops {
+ public:
+  /// What the loops act on, borrowed for the object's life.
+  struct Parts {
+    const SettingsInForce& settings;
+    const SignaturesInForce& signatures;
+    Detections& detections;
+    ScanJob& scan;
+    UpdateJobs& updates;
+  };
+
+  /// Throws std::system_error when the system has no event to give.
+  BackgroundLoops(const Parts& parts, const LoopTimes& times, std::stop_token stop);
+  BackgroundLoops(const BackgroundLoops&) = delete;
+  BackgroundLoops& operator=(const BackgroundLoops&) = delete;
+
+  /// Starts the threads that `settings` asks for. Call at most once. Throws std::system_error when a thread
+  /// cannot be made; the others run on until the stop.
+  void start(const SettingsFields& settings);
+  /// Waits for the threads, which end with the stop.
+  void join();
+
+  /// Lets the web shield run now.
+  void wakeWebShield();
+
+ private:
+  void scheduledScan();
+  void startScheduledScan();
+  void realtime();
+  void liveUpdate();
+  void webShield();
+  bool waitForWebShield(uint32_t milliseconds);
+
+  const Parts parts_;
+  const LoopTimes times_;
+  const StopEvent stop_;
+  UniqueHandle webShieldWake_;  // auto-reset; made by start(), may be missing
+
+  std::thread scheduledThread_;
+  std::thread realtimeThread_;
+  std::thread liveUpdateThread_;
+  std::thread webShieldThread_;
+};
+
+}  // namespace korvel::svc

@@ -1,0 +1,25 @@
+// Detections outside a scan that wait for a client to take them. Thread-safe.
+#pragma once
+
+#include <vector>
+
+#include "base/mutex.h"
+#include "records/threat_record.h"
+
+namespace korvel::svc {
+
+class Detections {
+ public:
+  void add(ThreatEvent event) EXCLUDES(mutex_);
+  /// Hands out everything that waits, in order of detection, and keeps nothing.
+  std::vector<ThreatEvent> take() EXCLUDES(mutex_);
+  /// Puts events in front of those that wait: the ones from `first` on that a client could not take after
+  /// all.
+  void putBack(std::vector<ThreatEvent> events, size_t first) EXCLUDES(mutex_);
+
+ private:
+  mutable Mutex mutex_;  // held only to change the list
+  std::vector<ThreatEvent> events_ GUARDED_BY(mutex_);
+};
+
+}  // namespace korvel::svc

@@ -1,0 +1,38 @@
+#include "engine/driver_queries.h"
+
+#include <exception>
+
+#include "engine/detections.h"
+#include "engine/scan_options.h"
+#include "engine/settings_in_force.h"
+#include "engine/signatures_in_force.h"
+#include "engine/threat_naming.h"
+
+namespace korvel::svc {
+
+bool DriverQueries::connect(std::string* error) {
+  return link_.connect([this](const std::wstring& path) { return allowAccess(path); }, error);
+}
+
+bool DriverQueries::allowAccess(const std::wstring& path) {
+  try {
+    const SignaturesInForce::Pointer database = signatures_.current();
+    if (!database) return true;
+    const ScanOptions options = scanOptionsFrom(settings_.get());
+    const FileVerdict verdict =
+        scanFile({database, options.maxFileSize, options.readChunk, {}}, path, scratch_);
+    // One step above what scans report: only what is surely harmful is blocked outright.
+    if (verdict.severity < kSeverityHigh) return true;
+    detections_.add(makeThreatRecord(verdict));
+    return false;
+  } catch (const std::exception&) {
+    return true;  // trouble of ours must not lock the user out
+  }
+}
+
+void DriverQueries::fillStatus(EngineStatus& status) const {
+  status.minifilterConnected = link_.connected();
+  status.minifilterHandled = link_.handled();
+}
+
+}  // namespace korvel::svc

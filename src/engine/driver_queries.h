@@ -1,0 +1,41 @@
+// What the minifilter driver asks, answered: may this file be used? Queries arrive one at a time on the
+// link's thread.
+#pragma once
+
+#include <string>
+
+#include "engine/filter_link.h"
+#include "records/engine_status.h"
+#include "scan/scan_file.h"
+
+namespace korvel::svc {
+
+class Detections;
+class SettingsInForce;
+class SignaturesInForce;
+
+class DriverQueries {
+ public:
+  /// All three must outlive the object. What is blocked goes to `detections`.
+  DriverQueries(const SettingsInForce& settings, const SignaturesInForce& signatures, Detections& detections)
+      : settings_(settings), signatures_(signatures), detections_(detections) {}
+
+  /// Connects to the driver and begins to answer. False with a text without the driver. Call at most once.
+  /// Throws std::system_error when no thread can be made.
+  bool connect(std::string* error);
+  /// Ends the link; may wait for one more message of the driver.
+  void stop() { link_.stop(); }
+
+  void fillStatus(EngineStatus& status) const;
+
+ private:
+  bool allowAccess(const std::wstring& path);
+
+  const SettingsInForce& settings_;
+  const SignaturesInForce& signatures_;
+  Detections& detections_;
+  ScanScratch scratch_;  // used by the link's thread only
+  FilterLink link_;      // last: its thread ends first
+};
+
+}  // namespace korvel::svc

@@ -1,0 +1,90 @@
+// The on-demand scan: guards, then one thread that counts, scans and records the outcome. At most one scan
+// runs at a time. Thread-safe, except that join() must not race a start().
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/mutex.h"
+#include "records/scan_progress.h"
+#include "records/scan_scope.h"
+#include "records/threat_record.h"
+#include "scan/scan_cache.h"
+#include "scan/scan_records.h"
+
+namespace korvel {
+class FileScanner;
+}
+
+namespace korvel::svc {
+
+class SettingsInForce;
+class SignaturesInForce;
+
+class ScanJob {
+ public:
+  /// `settings` and `signatures` must outlive the job. Once `stop` is requested, a running scan ends in the
+  /// middle of a file and no other begins.
+  ScanJob(SettingsInForce& settings, const SignaturesInForce& signatures, std::stop_token stop)
+      : settings_(settings), signatures_(signatures), stop_(std::move(stop)) {}
+  ~ScanJob() { join(); }
+  ScanJob(const ScanJob&) = delete;
+  ScanJob& operator=(const ScanJob&) = delete;
+
+  /// Reads what earlier scans have left. Once, before the first start().
+  void loadCache();
+
+  /// Refuses with a text while the service stops, while protection is off, and while a scan runs. Throws
+  /// std::system_error when no thread can be made; no scan counts as running then.
+  bool start(ScanScope scope, const std::vector<std::wstring>& paths, std::string* error)
+      EXCLUDES(threadMutex_, mutex_);
+  /// Asks the running scan to end with the file at hand; returns whether that had been asked before. A
+  /// request that comes before the scanning has begun is lost, and so are all that follow it: clients know it
+  /// so.
+  bool cancel() EXCLUDES(mutex_);
+  /// Waits for the running scan, if any.
+  void join() EXCLUDES(threadMutex_);
+
+  bool running() const { return running_.load(); }
+  /// The state at one moment, without events: a report whose scan has ended has its outcome too.
+  ScanReport report() const EXCLUDES(mutex_);
+  /// The detections of the current or last scan, in order.
+  std::vector<ThreatRecord> results() const EXCLUDES(mutex_);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool stopping() const;
+  void run(ScanScope scope, const std::vector<std::wstring>& paths);
+  void scanTargets(const std::vector<ScanTarget>& targets, Clock::time_point began);
+  ScanSummary countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets);
+  void finish(const ScanSummary& summary, Clock::time_point began);
+  void endEarly(const wchar_t* phase, bool cancelled) EXCLUDES(mutex_);
+  void setPhase(const wchar_t* phase) EXCLUDES(mutex_);
+  void showProgress(const ScanProgressInfo& info) EXCLUDES(mutex_);
+  void takeVerdict(const FileVerdict& verdict) EXCLUDES(mutex_);
+  void setCancellable(FileScanner* scanner) EXCLUDES(mutex_);
+
+  SettingsInForce& settings_;
+  const SignaturesInForce& signatures_;
+  const std::stop_token stop_;
+  ScanCache cache_;  // synchronises itself
+
+  Mutex threadMutex_;
+  std::thread thread_ GUARDED_BY(threadMutex_);
+  std::atomic<bool> running_{false};  // exchanged, so that "already running" needs no lock
+
+  mutable Mutex mutex_;  // held only to copy or change what follows
+  ScanProgressInfo progress_ GUARDED_BY(mutex_);
+  ScanSummary lastSummary_ GUARDED_BY(mutex_);
+  std::vector<ThreatRecord> results_ GUARDED_BY(mutex_);
+  bool cancelRequested_ GUARDED_BY(mutex_) = false;
+  FileScanner* cancellable_ GUARDED_BY(mutex_) = nullptr;  // the scanner that a cancel() reaches
+};
+
+}  // namespace korvel::svc

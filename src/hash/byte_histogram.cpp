@@ -1,0 +1,52 @@
+#include "hash/byte_histogram.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/sizes.h"
+
+namespace korvel::hash {
+namespace {
+
+// Below this clearing and adding up four tables costs more than they save.
+constexpr size_t kWorthTablesBytes = 2 * kKiB;
+
+}  // namespace
+
+void ByteTables::count(const uint8_t* data, size_t length) {
+  const uint8_t* const wordsEnd = data + length / 8 * 8;
+  const uint8_t* const end = data + length;
+  for (; data != wordsEnd; data += 8) {
+    uint64_t word;  // which byte goes to which table does not matter, so neither does the byte order
+    std::memcpy(&word, data, sizeof word);
+    ++counts[0][word & 0xff];
+    ++counts[1][word >> 8 & 0xff];
+    ++counts[2][word >> 16 & 0xff];
+    ++counts[3][word >> 24 & 0xff];
+    ++counts[0][word >> 32 & 0xff];
+    ++counts[1][word >> 40 & 0xff];
+    ++counts[2][word >> 48 & 0xff];
+    ++counts[3][word >> 56];
+  }
+  for (; data != end; ++data) ++counts[0][*data];
+}
+
+void ByteTables::addTo(ByteCounts& total) const {
+  for (size_t value = 0; value < total.size(); ++value) {
+    for (const auto& table : counts) total[value] += table[value];
+  }
+}
+
+void countBytes(const uint8_t* data, size_t length, ByteCounts& counts) {
+  while (length >= kWorthTablesBytes) {
+    const size_t piece = std::min(length, ByteTables::kMaxBytes);
+    ByteTables tables;
+    tables.count(data, piece);
+    tables.addTo(counts);
+    data += piece;
+    length -= piece;
+  }
+  for (size_t i = 0; i < length; ++i) ++counts[data[i]];
+}
+
+}  // namespace korvel::hash

@@ -1,0 +1,71 @@
+#include "hash/kernels.h"
+
+#include <cpuid.h>
+
+#include <algorithm>
+
+#include "hash/block_stream.h"
+#include "hash/md5.h"
+
+namespace korvel::hash {
+namespace {
+
+bool always() { return true; }
+
+constexpr DigestKernel kSha1Kernels[] = {
+    {"sha-ni", sha_ni::supported, sha_ni::sha1},
+    {"portable", always, portable::sha1},
+};
+constexpr DigestKernel kSha256Kernels[] = {
+    {"sha-ni", sha_ni::supported, sha_ni::sha256},
+    {"portable", always, portable::sha256},
+};
+constexpr TripleKernel kTripleKernels[] = {
+    {"sha-ni", sha_ni::supported, sha_ni::triple, sha_ni::tripleAndCount},
+    {"portable", always, portable::triple, portable::tripleAndCount},
+};
+
+// Four KiB at a time, so that the second and third digest find their blocks in the nearest cache.
+constexpr size_t kPieceBlocks = 64;
+
+}  // namespace
+
+std::span<const DigestKernel> sha1Kernels() { return kSha1Kernels; }
+std::span<const DigestKernel> sha256Kernels() { return kSha256Kernels; }
+std::span<const TripleKernel> tripleKernels() { return kTripleKernels; }
+
+void portable::triple(TripleState& state, const uint8_t* blocks, size_t count) {
+  while (count != 0) {
+    const size_t piece = std::min(count, kPieceBlocks);
+    Md5Algorithm::compress(state.md5, blocks, piece);
+    portable::sha1(state.sha1, blocks, piece);
+    portable::sha256(state.sha256, blocks, piece);
+    blocks += piece * kBlockBytes;
+    count -= piece;
+  }
+}
+
+void portable::tripleAndCount(TripleState& state, const uint8_t* blocks, size_t count, ByteTables& tables) {
+  while (count != 0) {
+    const size_t piece = std::min(count, kPieceBlocks);
+    portable::triple(state, blocks, piece);
+    tables.count(blocks, piece * kBlockBytes);
+    blocks += piece * kBlockBytes;
+    count -= piece;
+  }
+}
+
+// The registers that the SHA instructions use are saved by every 64-bit system, so unlike for AVX the
+// processor's own word is enough.
+bool sha_ni::supported() {
+  constexpr unsigned kSsse3InEcx = 1u << 9;
+  constexpr unsigned kSse41InEcx = 1u << 19;
+  constexpr unsigned kShaInEbx = 1u << 29;
+  unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+  if (__get_cpuid(1, &eax, &ebx, &ecx, &edx) == 0) return false;
+  if ((ecx & kSsse3InEcx) == 0 || (ecx & kSse41InEcx) == 0) return false;
+  if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) == 0) return false;
+  return (ebx & kShaInEbx) != 0;
+}
+
+}  // namespace korvel::hash

@@ -1,0 +1,69 @@
+// The compression functions there are for each digest, and the choice among them.
+//
+// Each list is ordered best first and ends with "portable", which runs everywhere and defines what is
+// correct; the tests hold every other entry against it. MD5 has one implementation only: its steps form a
+// single chain that no instruction set shortens.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "hash/byte_histogram.h"
+
+namespace korvel::hash {
+
+/// SHA-1 and SHA-256: `state` has five or eight words, `blocks` any alignment, `count` blocks of 64 bytes.
+struct DigestKernel {
+  const char* name;  ///< for tests and benchmarks
+  bool (*supported)();
+  void (*compress)(uint32_t* state, const uint8_t* blocks, size_t count);
+};
+
+/// The chaining states of three digests that are fed the same blocks.
+struct TripleState {
+  uint32_t md5[4];
+  uint32_t sha1[5];
+  uint32_t sha256[8];
+};
+
+/// All three digests at once, and the same with the bytes of the blocks counted on the way.
+struct TripleKernel {
+  const char* name;
+  bool (*supported)();
+  void (*compress)(TripleState& state, const uint8_t* blocks, size_t count);
+  /// `count` is at most ByteTables::kMaxBytes / 64 for tables that start at zero.
+  void (*compressAndCount)(TripleState& state, const uint8_t* blocks, size_t count, ByteTables& tables);
+};
+
+std::span<const DigestKernel> sha1Kernels();
+std::span<const DigestKernel> sha256Kernels();
+std::span<const TripleKernel> tripleKernels();
+
+/// The first of a list that this processor can run.
+template <typename Kernel>
+const Kernel& fastestSupported(std::span<const Kernel> kernels) {
+  for (const Kernel& kernel : kernels) {
+    if (kernel.supported()) return kernel;
+  }
+  return kernels.back();
+}
+
+/// The implementations behind the lists.
+namespace portable {
+void sha1(uint32_t* state, const uint8_t* blocks, size_t count);
+void sha256(uint32_t* state, const uint8_t* blocks, size_t count);
+void triple(TripleState& state, const uint8_t* blocks, size_t count);
+void tripleAndCount(TripleState& state, const uint8_t* blocks, size_t count, ByteTables& tables);
+}  // namespace portable
+
+/// These need the processor's SHA extensions, SSSE3 and SSE4.1.
+namespace sha_ni {
+bool supported();
+void sha1(uint32_t* state, const uint8_t* blocks, size_t count);
+void sha256(uint32_t* state, const uint8_t* blocks, size_t count);
+void triple(TripleState& state, const uint8_t* blocks, size_t count);
+void tripleAndCount(TripleState& state, const uint8_t* blocks, size_t count, ByteTables& tables);
+}  // namespace sha_ni
+
+}  // namespace korvel::hash

@@ -1,0 +1,28 @@
+// Judges a Windows executable by its structure. Pure and thread-safe; bounded in time and memory for every
+// input: hostile headers can ask for no more work than a fixed budget.
+#pragma once
+
+#include <cstdint>
+
+#include "base/byte_view.h"
+#include "hash/triple_digest.h"
+#include "pe/pe_info.h"
+#include "base/sizes.h"
+
+namespace korvel {
+
+/// At most this much of a file is looked at.
+inline constexpr uint64_t kPeReadLimitBytes = 64 * kMiB;
+
+/// Cheap test on the first bytes of a file: could this be an image at all ("MZ", at least 84 bytes)? Only
+/// then is it worth keeping the rest of the bytes.
+bool mayBePe(ByteView firstBytes, uint64_t fileSize);
+
+/// Analyses the first bytes of a file (all of it, or kPeReadLimitBytes). `fileSize` is the true size in
+/// bytes; `unixNow` is the current time in Unix seconds. Content that is not a PE image yields an empty
+/// analysis. `digest`, when given, is fed all of `bytes`, image or not: the bytes of an image are digested
+/// and counted in one pass.
+PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow,
+                           hash::TripleDigest* digest = nullptr);
+
+}  // namespace korvel

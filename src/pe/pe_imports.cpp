@@ -1,0 +1,82 @@
+#include "pe/pe_imports.h"
+
+#include <optional>
+#include <utility>
+
+namespace korvel {
+namespace {
+
+// Descriptors and thunks may overlap and repeat, so a small file can describe billions of imports that have
+// no readable name and never reach the name limit. Real images stay below a few ten thousand entries.
+constexpr uint32_t kImportStepLimit = 131'072;
+
+constexpr size_t kNameLengthLimit = 128;  // a name is shorter
+constexpr uint64_t kHintBytes = 2;        // stand before each name
+
+constexpr uint64_t kDescriptorBytes = 20;
+constexpr uint64_t kDescriptorOriginalFirstThunk = 0;
+constexpr uint64_t kDescriptorFirstThunk = 16;
+
+class ImportWalk {
+ public:
+  ImportWalk(const RvaMap& image, bool wideThunks)
+      : image_(image),
+        thunkBytes_(wideThunks ? 8 : 4),
+        ordinalFlag_(wideThunks ? uint64_t{1} << 63 : uint64_t{1} << 31) {}
+
+  std::vector<std::string> run(uint32_t directoryRva) {
+    for (uint64_t rva = directoryRva; takeStep(); rva += kDescriptorBytes) {
+      const ByteView descriptor = image_.at(rva);
+      const uint32_t original = descriptor.u32(kDescriptorOriginalFirstThunk).value_or(0);
+      const uint32_t first = descriptor.u32(kDescriptorFirstThunk).value_or(0);
+      if (original == 0 && first == 0) break;  // the descriptor that ends the list
+      // The first table holds names too until addresses are bound into it; some linkers write no other.
+      const bool useOriginal = original != 0 && (first == 0 || thunkAt(original) != 0);
+      readNames(useOriginal ? original : first);
+    }
+    return std::move(names_);
+  }
+
+ private:
+  bool takeStep() { return names_.size() < kImportNameLimit && steps_++ < kImportStepLimit; }
+
+  uint64_t thunkAt(uint64_t rva) const {
+    const ByteView thunk = image_.at(rva);
+    return thunkBytes_ == 8 ? thunk.u64(0).value_or(0) : thunk.u32(0).value_or(0);
+  }
+
+  void readNames(uint64_t rva) {
+    for (; takeStep(); rva += thunkBytes_) {
+      const uint64_t thunk = thunkAt(rva);
+      if (thunk == 0) return;
+      if ((thunk & ordinalFlag_) != 0) continue;
+      if (auto name = nameAt(thunk + kHintBytes)) names_.push_back(std::move(*name));
+    }
+  }
+
+  /// An empty text names no function: it is what unreadable memory looks like and does not count.
+  std::optional<std::string> nameAt(uint64_t rva) const {
+    const ByteView text = image_.at(rva).clipped(0, kNameLengthLimit);
+    size_t length = 0;
+    for (; length < text.size() && text.data()[length] != 0; ++length) {
+      if (text.data()[length] < 0x20 || text.data()[length] > 0x7E) return std::nullopt;
+    }
+    if (length == 0 || length >= kNameLengthLimit) return std::nullopt;
+    return std::string(reinterpret_cast<const char*>(text.data()), length);
+  }
+
+  const RvaMap& image_;
+  const uint32_t thunkBytes_;
+  const uint64_t ordinalFlag_;
+  uint32_t steps_ = 0;
+  std::vector<std::string> names_;
+};
+
+}  // namespace
+
+std::vector<std::string> readImportNames(const RvaMap& image, uint32_t directoryRva, bool wideThunks) {
+  if (directoryRva == 0) return {};
+  return ImportWalk(image, wideThunks).run(directoryRva);
+}
+
+}  // namespace korvel

@@ -1,0 +1,28 @@
+// What the structure of a PE image says about it: packer names, the packed mark and the findings with their
+// texts. Pure and thread-safe.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "pe/pe_info.h"
+
+namespace korvel {
+
+/// The packer that leaves a section of this name (any ASCII case) behind; empty when none does. A static
+/// text.
+std::string_view packerOfSection(std::string_view sectionName);
+
+/// The packer of the first section, in header order, that names one; empty when none does. A static text.
+std::string_view findPacker(const std::vector<PeSection>& sections);
+
+/// True when some section is writable and executable, takes memory and holds next to nothing: room to unpack
+/// into. Needs the entropies of the sections.
+bool hasPackedMark(const PeInfo& info);
+
+/// The findings for an image, in their fixed order. `packer` is empty when none was found; `unixNow` is the
+/// current time in Unix seconds.
+std::vector<Finding> peFindings(const PeInfo& info, std::string_view packer, uint64_t unixNow);
+
+}  // namespace korvel

@@ -1,0 +1,57 @@
+// What a client may send: scans, decisions, quarantine ids, settings and single texts.
+#include <variant>
+
+#include "protocol/messages.h"
+#include "protocol/record_codec.h"
+#include "records/settings_keys.h"
+
+namespace korvel::ipc {
+
+std::string encodeStartScan(const StartScanRequest& request) {
+  PayloadWriter writer;
+  writer.putU32(static_cast<uint32_t>(request.scope));
+  put(writer, request.targets);
+  return writer.take();
+}
+
+std::optional<StartScanRequest> decodeStartScan(const std::string& payload) {
+  PayloadReader reader(payload);
+  StartScanRequest request;
+  request.scope = static_cast<ScanScope>(reader.getU32());
+  // The limit is tested before any target is read.
+  if (PayloadReader ahead = reader; ahead.getU32() > kMaxScanTargets) return std::nullopt;
+  get(reader, request.targets);
+  if (!reader.ok()) return std::nullopt;
+  return request;
+}
+
+std::string encodeThreatDecision(const ThreatDecisionRequest& request) { return encoded(request); }
+std::optional<ThreatDecisionRequest> decodeThreatDecision(const std::string& payload) {
+  return decoded<ThreatDecisionRequest>(payload);
+}
+
+std::string encodeQuarantineId(uint64_t id) { return encoded(id); }
+std::optional<uint64_t> decodeQuarantineId(const std::string& payload) { return decoded<uint64_t>(payload); }
+
+std::string encodeSettings(const SettingsFields& settings) {
+  PayloadWriter writer;
+  for (const SettingKey& setting : kPipedSettings) {
+    std::visit([&](auto field) { put(writer, settings.*field); }, setting.field);
+  }
+  return writer.take();
+}
+
+std::optional<SettingsFields> decodeSettings(const std::string& payload, SettingsFields base) {
+  PayloadReader reader(payload);
+  for (const SettingKey& setting : kPipedSettings) {
+    std::visit([&](auto field) { get(reader, base.*field); }, setting.field);
+  }
+  if (!reader.ok()) return std::nullopt;
+  base.scheduledHour %= kHoursPerDay;
+  return base;
+}
+
+std::string encodeText(const std::string& text) { return encoded(text); }
+std::optional<std::string> decodeText(const std::string& payload) { return decoded<std::string>(payload); }
+
+}  // namespace korvel::ipc

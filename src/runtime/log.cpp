@@ -1,0 +1,89 @@
+#include "runtime/log.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "base/files.h"
+#include "base/paths.h"
+#include "base/utf.h"
+#include "base/version.h"
+#include "base/win.h"
+#include "base/sizes.h"
+
+namespace korvel {
+namespace {
+
+constexpr size_t kLineBufferBytes = 2 * kKiB;  // with the terminating NUL
+
+const char* tagOf(int32_t level) {
+  switch (level) {
+    case kLogDebug:
+      return "DBG";
+    case kLogInfo:
+      return "INF";
+    case kLogWarning:
+      return "WRN";
+    case kLogError:
+      return "ERR";
+    default:
+      return "???";
+  }
+}
+
+/// Appending, shared with readers and writers of other processes. The file never gets a byte-order mark.
+std::FILE* openForAppending(const std::wstring& path) {
+  int descriptor = -1;
+  if (::_wsopen_s(&descriptor, path.c_str(), _O_WRONLY | _O_APPEND | _O_CREAT | _O_BINARY, _SH_DENYNO,
+                  _S_IREAD | _S_IWRITE) != 0) {
+    return nullptr;
+  }
+  std::FILE* stream = ::_wfdopen(descriptor, L"ab");
+  if (stream == nullptr) ::_close(descriptor);
+  return stream;
+}
+
+}  // namespace
+
+Log& Log::instance() {
+  // Never destroyed: threads and static objects that still log while the process ends find it whole. Every
+  // line is flushed, so nothing is left to close.
+  static Log& log = *new Log;
+  return log;
+}
+
+void Log::open(const std::wstring& path) {
+  const MutexLock lock(mutex_);
+  if (stream_ != nullptr) {
+    std::fclose(stream_);
+    stream_ = nullptr;
+  }
+  (void)createDirectories(parentDirectory(path));  // the open below decides
+  stream_ = openForAppending(path);
+}
+
+void Log::write(int32_t level, const std::string& text) {
+  if (level < minLevel_) return;
+  SYSTEMTIME now{};
+  ::GetLocalTime(&now);
+  char line[kLineBufferBytes];
+  const int length = std::snprintf(line, sizeof line, "%02d:%02d:%02d.%03d [%s] %s\n", now.wHour, now.wMinute,
+                                   now.wSecond, now.wMilliseconds, tagOf(level), text.c_str());
+  if (length <= 0) return;
+  ::OutputDebugStringA(line);
+
+  const MutexLock lock(mutex_);
+  if (stream_ == nullptr) return;
+  // Write errors are ignored: a full disk must not stop the service.
+  (void)std::fwrite(line, 1, std::min(static_cast<size_t>(length), kLineBufferBytes - 1), stream_);
+  (void)std::fflush(stream_);
+}
+
+void serviceLog(const std::string& text) {
+  Log::instance().write(kLogInfo, toUtf8(kProductName) + ": " + text);
+}
+
+}  // namespace korvel

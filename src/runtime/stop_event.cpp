@@ -1,0 +1,30 @@
+#include "runtime/stop_event.h"
+
+#include <system_error>
+#include <utility>
+
+namespace korvel {
+namespace {
+
+UniqueHandle createEvent() {
+  UniqueHandle event(
+      ::CreateEventW(/*security=*/nullptr, /*manualReset=*/TRUE, /*initialState=*/FALSE, /*name=*/nullptr));
+  if (!event) {
+    throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), "CreateEvent");
+  }
+  return event;
+}
+
+}  // namespace
+
+StopEvent::StopEvent(std::stop_token token)
+    : token_(std::move(token)),
+      event_(createEvent()),
+      signal_(token_, [this] { ::SetEvent(event_.get()); }) {}
+
+bool StopEvent::sleep(uint32_t milliseconds) const {
+  ::WaitForSingleObject(event_.get(), milliseconds);
+  return requested();
+}
+
+}  // namespace korvel

@@ -1,0 +1,35 @@
+// A stop token for threads that wait for kernel objects.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <stop_token>
+
+#include "base/unique_resource.h"
+
+namespace korvel {
+
+/// A manual-reset event that is signalled, for good, once the stop of a token is requested. Thread-safe.
+class StopEvent {
+ public:
+  /// Throws std::system_error when the system has no event to give.
+  explicit StopEvent(std::stop_token token);
+  StopEvent(const StopEvent&) = delete;
+  StopEvent& operator=(const StopEvent&) = delete;
+
+  const std::stop_token& token() const { return token_; }
+  bool requested() const { return token_.stop_requested(); }
+
+  /// Sleeps, but not past the stop. True once the stop is requested.
+  bool sleep(uint32_t milliseconds) const;
+
+  /// For waits on several objects. Owned here.
+  HANDLE handle() const { return event_.get(); }
+
+ private:
+  const std::stop_token token_;
+  UniqueHandle event_;
+  std::stop_callback<std::function<void()>> signal_;
+};
+
+}  // namespace korvel

@@ -1,0 +1,105 @@
+#include "server/pipe_server.h"
+
+#include <string>
+
+#include "base/unique_resource.h"
+#include "runtime/log.h"
+#include "runtime/stop_signal.h"
+#include "server/request_dispatcher.h"
+#include "server/server_pipe.h"
+
+namespace korvel::ipc {
+namespace {
+
+constexpr DWORD kOpenMode = PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED;
+constexpr DWORD kCreateRetryMs = 1000;
+
+void logFailure(const char* call, DWORD code) {
+  Log::instance().write(kLogError, std::string(call) + " failed, win32=" + std::to_string(code));
+}
+
+enum class Accepted {
+  kConnected,
+  kFailed,  ///< this instance is of no use any more
+  kStopped,
+};
+
+/// Waits for a client on one instance of the pipe, or for the stop.
+Accepted acceptClient(HANDLE pipe, HANDLE connectEvent, HANDLE stopEvent, const ServerCalls& calls) {
+  OVERLAPPED overlapped{};
+  overlapped.hEvent = connectEvent;
+  if (calls.connectNamedPipe(pipe, &overlapped)) return Accepted::kConnected;
+  const DWORD code = ::GetLastError();
+  if (code == ERROR_PIPE_CONNECTED) return Accepted::kConnected;  // came before the call
+  if (code != ERROR_IO_PENDING) {
+    logFailure("ConnectNamedPipe", code);
+    return Accepted::kFailed;
+  }
+  DWORD transferred = 0;
+  if (calls.waitForEither(connectEvent, stopEvent) == WAIT_OBJECT_0) {
+    return calls.getOverlappedResult(pipe, &overlapped, &transferred, /*wait=*/FALSE) ? Accepted::kConnected
+                                                                                      : Accepted::kFailed;
+  }
+  ::CancelIo(pipe);
+  (void)calls.getOverlappedResult(pipe, &overlapped, &transferred, /*wait=*/TRUE);
+  return Accepted::kStopped;
+}
+
+DWORD WINAPI flushPipe(void* pipe) {
+  (void)::FlushFileBuffers(pipe);
+  return 0;
+}
+
+/// Hangs up, after a grace where there is something whole to read: until the client has read everything, has
+/// gone, or the grace is over. Flushing waits for the reader without a limit of its own, so it happens on a
+/// helper thread that the disconnection releases.
+void disconnectClient(HANDLE pipe, bool repliesAreWhole) {
+  UniqueHandle flusher;
+  const bool clientGone = !::PeekNamedPipe(pipe, /*buffer=*/nullptr, 0, nullptr, nullptr, nullptr);
+  if (repliesAreWhole && !clientGone) {
+    flusher.reset(
+        ::CreateThread(/*security=*/nullptr, /*stackBytes=*/0, flushPipe, pipe, /*flags=*/0, nullptr));
+  }
+  if (flusher) ::WaitForSingleObject(flusher.get(), kLastReplyGraceMs);
+  ::DisconnectNamedPipe(pipe);
+  if (flusher) ::WaitForSingleObject(flusher.get(), INFINITE);
+}
+
+/// One connection from its first frame to the disconnection.
+void serveClient(HANDLE pipe, EngineOperations& engine) {
+  serviceLog("client connected");
+  const bool repliesAreWhole = handleClient(pipe, engine);
+  disconnectClient(pipe, repliesAreWhole);
+  serviceLog("client disconnected");
+}
+
+}  // namespace
+
+void runPipeServer(EngineOperations& engine, const ServerCalls& calls) {
+  const StopSignal& stop = StopSignal::process();
+  UniqueHandle pipe;
+  while (!stop.requested()) {
+    if (!pipe) pipe.reset(createServerPipe(kOpenMode, calls));
+    if (!pipe) {
+      logFailure("CreateNamedPipe", ::GetLastError());
+      calls.sleep(kCreateRetryMs);
+      continue;
+    }
+    const UniqueHandle connectEvent(calls.createEvent());
+    if (!connectEvent) return;
+    switch (acceptClient(pipe.get(), connectEvent.get(), stop.event(), calls)) {
+      case Accepted::kStopped:
+        return;
+      case Accepted::kFailed:
+        pipe.reset();
+        break;
+      case Accepted::kConnected:
+        serveClient(pipe.get(), engine);
+        // The next instance comes first, so that the pipe never ceases to exist between two clients.
+        if (!stop.requested()) pipe.reset(createServerPipe(kOpenMode, calls));
+        break;
+    }
+  }
+}
+
+}  // namespace korvel::ipc

@@ -1,0 +1,28 @@
+// The system calls behind the service's end of the control pipe as a table, so that tests can put a failing
+// stand-in for any one of them. The product uses the real ones throughout.
+#pragma once
+
+#include "base/win.h"
+
+namespace korvel::ipc {
+
+/// Each member has the meaning, the result and the last error of the call it is named after.
+struct ServerCalls {
+  /// The table of the real calls.
+  static const ServerCalls& windows();
+
+  /// The security descriptor of an SDDL text; the caller frees it with LocalFree.
+  BOOL (*convertSddl)(const wchar_t* sddl, PSECURITY_DESCRIPTOR* descriptor);
+  decltype(&::CreateNamedPipeW) createNamedPipe;
+  /// Manual-reset, not signalled.
+  HANDLE (*createEvent)();
+  BOOL (*readFile)(HANDLE pipe, void* buffer, DWORD bytes, OVERLAPPED* overlapped);
+  BOOL (*writeFile)(HANDLE pipe, const void* buffer, DWORD bytes, OVERLAPPED* overlapped);
+  BOOL (*connectNamedPipe)(HANDLE pipe, OVERLAPPED* overlapped);
+  /// Waits for any of two objects without a limit.
+  DWORD (*waitForEither)(HANDLE first, HANDLE second);
+  BOOL (*getOverlappedResult)(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait);
+  void (*sleep)(DWORD milliseconds);
+};
+
+}  // namespace korvel::ipc

@@ -1,0 +1,84 @@
+// All digests of one kind: sorted binary keys in one flat array, a record number beside each, and an index
+// over the leading bits. 33 to 34 bytes for a SHA-256 digest, where a map of texts takes about 200.
+//
+// Life: append() in any order, seal() once, then find() and mergeOlder(). Pure; find() is thread-safe once
+// the column no longer changes. Everything that grows throws std::bad_alloc, and std::length_error beyond
+// 2^32 - 1 digests; after that the column can only be destroyed.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "hash/hex_digest.h"
+#include "signatures/record_numbers.h"
+
+namespace korvel {
+
+class RecordMerge;
+
+template <size_t kBytes>
+class DigestColumn {
+ public:
+  using Key = std::array<uint8_t, kBytes>;
+
+  size_t size() const { return keys_.size(); }
+  uint64_t residentBytes() const;
+
+  /// Makes room for about `count` digests, so that nothing is moved while they come.
+  void reserve(size_t count);
+  void append(const Key& key, uint32_t record) {
+    if (!keys_.empty() && !isBelow(keys_.back(), key)) {
+      repeats_ = true;  // or may, once sorted
+      ascending_ = ascending_ && keys_.back() == key;
+    }
+    keys_.push_back(key);
+    records_.append(record);
+  }
+
+  /// Sorts; of equal digests the first stays. A column that was filled in ascending order costs no sort.
+  void seal();
+
+  /// Adds the digests of `older` that this column lacks; where both have one, `merge` decides. Works inside
+  /// this column's memory when what was reserved suffices. Both are sealed.
+  void mergeOlder(const DigestColumn& older, const RecordMerge& merge);
+
+  /// The record of a digest of exactly `kBytes` bytes.
+  std::optional<uint32_t> find(std::span<const uint8_t> digest) const;
+
+ private:
+  /// The order of the keys. Nearly always the leading bytes decide; they are compared without a call.
+  static bool isBelow(const Key& a, const Key& b) {
+    const uint64_t leadA = leadingWord(a);
+    const uint64_t leadB = leadingWord(b);
+    return leadA != leadB ? leadA < leadB : a < b;
+  }
+  static uint64_t leadingWord(const Key& key) {
+    return uint64_t{key[0]} << 56 | uint64_t{key[1]} << 48 | uint64_t{key[2]} << 40 | uint64_t{key[3]} << 32 |
+           uint64_t{key[4]} << 24 | uint64_t{key[5]} << 16 | uint64_t{key[6]} << 8 | key[7];
+  }
+  size_t bucketOf(const uint8_t* key) const;
+  std::vector<uint32_t> stableOrder();
+  void permute(std::vector<uint32_t>& order);
+  void dropRepeated();
+  void shrinkIfWasteful();
+  void buildBuckets();
+  size_t countMissing(const DigestColumn& older) const;
+
+  std::vector<Key> keys_;
+  RecordNumbers records_;
+  std::vector<uint32_t> bucketStarts_;  ///< first key of each bucket, then the number of keys
+  unsigned bucketBits_ = 0;
+  // Of the keys appended so far.
+  bool ascending_ = true;  ///< none is below the one before it
+  bool repeats_ = false;   ///< some may be equal
+};
+
+extern template class DigestColumn<hash::kMd5Bytes>;
+extern template class DigestColumn<hash::kSha1Bytes>;
+extern template class DigestColumn<hash::kSha256Bytes>;
+
+}  // namespace korvel

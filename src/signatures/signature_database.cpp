@@ -1,0 +1,89 @@
+#include "signatures/signature_database.h"
+
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "base/error.h"
+#include "base/unique_resource.h"
+#include "base/utf.h"
+#include "base/sizes.h"
+
+namespace korvel {
+namespace {
+
+// A file of hundreds of megabytes is not held in memory beside its entries.
+constexpr DWORD kReadPieceBytes = 512 * kKiB;
+
+/// Reads and parses the rest of an open file. False when a read fails; throws what the parser throws.
+bool readSignatures(HANDLE file, SignatureFile& result) {
+  LARGE_INTEGER size{};
+  (void)::GetFileSizeEx(file, &size);  // only a hint; a pipe has no size
+  SignatureFileParser parser(static_cast<uint64_t>(size.QuadPart));
+  const auto piece = std::make_unique_for_overwrite<char[]>(kReadPieceBytes);
+  for (;;) {
+    DWORD got = 0;
+    if (!::ReadFile(file, piece.get(), kReadPieceBytes, &got, /*overlapped=*/nullptr)) return false;
+    if (got == 0) break;
+    parser.feed({piece.get(), got});
+  }
+  result = parser.finish();
+  return true;
+}
+
+}  // namespace
+
+bool SignatureDatabase::loadFile(const std::wstring& path, std::string* error) {
+  const UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_READ,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        /*security=*/nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN,
+                                        /*template=*/nullptr));
+  if (!file) return fail(error, "cannot open: " + toUtf8(path));
+  try {
+    SignatureFile parsed;
+    if (readSignatures(file.get(), parsed)) {
+      add(std::move(parsed), path);
+      return true;
+    }
+  } catch (const std::bad_alloc&) {  // larger than memory
+  } catch (const std::length_error&) {
+  }
+  return fail(error, "parse error in " + toUtf8(path));
+}
+
+/// Merges one file's entries into a table of its own and puts that in force.
+void SignatureDatabase::add(SignatureFile file, const std::wstring& path) {
+  std::string source = toUtf8(path);
+  const MutexLock merging(mergeMutex_);
+  std::shared_ptr<const SignatureTable> next = table();
+  if (!file.table.empty()) {
+    next = std::make_shared<const SignatureTable>(mergedTable(std::move(file.table), *next));
+  }
+  const MutexLock lock(mutex_);
+  table_.swap(next);  // the table that was in force is freed after the lock
+  info_.entryCount = table_->size();
+  if (!file.version.empty()) info_.version.swap(file.version);
+  if (file.generated != 0) info_.generated = file.generated;
+  if (!source.empty()) info_.source.swap(source);
+}
+
+bool SignatureDatabase::lookup(const std::string& md5, const std::string& sha1, const std::string& sha256,
+                               SignatureMatch* match) const {
+  return table()->lookup(md5, sha1, sha256, match);
+}
+
+bool SignatureDatabase::lookup(const hash::FileDigests& digests, SignatureMatch* match) const {
+  return table()->lookup(digests, match);
+}
+
+SignatureDbInfo SignatureDatabase::info() const {
+  const MutexLock lock(mutex_);
+  return info_;
+}
+
+std::shared_ptr<const SignatureTable> SignatureDatabase::table() const {
+  const MutexLock lock(mutex_);
+  return table_;
+}
+
+}  // namespace korvel

@@ -1,0 +1,54 @@
+// The known-bad file digests: loaded from signature files, asked by every scan. Thread-safe; the engine
+// shares one instance by std::shared_ptr and replaces it whole on a reload.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "base/mutex.h"
+#include "hash/file_digests.h"
+#include "signatures/signature_match.h"
+#include "signatures/signature_text.h"
+
+namespace korvel {
+
+struct SignatureDbInfo {
+  uint64_t entryCount = 0;
+  std::string version;     ///< of the most recent file that had a non-empty one
+  uint64_t generated = 0;  ///< of the most recent file that gave a non-zero one
+  std::string source;      ///< UTF-8 path of the most recently loaded file
+};
+
+class SignatureDatabase {
+ public:
+  /// Reads one signature file and merges it into what is loaded. On failure nothing changes and `error`
+  /// holds "cannot open: " or "parse error in " and the path. Reading and parsing run without the lock.
+  bool loadFile(const std::wstring& path, std::string* error) EXCLUDES(mutex_);
+
+  /// True when one of the digests (hexadecimal text, any case; empty = not known) is listed. SHA-256 is
+  /// tried first, then SHA-1, then MD5. `match` may be null; it is cleared, then filled on a hit.
+  bool lookup(const std::string& md5, const std::string& sha1, const std::string& sha256,
+              SignatureMatch* match) const EXCLUDES(mutex_);
+
+  /// The same for the digests of one file.
+  bool lookup(const hash::FileDigests& digests, SignatureMatch* match) const EXCLUDES(mutex_);
+
+  SignatureDbInfo info() const EXCLUDES(mutex_);
+
+ private:
+  /// The entries as they are now. Never null; later loads do not change it.
+  std::shared_ptr<const SignatureTable> table() const EXCLUDES(mutex_);
+  void add(SignatureFile file, const std::wstring& path) EXCLUDES(mutex_);
+
+  // Held while one file is merged: the merge builds a new table from the one in force, so a second merge has
+  // to wait for its result. Taken before mutex_.
+  Mutex mergeMutex_;
+
+  // Held only to copy or swap a value; a search works on its own copy of the pointer.
+  mutable Mutex mutex_;
+  std::shared_ptr<const SignatureTable> table_ GUARDED_BY(mutex_) = std::make_shared<const SignatureTable>();
+  SignatureDbInfo info_ GUARDED_BY(mutex_);
+};
+
+}  // namespace korvel

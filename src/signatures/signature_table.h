@@ -1,0 +1,98 @@
+// The signature entries of one or more files in compact form, made for four million of them: one column of
+// binary digests for each digest kind, and the entries' texts as shared records.
+//
+// A table is filled once, by SignatureTableBuilder or by mergedTable(), and then only asked. Pure. Asking is
+// thread-safe. Building and merging throw std::bad_alloc, and std::length_error beyond 2^32 - 1 entries of a
+// kind.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "signatures/digest_column.h"
+#include "hash/file_digests.h"
+#include "hash/hex_digest.h"
+#include "signatures/signature_match.h"
+#include "signatures/signature_records.h"
+
+namespace korvel {
+
+/// Movable only.
+class SignatureTable {
+ public:
+  uint64_t size() const { return md5_.size() + sha1_.size() + sha256_.size(); }
+  bool empty() const { return size() == 0; }
+  /// Memory held, in bytes.
+  uint64_t residentBytes() const;
+
+  /// Looks a digest up in the kind that its length tells: 16, 20 or 32 bytes; any other length is not listed.
+  /// On a hit fills `match`, when given; on a miss leaves it alone.
+  bool find(std::span<const uint8_t> digest, SignatureMatch* match) const;
+
+  /// As above for hexadecimal text of any case; what is not 32, 40 or 64 such characters is not listed.
+  bool findText(std::string_view digest, SignatureMatch* match) const;
+
+  /// Tries SHA-256, then SHA-1, then MD5; the first that is listed decides. Empty = not known. `match` may be
+  /// null; it is cleared, then filled on a hit.
+  bool lookup(std::string_view md5, std::string_view sha1, std::string_view sha256,
+              SignatureMatch* match) const;
+  /// The same for the digests of one file.
+  bool lookup(const hash::FileDigests& digests, SignatureMatch* match) const;
+
+  /// The fields of an entry, its tag included; false when the digest is not listed. They live as long as the
+  /// table.
+  bool fields(std::span<const uint8_t> digest, SignatureFields& fields) const;
+
+ private:
+  friend class SignatureTableBuilder;
+  friend SignatureTable mergedTable(SignatureTable newer, const SignatureTable& older);
+
+  std::optional<uint32_t> recordOf(std::span<const uint8_t> digest) const;
+
+  SignatureRecords records_;
+  DigestColumn<hash::kMd5Bytes> md5_;
+  DigestColumn<hash::kSha1Bytes> sha1_;
+  DigestColumn<hash::kSha256Bytes> sha256_;
+};
+
+/// Fills a table with the entries of one file, in the file's order: the first entry of a digest stays. Not
+/// thread-safe.
+class SignatureTableBuilder {
+ public:
+  SignatureTableBuilder() : interner_(table_.records_) {}
+  SignatureTableBuilder(const SignatureTableBuilder&) = delete;
+  SignatureTableBuilder& operator=(const SignatureTableBuilder&) = delete;
+
+  /// How many bytes of text are still to come, so that room for their entries is made at once. A hint.
+  void expect(uint64_t textBytes) { expectedBytes_ = textBytes; }
+
+  void add(const hash::Digest& digest, const SignatureFields& fields);
+  /// An entry that is only a SHA-256 digest.
+  void addBare(const DigestColumn<hash::kSha256Bytes>::Key& key) {
+    append(table_.sha256_, key, SignatureRecords::kBareDigest);
+  }
+
+  /// The finished table. The builder can only be destroyed afterwards.
+  SignatureTable finish();
+
+ private:
+  template <size_t kBytes>
+  void append(DigestColumn<kBytes>& column, const std::array<uint8_t, kBytes>& key, uint32_t record) {
+    if (column.size() == 0) column.reserve(entriesToReserve(2 * kBytes + 1));
+    column.append(key, record);
+  }
+  size_t entriesToReserve(size_t lineBytes) const;
+
+  SignatureTable table_;
+  SignatureInterner interner_;
+  uint64_t expectedBytes_ = 0;
+};
+
+/// The entries of both tables. Where both list a digest the older entry stays, unless the newer one has a
+/// reference or a family that the older lacks, or a name in the place of the generic one. Uses the memory of
+/// `newer`; `older` stays as it is.
+SignatureTable mergedTable(SignatureTable newer, const SignatureTable& older);
+
+}  // namespace korvel

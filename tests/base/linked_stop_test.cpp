@@ -1,0 +1,42 @@
+#include "base/linked_stop.h"
+
+#include <gtest/gtest.h>
+
+namespace korvel {
+namespace {
+
+TEST(LinkedStop, StopsWithTheOuterOne) {
+  std::stop_source outer;
+  const LinkedStop inner(outer.get_token());
+  EXPECT_FALSE(inner.token().stop_requested());
+  outer.request_stop();
+  EXPECT_TRUE(inner.token().stop_requested());
+}
+
+TEST(LinkedStop, StopsAloneAndLeavesTheOuterOneAlone) {
+  std::stop_source outer;
+  LinkedStop inner(outer.get_token());
+  inner.request();
+  EXPECT_TRUE(inner.token().stop_requested());
+  EXPECT_FALSE(outer.stop_requested());
+}
+
+TEST(LinkedStop, InsideAStopFromBeforeIsStoppedFromTheStart) {
+  std::stop_source outer;
+  outer.request_stop();
+  EXPECT_TRUE(LinkedStop(outer.get_token()).token().stop_requested());
+}
+
+TEST(LinkedStop, ItsTokenOutlivesIt) {
+  std::stop_source outer;
+  std::stop_token token;
+  {
+    LinkedStop inner(outer.get_token());
+    token = inner.token();
+    inner.request();
+  }
+  EXPECT_TRUE(token.stop_requested());
+}
+
+}  // namespace
+}  // namespace korvel

@@ -1,0 +1,47 @@
+#include "engine/detections.h"
+
+#include <gtest/gtest.h>
+
+namespace korvel::svc {
+namespace {
+
+ThreatEvent named(const char* name) {
+  ThreatEvent event;
+  event.name = name;
+  return event;
+}
+
+std::vector<std::string> namesOf(const std::vector<ThreatEvent>& events) {
+  std::vector<std::string> names;
+  for (const ThreatEvent& event : events) names.push_back(event.name);
+  return names;
+}
+
+using Names = std::vector<std::string>;
+
+TEST(Detections, AreHandedOutOnceInTheirOrder) {
+  Detections detections;
+  detections.add(named("a"));
+  detections.add(named("b"));
+  EXPECT_EQ(namesOf(detections.take()), (Names{"a", "b"}));
+  EXPECT_EQ(namesOf(detections.take()), Names{});
+}
+
+TEST(Detections, WhatWasNotTakenComesBackBeforeWhatCameMeanwhile) {
+  Detections detections;
+  for (const char* name : {"a", "b", "c"}) detections.add(named(name));
+  std::vector<ThreatEvent> taken = detections.take();
+  detections.add(named("d"));
+  detections.putBack(std::move(taken), 1);
+  EXPECT_EQ(namesOf(detections.take()), (Names{"b", "c", "d"}));
+}
+
+TEST(Detections, NothingComesBackWhenAllWasTaken) {
+  Detections detections;
+  detections.add(named("a"));
+  detections.putBack(detections.take(), 1);
+  EXPECT_EQ(namesOf(detections.take()), Names{});
+}
+
+}  // namespace
+}  // namespace korvel::svc

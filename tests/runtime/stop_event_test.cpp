@@ -1,0 +1,44 @@
+#include "runtime/stop_event.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace korvel {
+namespace {
+
+bool signalled(const StopEvent& event) { return ::WaitForSingleObject(event.handle(), 0) == WAIT_OBJECT_0; }
+
+TEST(StopEvent, IsSignalledOnceTheStopIsRequestedAndStaysSo) {
+  std::stop_source source;
+  const StopEvent event(source.get_token());
+  EXPECT_FALSE(event.requested());
+  EXPECT_FALSE(signalled(event));
+  source.request_stop();
+  EXPECT_TRUE(event.requested());
+  EXPECT_TRUE(signalled(event));
+  EXPECT_TRUE(signalled(event));
+}
+
+TEST(StopEvent, OfAStopFromBeforeIsSignalledFromTheStart) {
+  std::stop_source source;
+  source.request_stop();
+  const StopEvent event(source.get_token());
+  EXPECT_TRUE(signalled(event));
+  EXPECT_TRUE(event.sleep(INFINITE));
+}
+
+TEST(StopEvent, ASleepEndsWithTheStop) {
+  std::stop_source source;
+  const StopEvent event(source.get_token());
+  EXPECT_FALSE(event.sleep(1));
+  std::thread stopper([&source] {
+    ::Sleep(50);
+    source.request_stop();
+  });
+  EXPECT_TRUE(event.sleep(INFINITE));
+  stopper.join();
+}
+
+}  // namespace
+}  // namespace korvel

@@ -1,0 +1,155 @@
+#include "scan/scan_file.h"
+
+#include "base/unique_resource.h"
+#include "hash/file_digest.h"
+#include "scan_fixture.h"
+#include "support/pe_builder.h"
+
+namespace korvel {
+namespace {
+
+using test::kAbcMd5;
+using test::kAbcSha1;
+using test::kAbcSha256;
+
+constexpr uint64_t kMiB = 1'048'576;
+
+class ScanFileTest : public test::ScanFixture {
+ protected:
+  FileVerdict scan(const std::wstring& path, const std::string& signatures = "",
+                   uint64_t maxFileSize = 512 * kMiB) {
+    ScanScratch scratch;
+    return scanFile({databaseOf(signatures), maxFileSize, kMiB, {}}, path, scratch);
+  }
+
+  void expectDigestsOfFile(const std::wstring& path) {
+    const FileVerdict verdict = scan(path);
+    EXPECT_EQ(verdict.md5, hash::md5File(path, kMiB));
+    EXPECT_EQ(verdict.sha1, hash::sha1File(path, kMiB));
+    EXPECT_EQ(verdict.sha256, hash::sha256File(path, kMiB));
+    EXPECT_EQ(verdict.sha256.size(), 64u);
+  }
+};
+
+TEST_F(ScanFileTest, MissingFileYieldsOnlyPathAndName) {
+  FileVerdict expected;
+  expected.path = folder_.at(L"svchost.exe");
+  expected.fileName = L"svchost.exe";
+  EXPECT_EQ(scan(expected.path), expected);
+}
+
+TEST_F(ScanFileTest, EmptyFileGetsNoDigestAndNoRuleAtAll) {
+  const FileVerdict verdict = scan(folder_.write(L"Downloads\\invoice.pdf.exe", ""));
+  EXPECT_TRUE(verdict.findings.empty());
+  EXPECT_TRUE(verdict.reasons.empty());
+  EXPECT_EQ(verdict.sha256, "");
+  EXPECT_EQ(verdict.severity, 0);
+}
+
+TEST_F(ScanFileTest, CarriesSizeTimeAndDigestsOfTheContent) {
+  const FileVerdict verdict = scan(folder_.write(L"a.bin", "abc"));
+  EXPECT_EQ(verdict.size, 3u);
+  EXPECT_GT(verdict.lastWriteTime, 130'000'000'000'000'000u);  // after the year 2012
+  EXPECT_EQ(verdict.md5, kAbcMd5);
+  EXPECT_EQ(verdict.sha1, kAbcSha1);
+  EXPECT_EQ(verdict.sha256, kAbcSha256);
+}
+
+TEST_F(ScanFileTest, ListedDigestOfAnyKindIsFound) {
+  for (const char* digest : {kAbcMd5, kAbcSha1, kAbcSha256}) {
+    const FileVerdict verdict =
+        scan(folder_.write(L"a.bin", "abc"), std::string(digest) + ":Test.Name:Family\n");
+    EXPECT_TRUE(verdict.signatureMatched);
+    EXPECT_EQ(verdict.threatName, "Test.Name");
+    EXPECT_EQ(verdict.family, "Family");
+    EXPECT_EQ(verdict.matchedHash, digest);
+    EXPECT_EQ(verdict.severity, 3);
+  }
+}
+
+TEST_F(ScanFileTest, FileOfTheSizeLimitIsScannedAndOneByteMoreIsSkipped) {
+  const FileVerdict atLimit = scan(folder_.write(L"a.bin", std::string(1000, 'x')), "", 1000);
+  EXPECT_EQ(atLimit.sha256.size(), 64u);
+  EXPECT_TRUE(atLimit.reasons.empty());
+
+  const FileVerdict above = scan(folder_.write(L"Downloads\\a.exe", std::string(1001, 'x')), "", 1000);
+  EXPECT_EQ(above.reasons, std::vector<std::string>{"Файл пропущен: превышен лимит размера"});
+  EXPECT_EQ(above.sha256, "");
+  EXPECT_TRUE(above.findings.empty());
+  EXPECT_EQ(above.severity, 0);
+  EXPECT_EQ(above.size, 1001u);
+}
+
+TEST_F(ScanFileTest, FileHeldAgainstReadingKeepsItsNameRules) {
+  const std::wstring path = folder_.write(L"invoice.pdf.exe", "abc");
+  const UniqueHandle holder(::CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, /*share=*/0, nullptr,
+                                          OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(holder);
+  const FileVerdict verdict = scan(path, std::string(kAbcSha256) + "\n");
+  EXPECT_EQ(verdict.sha256, "");
+  EXPECT_FALSE(verdict.signatureMatched);
+  ASSERT_EQ(verdict.findings.size(), 1u);
+  EXPECT_EQ(verdict.findings[0].code, "FS.DOUBLE_EXT");
+}
+
+TEST_F(ScanFileTest, FileOpenForWritingElsewhereIsNotRead) {
+  const std::wstring path = folder_.write(L"a.bin", "abc");
+  const UniqueHandle writer(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                          nullptr, OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(writer);
+  EXPECT_EQ(scan(path).sha256, "");
+}
+
+TEST_F(ScanFileTest, DigestsAgreeOnBothSidesOfTheWholeReadLimit) {
+  for (const uint64_t size : {8 * kMiB - 1, 8 * kMiB, 8 * kMiB + 1, 9 * kMiB + 12'345}) {
+    std::string bytes(static_cast<size_t>(size), '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i % 251);
+    expectDigestsOfFile(folder_.write(L"big.bin", bytes));
+  }
+}
+
+TEST_F(ScanFileTest, ImagesOfAnySizeAreDigestedWholeAndJudged) {
+  test::Bytes image = test::PeBuilder().section({"UPX0", test::kPeRwx, {}, 0x4000}).build();
+  // In one read, in pieces, and past what the analysis looks at; odd sizes leave a partial piece.
+  for (const uint64_t size : {kMiB + 1, 8 * kMiB + 12'345, 64 * kMiB + 262'143}) {
+    image.resize(static_cast<size_t>(size), 0x5A);
+    const std::wstring path =
+        folder_.write(L"packed.exe", {reinterpret_cast<char*>(image.data()), image.size()});
+    expectDigestsOfFile(path);
+    const FileVerdict verdict = scan(path);
+    EXPECT_TRUE(verdict.isPe);
+    ASSERT_FALSE(verdict.findings.empty());
+    EXPECT_EQ(verdict.findings.front().code, "PE.PACKED");
+    EXPECT_EQ(verdict.findings.back().code, "PE.LARGE_OVERLAY");
+  }
+}
+
+TEST_F(ScanFileTest, OneScratchServesFilesOfAnySizeInAnyOrder) {
+  ScanScratch scratch;
+  const ScanContext context{databaseOf(""), 512 * kMiB, kMiB, {}};
+  const std::wstring big = folder_.write(L"big.bin", std::string(9 * kMiB, 'b'));
+  const std::wstring small = folder_.write(L"small.bin", "abc");
+  const std::string bigDigest = hash::sha256File(big, kMiB);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(scanFile(context, small, scratch).sha256, kAbcSha256);
+    EXPECT_EQ(scanFile(context, big, scratch).sha256, bigDigest);
+  }
+}
+
+TEST_F(ScanFileTest, ALargeFileIsNotReadToItsEndOnceAbandoned) {
+  const std::wstring big = folder_.write(L"big.bin", std::string(9 * kMiB, 'b'));
+  std::stop_source abandon;
+  const ScanContext context{databaseOf(""), 512 * kMiB, kMiB, abandon.get_token()};
+  ScanScratch scratch;
+  EXPECT_EQ(scanFile(context, big, scratch).sha256, hash::sha256File(big, kMiB));
+  abandon.request_stop();
+  EXPECT_NE(scanFile(context, big, scratch).sha256, hash::sha256File(big, kMiB));
+}
+
+TEST_F(ScanFileTest, DirectoryYieldsAnEmptyVerdict) {
+  folder_.write(L"svchost.exe\\inner.txt", "x");
+  EXPECT_TRUE(scan(folder_.at(L"svchost.exe")).findings.empty());
+}
+
+}  // namespace
+}  // namespace korvel
