@@ -1,25 +1,36 @@
-"""Adds up what a test run left behind and prints the closing line "N passed, N failed".
+"""Adds up what a test run left behind. Prints what failed, what was skipped, and the closing line "N passed, N failed".
+Where cases were skipped, the closing line is "N passed, N failed, N skipped".
 
     tally.py FOLDER          the whole run
     tally.py FOLDER NAME     only what failed in one program or check, at once when it has ended
 
 A folder holds for every program or check NAME its exit status (NAME.status), its output (NAME.log) and, for a
 GoogleTest program that came to its end, its report (NAME.json). A program without a report, or one that failed
-although every case in its report passed, counts as one failure under its own name.
+although no case in its report failed, counts as one failure under its own name.
+
+The exit status is 1 when something failed or nothing passed. Skipped cases do not change it.
 """
 import json
 import pathlib
+import re
 import sys
+from typing import NamedTuple
+
+# "file:12: Skipped" or "file(12): Skipped"; the lines after it are the reason.
+SKIP_NOTICE = re.compile(r"(?::\d+|\(\d+\)): Skipped$")
+
+
+class Tally(NamedTuple):
+    passed: int
+    failures: list  # (name, text) pairs
+    skips: list  # (name, reason) pairs
 
 
 def cases(report):
-    """Yields (name, failure texts) for every case that ran."""
+    """Yields (name, case) for every case of a report."""
     for suite in report["testsuites"]:
         for case in suite["testsuite"]:
-            if case["status"] != "RUN":
-                continue
-            texts = [failure["failure"] for failure in case.get("failures", [])]
-            yield f"{suite['name']}.{case['name']}", texts
+            yield f"{suite['name']}.{case['name']}", case
 
 
 def read_report(path):
@@ -29,47 +40,76 @@ def read_report(path):
         return None
 
 
+def skip_reasons(log):
+    """Maps the cases that were skipped to what they printed as the reason. Reports do not have it."""
+    reasons, text = {}, []
+    for line in log.splitlines():
+        if line.startswith("[ RUN      ]") or SKIP_NOTICE.search(line):
+            text = []
+        elif line.startswith("[  SKIPPED ] ") and line.endswith(" ms)"):
+            reasons[line.split()[3]] = "\n".join(text).strip()
+        else:
+            text.append(line)
+    return reasons
+
+
+def tally_program(name, report, log):
+    """Counts the cases of one GoogleTest program."""
+    reasons = skip_reasons(log)
+    passed, failures, skips = 0, [], []
+    for case_name, case in cases(report):
+        full_name = f"{name}: {case_name}"
+        if case.get("failures"):
+            failures.append((full_name, "\n".join(failure["failure"] for failure in case["failures"])))
+        elif case["status"] != "RUN":
+            skips.append((full_name, "disabled"))
+        elif case.get("result") == "SKIPPED":
+            skips.append((full_name, reasons.get(case_name) or "no reason given"))
+        else:
+            passed += 1
+    return Tally(passed, failures, skips)
+
+
 def tally_one(folder, name):
-    """Returns (passed, failures), each failure a (name, text) pair."""
     status = int((folder / f"{name}.status").read_text())
-    report_path = folder / f"{name}.json"
+    log = (folder / f"{name}.log").read_text(encoding="utf-8", errors="replace")
     is_program = name.startswith(("native.", "windows.", "e2e."))
-    report = read_report(report_path) if is_program else None
-    passed, failures = 0, []
+    report = read_report(folder / f"{name}.json") if is_program else None
     if report is not None:
-        for case, texts in cases(report):
-            if texts:
-                failures.append((f"{name}: {case}", "\n".join(texts)))
-            else:
-                passed += 1
-    elif status == 0 and not is_program:
-        passed = 1
-    if not failures and (status != 0 or (is_program and passed == 0)):
-        log = (folder / f"{name}.log").read_text(encoding="utf-8", errors="replace")
-        failures.append((f"{name} (status {status})", "\n".join(log.splitlines()[-40:])))
-    return passed, failures
+        tally = tally_program(name, report, log)
+    else:
+        tally = Tally(1 if status == 0 and not is_program else 0, [], [])
+    ran_nothing = is_program and tally.passed == 0 and not tally.skips
+    if not tally.failures and (status != 0 or ran_nothing):
+        tally.failures.append((f"{name} (status {status})", "\n".join(log.splitlines()[-40:])))
+    return tally
 
 
-def show(failures):
-    for name, text in failures:
-        print(f"\nFAILED {name}")
+def tally_all(folder):
+    total = Tally(0, [], [])
+    for status in sorted(folder.glob("*.status")):
+        one = tally_one(folder, status.name.removesuffix(".status"))
+        total = Tally(total.passed + one.passed, total.failures + one.failures, total.skips + one.skips)
+    return total
+
+
+def show(what, entries):
+    for name, text in entries:
+        print(f"\n{what} {name}")
         print("    " + text.replace("\n", "\n    "))
 
 
 def main(folder, name=None):
     folder = pathlib.Path(folder)
     if name is not None:
-        show(tally_one(folder, name)[1])
+        show("FAILED", tally_one(folder, name).failures)
         return 0
-    passed, failures = 0, []
-    for status in sorted(folder.glob("*.status")):
-        one_passed, one_failures = tally_one(folder, status.name.removesuffix(".status"))
-        passed += one_passed
-        failures += one_failures
-    show(failures)
-    if failures:
+    passed, failures, skips = tally_all(folder)
+    show("SKIPPED", skips)
+    show("FAILED", failures)
+    if failures or skips:
         print()
-    print(f"{passed} passed, {len(failures)} failed")
+    print(f"{passed} passed, {len(failures)} failed" + (f", {len(skips)} skipped" if skips else ""))
     return 1 if failures or passed == 0 else 0
 
 
