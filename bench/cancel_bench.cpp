@@ -1,6 +1,6 @@
-// How soon a scan ends that is cancelled at some moment: the verdicts that still come, and the time until
-// scan() returns as a ratio to the longest that one file of the folder takes alone. The worst of many scans
-// counts.
+// How soon a scan ends after a cancel at a random moment: the number of verdicts that still come, and the
+// time until scan() returns, as a ratio to the longest time that one file of the folder takes alone. The
+// worst of many scans counts.
 //
 // Usage: cancel_bench FOLDER [--tiny]
 #include <algorithm>
@@ -89,7 +89,7 @@ class CancelBench {
         targets_, [&](const korvel::ScanProgressInfo&) { began = true; }, onVerdict);
     const double end = wallSeconds();
     canceller.join();
-    if (!summary.cancelled) return;  // it was over before
+    if (!summary.cancelled) return;  // the scan ended before the cancel
     cancelled_ += 1;
     worstVerdicts_ = std::max(worstVerdicts_, verdicts);
     worstSeconds_ = std::max(worstSeconds_, end - askedAt);

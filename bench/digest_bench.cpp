@@ -1,6 +1,6 @@
-// The speed of the digests. MD5 is one chain of dependent operations that nothing shortens, so it is what the
-// other digests can hide behind: their common pass is measured against MD5 alone. Each digest alone is
-// measured against OpenSSL's on the same bytes, and every kernel that this processor runs is listed.
+// The speed of the digests. MD5 is one chain of dependent operations that nothing shortens, and the other
+// digests can run in its gaps, so the pass that computes all three is measured against MD5 alone. Each digest
+// alone is measured against OpenSSL's on the same bytes, and every kernel that this processor runs is listed.
 //
 // Usage: digest_bench [--tiny]
 #include <openssl/evp.h>
@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "measure.h"
 #include "hash/byte_histogram.h"
 #include "hash/kernels.h"
 #include "hash/md5.h"
 #include "hash/sha1.h"
 #include "hash/sha256.h"
 #include "hash/triple_digest.h"
+#include "measure.h"
 
 namespace {
 

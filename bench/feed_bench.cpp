@@ -1,5 +1,5 @@
 // Building the live database from three downloaded lists, 4,000,000 hashes in no order: the processor time as
-// a ratio to that of `sort -u` over the same lines, and the memory that it takes beside the lists.
+// a ratio to that of `sort -u` over the same lines, and its memory beyond the lists.
 //
 // Usage: feed_bench [--tiny]. Writes three temporary files, 260 MB in all.
 #include <array>
@@ -26,7 +26,7 @@ constexpr size_t kHashes = korvel::kMaxFeedHashes;
 constexpr size_t kTinyHashes = 3'000;
 constexpr size_t kRepeatedHashes = 1'000;  // of each list in the next one
 constexpr size_t kPieceBytes = 8 * 1024;   // as a download delivers them
-constexpr uint64_t kNow = 1'790'000'000;   // any moment: only its texts' length matters
+constexpr uint64_t kNow = 1'790'000'000;   // any moment: only the length of its text matters
 
 /// The lists as files. Each repeats some of the hashes of the one before.
 struct Lists {
@@ -41,7 +41,7 @@ struct Lists {
   std::array<TemporaryFile, 3> files;
 };
 
-/// What buildLiveDatabase() does between the network and the disk; the bytes of the new database.
+/// Does what buildLiveDatabase() does between the network and the disk; returns the size of the database.
 uint64_t build(const Lists& lists, size_t expected) {
   FeedSet set;
   for (const TemporaryFile& file : lists.files) {

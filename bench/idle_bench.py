@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""What the idle service costs: how often its threads wake up, and their processor time, a minute.
+"""What the idle service costs per minute: how often its threads wake up, and their processor time.
 
 usage: idle_bench.py PID [--tiny]
 
-PID is a process that is the service or has it among its descendants; /proc tells the rest.
+The service is process PID or one of its descendants; the figures come from /proc.
 """
 import pathlib
 import sys

@@ -1,7 +1,7 @@
-// A scan of one file as the simplest program would do it, the control for what reading once and digesting
-// once is worth: each digest streams the file through a buffer of its own, a file of up to 8 MiB is then read
-// whole and digested again, and the image analysis reads it once more. Portable digests, block by block.
-// Windows only.
+// Scans one file as the simplest program would. As a control it shows what reading once and digesting once
+// gains. Each digest streams the file through a buffer of its own, a file of up to 8 MiB is then read whole
+// and digested again, and the image analysis reads it once more. Portable digests, block by block. Windows
+// only.
 #pragma once
 
 #include <memory>

@@ -12,14 +12,14 @@
 #include "base/unique_resource.h"
 #include "base/utf.h"
 #include "base/win.h"
-#include "literal_scan.h"
-#include "scan/file_rules.h"
 #include "hash/kernels.h"
 #include "hash/md5.h"
 #include "hash/sha1.h"
 #include "hash/sha256.h"
 #include "hash/word_bytes.h"
+#include "literal_scan.h"
 #include "pe/pe_analysis.h"
+#include "scan/file_rules.h"
 #include "signatures/signature_database.h"
 
 namespace korvel::bench {

@@ -2,8 +2,8 @@
 //
 //   small/NNN/*.bat, *.exe    20,000 files of 0.2 to 16 KB, 100 in a folder, every fifth a small image
 //   images/*.dll              128 MiB of images of 64 KiB to 4 MiB
-//   large/                    streams.iso of 64 and 256 MiB, and an image as large with data behind its
-//   sections signatures.live.txt       a signature file of 4,000,000 entries
+//   large/                    streams of 64 and 256 MiB, and an image of 256 MiB whose sections end early
+//   signatures.live.txt       a signature file of 4,000,000 entries
 //
 // Usage: make_corpus FOLDER [--tiny]. Does nothing when FOLDER is complete already.
 #include <algorithm>
@@ -76,7 +76,7 @@ void makeImages(const fs::path& folder, size_t bytes) {
   }
 }
 
-/// `head`, then a pseudo-random MiB again and again.
+/// Writes `head`, then the same pseudo-random MiB again and again.
 void writeStream(const fs::path& path, std::string_view head, size_t bytes) {
   const Bytes piece = korvel::test::noiseBytes(kMiB);
   std::ofstream stream(path, std::ios::binary);

@@ -1,8 +1,8 @@
 // What every benchmark shares: measuring loops against their control loops in the same process, and printing
 // the ratios in one form.
 //
-// A clock of a busy machine wanders by more than the differences that matter, so a loop and its control run
-// in turns and the best round of each counts. Absolute times mean nothing on another machine; their ratio
+// Times on a busy machine vary by more than the differences that matter, so a loop and its control run in
+// turns and the best round of each counts. Absolute times mean nothing on another machine; their ratio
 // does.
 #pragma once
 
@@ -12,11 +12,11 @@
 
 namespace korvel::bench {
 
-/// Seconds since some moment, for what waits or runs on several threads.
+/// Seconds since an arbitrary moment, for work that waits or runs on several threads.
 double wallSeconds();
 /// Seconds for work on one thread: natively the processor time of this process, so that other load does not
-/// count; under Wine the wall clock, since there the server's work for us counts too. Pin both to one core
-/// there.
+/// count; under Wine the wall clock, since there the server's work for us counts too. Under Wine, pin program
+/// and server to one core.
 double workSeconds();
 
 /// Runs once and returns what the run cost, in seconds.
@@ -26,7 +26,7 @@ Loop timed(std::function<void()> body, double (*clock)() = workSeconds);
 /// The best of `rounds` runs of each loop, taken in turns.
 std::vector<double> bestOf(int rounds, const std::vector<Loop>& loops);
 
-/// Prints the figures of one area, one a line: "figure AREA | NAME | VALUE | BAR | yes or no".
+/// Prints the figures of one area, one per line: "figure AREA | NAME | VALUE | BAR | yes or no".
 class Figures {
  public:
   explicit Figures(std::string area);
@@ -48,7 +48,7 @@ class Arguments {
  public:
   Arguments(int argc, char** argv);
   bool has(const std::string& option) const;
-  /// The run that only shows that the benchmark works.
+  /// True for a run that only shows that the benchmark works.
   bool tiny() const { return has("--tiny"); }
   int rounds(int usual) const { return tiny() ? 1 : usual; }
   /// Throws when there are fewer.

@@ -11,7 +11,7 @@
 
 namespace korvel::bench {
 
-/// A file in the folder for temporary files that removes itself.
+/// A file in the folder for temporary files; the destructor removes it.
 class TemporaryFile {
  public:
   TemporaryFile();
@@ -29,8 +29,8 @@ class TemporaryFile {
 void readInPieces(const std::filesystem::path& path, size_t pieceBytes,
                   const std::function<void(std::string_view)>& consume);
 
-/// Runs `body` in a child process and returns by how many bytes it raised the most memory that the process
-/// had resident before.
+/// Runs `body` in a child process. Returns by how many bytes its peak of resident memory exceeds the memory
+/// that was resident before.
 uint64_t peakOf(const std::function<void()>& body);
 
 /// A memory figure of this process, by its name in /proc/self/status.

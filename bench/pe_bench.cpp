@@ -1,5 +1,5 @@
-// The cost of judging an image beside that of its digests, and what an image costs that is made to be slow:
-// one whose thousands of sections all overlap.
+// The cost of analysing an image compared with that of its digests, and the cost of an image that is made to
+// be slow: thousands of sections that all overlap.
 //
 // Usage: pe_bench [--tiny]
 #include <cstdint>
@@ -7,10 +7,10 @@
 #include <string>
 
 #include "corpus.h"
-#include "measure.h"
 #include "hash/byte_histogram.h"
 #include "hash/md5.h"
 #include "hash/triple_digest.h"
+#include "measure.h"
 #include "pe/pe_analysis.h"
 
 namespace {

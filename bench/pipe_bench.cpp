@@ -1,5 +1,5 @@
-// A ping of the running service against the echo of as many bytes by the plainest overlapped server, each in
-// a process of its own and asked by the same client.
+// A ping of the running service against an echo of as many bytes by the simplest overlapped server. Each
+// server is a process of its own; the same client asks both.
 //
 // Usage: pipe_bench [--tiny]; with --echo it is the echo server.
 #include <stdexcept>
@@ -8,9 +8,9 @@
 #include "base/unique_resource.h"
 #include "base/utf.h"
 #include "base/win.h"
+#include "measure.h"
 #include "protocol/frame.h"
 #include "protocol/messages.h"
-#include "measure.h"
 #include "running_service.h"
 
 namespace {

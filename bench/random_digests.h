@@ -22,7 +22,7 @@ inline std::vector<std::string> randomDigests(size_t count, uint64_t seed) {
   return digests;
 }
 
-/// One a line.
+/// One digest per line.
 inline std::string linesOf(const std::vector<std::string>& digests, size_t begin, size_t end) {
   std::string text;
   text.reserve((end - begin) * 65);

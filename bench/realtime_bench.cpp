@@ -1,5 +1,5 @@
 // From the creation of a file below a watched root to its detection, against a bare directory watch that
-// opens, reads and closes each file it is told of.
+// opens, reads and closes each reported file.
 //
 // Usage: realtime_bench [--tiny]
 #include <atomic>
@@ -13,8 +13,8 @@
 #include "base/utf.h"
 #include "engine/notify_records.h"
 #include "engine/realtime_watcher.h"
-#include "runtime/stop_event.h"
 #include "measure.h"
+#include "runtime/stop_event.h"
 #include "signatures/signature_database.h"
 #include "support/temp_folder.h"
 

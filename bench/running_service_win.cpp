@@ -50,7 +50,7 @@ RunningService::~RunningService() {
     client_.disconnect();
     (void)process_.waitForExit(kStopLimitMs);
   } catch (const std::exception&) {
-    // the process is ended with its object
+    // the destructor of the process object ends the process
   }
 }
 

@@ -16,9 +16,9 @@
 #include <vector>
 
 #include "base/utf.h"
+#include "hash/md5.h"
 #include "literal_scan.h"
 #include "measure.h"
-#include "hash/md5.h"
 #include "scan_subject.h"
 #include "verdict_digest.h"
 
@@ -133,7 +133,7 @@ class ScanBench {
     figures_.atLeast("large files, to reading them with MD5 alone", best[0] / best[1], 0.80);
   }
 
-  /// At most what reading costs and what digests and histogram may cost beside MD5 alone.
+  /// The bar: the cost of reading, plus the cost of MD5 divided by 0.78, the bar of digests and histogram.
   void images() const {
     const Paths paths = subject_.files(images_);
     const std::vector<double> best = bestOf(
@@ -153,12 +153,12 @@ class ScanBench {
 #ifdef _WIN32
     figures_.atMost(name, best[1] / best[0], 1.5);
 #else
-    figures_.plain(name, best[1] / best[0]);  // files cost a tenth here, and the digests the same
+    figures_.plain(name, best[1] / best[0]);  // natively a file costs a tenth of that under Wine, its digests the same
 #endif
     figures_.plain("a small file", best[1] / static_cast<double>(paths.size()) * 1e6, "us");
   }
 
-  /// Six digest passes and five opens a file; the verdicts must be the same.
+  /// Six digest passes and five opens per file; the verdicts must be the same.
   void literalReading() const {
 #ifdef _WIN32
     const Paths paths = subject_.files(images_);

@@ -1,4 +1,4 @@
-// What scan_bench.cpp measures, and the control loops' way to the same files. Under Wine this is the
+// What scan_bench.cpp measures, and how its control loops reach the same files. Under Wine this is the
 // product's own file scanner. Natively, where that does not exist, the ordered pipeline and the pure half of
 // a scan do the same work on files read through POSIX.
 #pragma once

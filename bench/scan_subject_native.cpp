@@ -13,11 +13,11 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
-#include "native_process.h"
-#include "scan/file_rules.h"
 #include "hash/triple_digest.h"
-#include "scan/ordered_pipeline.h"
+#include "native_process.h"
 #include "pe/pe_analysis.h"
+#include "scan/file_rules.h"
+#include "scan/ordered_pipeline.h"
 #include "scan/scan_filter.h"
 #include "signatures/signature_text.h"
 

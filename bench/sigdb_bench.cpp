@@ -1,5 +1,5 @@
 // What a large signature database costs: loading as a ratio to reading the same file in the same pieces,
-// memory for an entry, and the time of a lookup by text. All entries are bare SHA-256 lines.
+// memory per entry, and the time of a lookup by text. All entries are bare SHA-256 lines.
 //
 // Usage: sigdb_bench [--tiny]. Writes two temporary files of 260 MB each.
 #include <algorithm>
@@ -47,8 +47,8 @@ SignatureTable load(const std::filesystem::path& path) {
   return parser.finish().table;
 }
 
-/// Looks texts up that lie one after the other, so that fetching them costs nothing beside the search. SHA-1
-/// and MD5 are given too, as a scan does; the database has none of these kinds.
+/// Looks up texts that lie one after the other, so that fetching them costs nothing beside the search. SHA-1
+/// and MD5 are passed too, as in a scan; the database has no digests of these kinds.
 class LookupLoop {
  public:
   LookupLoop(const SignatureTable& table, const std::vector<std::string>& digests, size_t lookups,
@@ -86,7 +86,7 @@ std::vector<double> timeLoad(int rounds, const std::filesystem::path& path) {
   return bestOf(rounds, {reading, loading});
 }
 
-/// The update job writes ascending files. One in no order has to be sorted, which has no bar.
+/// The update job writes ascending files. A file in no order has to be sorted; its figure has no bar.
 void benchLoad(const Figures& figures, int rounds, const std::filesystem::path& ascending,
                const std::filesystem::path& unsorted) {
   const std::vector<double> best = timeLoad(rounds, ascending);

@@ -1,5 +1,5 @@
-// From the start of the service to the answer of the first ping, beyond what starting an empty program to its
-// end takes: with the seed signatures, and with a live database of 4,000,000 entries.
+// The time from the start of the service to the answer of the first ping, minus the time from the start to
+// the end of an empty program: with the seed signatures, and with a live database of 4,000,000 entries.
 //
 // Usage: start_bench CORPUS [--tiny], with empty_program.exe beside it.
 #include <algorithm>

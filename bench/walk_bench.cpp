@@ -1,4 +1,4 @@
-// Counting what a scan would scan, against a bare walk of the same folders.
+// Counting the files that a scan would scan, against a bare walk of the same folders.
 //
 // Usage: walk_bench FOLDER... [--tiny]
 #include <memory>

@@ -7,7 +7,7 @@ target_compile_options(korvel_flags INTERFACE
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "" FORCE)
 # Builds for tests carry the debug information that their reports need, and optimise only the product's own
-# rooms (korvel_room): compiling the tests is most of the time that a test run takes.
+# rooms (korvel_room): compiling the tests takes most of the time of a test run.
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-g1" CACHE STRING "" FORCE)
 set(CMAKE_CXX_FLAGS_DEBUG "-g1" CACHE STRING "" FORCE)
 

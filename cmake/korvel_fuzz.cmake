@@ -1,6 +1,6 @@
 # korvel_fuzz_target(<name> ROOMS <rooms>): tests/fuzz/<name>_fuzz.cpp with its seeds in tests/fuzz/corpus/<name>/.
 #
-# In the fuzz build it is a libFuzzer program. Everywhere else natively it becomes <name>_replay, which runs
+# In the fuzz build it is a libFuzzer program. In every other native build it becomes <name>_replay, which runs
 # the target once over every file it is given, so that the ordinary tests replay the corpus under the
 # sanitizers without the fuzzer.
 function(korvel_fuzz_target name)

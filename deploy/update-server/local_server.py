@@ -23,8 +23,8 @@ def find_nginx():
 
 
 class LocalServer:
-    """One nginx of its own; `folder` takes its files. The address stays the same over stops and starts; without a
-    port it gets a free one."""
+    """One nginx of its own; `folder` takes its files. The address stays the same over stops and starts; without
+    `port` it has a free port."""
 
     def __init__(self, folder, tree, port=0):
         self.folder = pathlib.Path(folder)

@@ -8,7 +8,7 @@
     publish.py --tree /srv/korvel-updates --list
 
 A part that is not named is taken over from the release in force; the first release names them all. The checks
-are the clients' own limits: what passes is read by every client as it stands. Nothing is visible to clients
+are the clients' own limits: every client accepts what passes them. Nothing is visible to clients
 until every check has passed; then the link "current" moves to the new release.
 
 Layout:  <tree>/releases/<time>-<n>/api/v1/{signatures,blocklist,releases}
@@ -57,7 +57,7 @@ def check_length(name, body):
 
 
 def check_signatures(name, body):
-    """Returns the document that clients get: the distinct hashes in lower case, sorted, one a line."""
+    """Returns the document that clients get: the distinct hashes in lower case, sorted, one per line."""
     hashes = set()
     for number, line in enumerate(body.split(b"\n"), 1):
         text = line.strip(b" \t\r")
@@ -105,7 +105,7 @@ def check_blocklist(name, body):
 
 
 def json_string_field(text, key):
-    """The clients' own way to read a member: text search, a backslash takes the next character."""
+    """Reads a member as clients do: by text search, where a backslash escapes the next character."""
     at = text.find(b'"' + key + b'"')
     if at < 0:
         return None
@@ -294,7 +294,7 @@ def publish(options):
 
 
 def next_release(tree):
-    """A name that sorts behind every earlier one, also within one second or after the clock went back."""
+    """A name that sorts behind every earlier one, even within one second or after the clock went back."""
     last = releases(tree)
     stamp = time.strftime("%Y%m%dT%H%M%S", time.gmtime())
     number = 0
@@ -326,13 +326,13 @@ def show(options):
 def main(arguments=None):
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--tree", required=True, help="the folder that the web server serves 'current' of")
-    parser.add_argument("--signatures", help="SHA-256 hashes, one a line")
-    parser.add_argument("--blocklist", help="domains, one a line")
+    parser.add_argument("--signatures", help="SHA-256 hashes, one per line")
+    parser.add_argument("--blocklist", help="domains, one per line")
     parser.add_argument("--version", help="version of the installer")
     parser.add_argument("--installer", help="the Windows installer")
     parser.add_argument("--base-url", default="", help="address of the server as clients see it")
     action = parser.add_mutually_exclusive_group()
-    action.add_argument("--rollback", action="store_true", help="put the release before the one in force back")
+    action.add_argument("--rollback", action="store_true", help="go back to the release before the one in force")
     action.add_argument("--list", action="store_true", help="show the releases, the one in force marked")
     options = parser.parse_args(arguments)
     try:

@@ -7,7 +7,7 @@ KORVEL_BUILD=$KORVEL_ROOT/build
 KORVEL_LOGS=$KORVEL_BUILD/logs
 mkdir -p "$KORVEL_LOGS"
 export PYTHONDONTWRITEBYTECODE=1
-# What scripts/run needs of a build.
+# The targets of a build that scripts/run needs.
 # shellcheck disable=SC2034
 KORVEL_PRODUCT=(KorvelService korvelctl seed_signatures make_samples)
 # The compiler cache stays inside the checkout too, unless the user has one of their own.
@@ -33,7 +33,7 @@ quietly() {
   return "$status"
 }
 
-# build PRESET [TARGET...]: configures build/PRESET when needed and builds the targets (everything without any).
+# build PRESET [TARGET...]: configures build/PRESET when needed and builds the targets (all when none is given).
 # Two scripts never build the same folder at once.
 build() {
   set -m # a process group of its own, so that end_build reaches the compilers too
@@ -58,7 +58,7 @@ build_locked() {
     quietly "$KORVEL_LOGS/build-$preset.log" cmake --build "build/$preset" "${targets[@]}" 8>&-
 }
 
-# Ends the build that runs, if any. Scripts with a clean-up of their own call it there.
+# Ends the running build, if any. Scripts with a clean-up of their own call it from there.
 end_build() {
   if [[ -n $KORVEL_BUILDING ]]; then kill -TERM -- "-$KORVEL_BUILDING" 2>/dev/null || true; fi
 }

@@ -3,7 +3,7 @@
 usage: figures.py [--write PAGE] RESULT...
 
 Each RESULT.txt holds lines "figure AREA | NAME | VALUE | BAR | yes, no or -". With --write the rows also replace those
-of the same areas in the table of PAGE that stands between two marker lines; rows of other areas stay there.
+of the same areas in the table between the two marker lines of PAGE; rows of other areas stay.
 """
 import pathlib
 import sys
@@ -32,7 +32,7 @@ def print_table(rows):
 
 
 def merged(old, new):
-    """`old` with the rows of each area in `new` in the place of its own; areas that are new come last."""
+    """`old`, where the rows in `new` replace the rows of the same area; new areas come last."""
     result, written = [], set()
     for row in old:
         if row[0] not in {fresh[0] for fresh in new}:

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Lets clang read every header of the product by itself, for Windows: a header includes what it needs. Builds nothing.
+# Checks with clang, for Windows, that every header of the product compiles alone: it includes what it needs. Builds nothing.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$KORVEL_ROOT/scripts/lib/clang_for_windows.sh"
 

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Runs commands side by side, one per core, and leaves for each NAME in $RESULTS what it printed (NAME.log) and its
-# exit status (NAME.status); what failed is told at once. Needs common.sh.
+# Runs commands side by side, one per core. For each NAME it leaves the output (NAME.log) and the exit status
+# (NAME.status) in $RESULTS. Failures are printed at once. Needs common.sh.
 
 KORVEL_JOBS=${KORVEL_JOBS:-$(nproc)}
 

@@ -11,7 +11,7 @@ KORVEL_PACKAGES=(
   wine64                     # ... and its 64-bit loader
   python3                    # checks of the tree, the tally of the tests
   googletest                 # the sources that the test programs are built with
-  clang                      # the native build and the second opinion on the product's sources
+  clang                      # the native build, and a second compiler for the product's sources
   libclang-rt-14-dev         # the run-time of the sanitizers and of the fuzzer
   clang-format               # keeps the sources in one layout
   clang-tidy                 # lint
@@ -24,7 +24,7 @@ KORVEL_PACKAGES=(
   nginx-light                # the server that download tests talk to
 )
 
-# Prints the packages that are not installed, one a line. Asks dpkg once and nothing else.
+# Prints the packages that are not installed, one per line. Only asks dpkg, and only once.
 missing_packages() {
   if ! command -v dpkg-query >/dev/null; then
     printf '%s\n' "${KORVEL_PACKAGES[@]}"
@@ -49,7 +49,7 @@ find_root() {
   [[ -t 0 ]] # sudo can ask for the password only at a terminal
 }
 
-# Installs what is missing; does nothing, quickly, when nothing is.
+# Installs the missing packages; returns quickly when none is missing.
 ensure_packages() {
   local missing
   mapfile -t missing < <(missing_packages)

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Lets clang read every source of the product for Windows, with its thread-safety analysis. Builds nothing.
+# Checks every source of the product with clang, for Windows and with its thread-safety analysis. Builds nothing.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$KORVEL_ROOT/scripts/lib/clang_for_windows.sh"
 

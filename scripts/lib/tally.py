@@ -2,7 +2,7 @@
 Where cases were skipped, the closing line is "N passed, N failed, N skipped".
 
     tally.py FOLDER          the whole run
-    tally.py FOLDER NAME     only what failed in one program or check, at once when it has ended
+    tally.py FOLDER NAME     only the failures of one program or check, as soon as it has ended
 
 A folder holds for every program or check NAME its exit status (NAME.status), its output (NAME.log) and, for a
 GoogleTest program that came to its end, its report (NAME.json). A program without a report, or one that failed
@@ -41,7 +41,7 @@ def read_report(path):
 
 
 def skip_reasons(log):
-    """Maps the cases that were skipped to what they printed as the reason. Reports do not have it."""
+    """Maps the skipped cases to the reasons that they printed; the reports do not have them."""
     reasons, text = {}, []
     for line in log.splitlines():
         if line.startswith("[ RUN      ]") or SKIP_NOTICE.search(line):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows that tally.py counts what a test run left behind, and that no case is lost or counted as what it is not."""
+"""Shows that tally.py counts what a test run left behind, and that it loses no case and counts none wrongly."""
 import contextlib
 import io
 import json
@@ -44,7 +44,7 @@ class TallyTest(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def leave(self, name, status, log="", cases=None):
-        """What one program or check leaves behind. `cases` maps the names of a suite's cases to their records."""
+        """Writes the files that one program or check leaves behind. `cases` maps the names of a suite's cases to their records."""
         (self.folder / f"{name}.status").write_text(f"{status}\n")
         (self.folder / f"{name}.log").write_text(log)
         if cases is not None:

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Runs one Windows test program in a Wine prefix of its own, with what it needs around it. Needs common.sh and wine.sh,
-# and PROGRAM_LIMIT_SECONDS.
+# Runs one Windows test program in a Wine prefix of its own, with the servers or the clock that it needs. Needs
+# common.sh, wine.sh and PROGRAM_LIMIT_SECONDS.
 
 TEST_PREFIXES=$KORVEL_WINE/tests
 
@@ -21,14 +21,14 @@ with_update_server() (
     "${FIXED_ADDRESSES[@]}" wine "C:\\tests\\$(basename "$2")" "${@:3}" 7>&-
 )
 
-# With every time of day off by the seconds that the file C:\korvel-clock tells, and local time far from UTC.
+# With the time of day shifted by the seconds in the file C:\korvel-clock, and local time far from UTC.
 with_own_clock() (
   export TZ=Asia/Tokyo LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1
   export FAKETIME_DONT_FAKE_MONOTONIC=1 FAKETIME_CACHE_DURATION=1 FAKETIME_TIMESTAMP_FILE=$1/drive_c/korvel-clock
   echo +0 >"$FAKETIME_TIMESTAMP_FILE"
   alone "$@"
 )
-CLOCK_TESTS='Schedule.*' # run only there, and nothing else does
+CLOCK_TESTS='Schedule.*' # only these run with that clock, and only with it
 
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
 make_test_prefix() {
@@ -45,7 +45,7 @@ make_test_prefix() {
   if (($# > 2)); then install_product "$1" "$3"; fi
 }
 
-# windows_test JSON PROGRAM [PRESET]: the name of JSON decides on the surroundings.
+# windows_test JSON PROGRAM [PRESET]: the name of JSON decides which of the functions above runs the program.
 windows_test() {
   local json=$1 program=$2 surroundings=alone tests=-$CLOCK_TESTS status
   local name prefix

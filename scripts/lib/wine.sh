@@ -6,19 +6,20 @@
 
 KORVEL_WINE=$KORVEL_BUILD/wine
 KORVEL_TEMPLATE=$KORVEL_WINE/template
-# What a program finds on drive C: once it was installed there with install_product.
+# The product's folder on drive C:, where install_product puts it.
 # shellcheck disable=SC2034
 KORVEL_PRODUCT_FOLDER='C:\Program Files\Korvel'
 
-# No display, no chatter, UTF-8 file names; whatever Wine's libraries want to keep stays beside the prefixes.
+# No display, no debug output, UTF-8 file names; the caches and settings of Wine's libraries stay beside the prefixes.
 export DISPLAY='' WINEDEBUG=-all LC_ALL=C.UTF-8
 export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
 export XDG_CACHE_HOME=$KORVEL_WINE/xdg/cache XDG_CONFIG_HOME=$KORVEL_WINE/xdg/config XDG_DATA_HOME=$KORVEL_WINE/xdg/data
 unset http_proxy https_proxy HTTP_PROXY HTTPS_PROXY
 
-# What a command of Wine is started with. Every Windows process needs the one page at 0x7ffe0000, and the heap of
-# Wine's own program, whose place the system draws by lot, lies there in about one start of 4,000: that process ends
-# before it has begun. Where randomisation cannot be switched off, as in some containers, that remains.
+# The prefix of every Wine command: it switches address randomisation off. Every Windows process needs the page at
+# 0x7ffe0000. With randomisation the heap of Wine's own program lies there in about one of 4,000 starts, and then the
+# process ends before its program begins. Where randomisation cannot be switched off, as in some containers, this
+# still happens.
 FIXED_ADDRESSES=()
 if setarch -R true 2>/dev/null; then FIXED_ADDRESSES=(setarch -R); fi
 
@@ -33,8 +34,8 @@ make_prefix() {
   wineserver -w || true
 }
 
-# detach_prefix DIR: cuts what a new prefix has of the machine, and the debug information that a scan of
-# system32 would read for nothing.
+# detach_prefix DIR: removes the links of a new prefix into the machine, and the debug information, which would only
+# make a scan of system32 slower.
 detach_prefix() {
   local prefix=$1 link
   while IFS= read -r -d '' link; do
@@ -82,7 +83,7 @@ enter_prefix() {
   [[ -f $1/.update-timestamp ]] && cd "$1/drive_c" && export WINEPREFIX=$1
 }
 
-# in_prefix DIR COMMAND...: a Windows command in the prefix. Descriptor 7 is a lock of the caller.
+# in_prefix DIR COMMAND...: runs a Windows command in the prefix. Descriptor 7 is a lock of the caller.
 in_prefix() (
   enter_prefix "$1" || exit
   exec "${FIXED_ADDRESSES[@]}" wine "${@:2}" 7>&-

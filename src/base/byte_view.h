@@ -1,8 +1,8 @@
-// A borrowed range of untrusted bytes with the one bounds check that every parser uses.
+// A borrowed range of untrusted bytes, with the bounds check that all parsers use.
 //
 // Offsets come from the input, so they are 64-bit; the check subtracts from the size and cannot wrap.
-// Multi-byte integers are little-endian. The bytes must outlive the view; a view is a value and is
-// safe to use from several threads as long as nobody writes the bytes.
+// Multi-byte integers are little-endian. The bytes must outlive the view. A view is a value; several
+// threads may use it as long as the bytes do not change.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ class ByteView {
   size_t size() const { return bytes_.size(); }
   bool empty() const { return bytes_.empty(); }
 
-  /// True when `count` bytes from `offset` on lie inside the range.
+  /// True when the `count` bytes from `offset` lie inside the range.
   bool has(uint64_t offset, uint64_t count) const {
     return offset <= bytes_.size() && count <= bytes_.size() - offset;
   }

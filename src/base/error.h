@@ -1,6 +1,6 @@
-// The one shape of failure in this code base: a false result and, where the caller asked, a text.
+// How functions report failure: they return false and, when the caller passes an `error`, store a text in it.
 //
-// `error` may be null and is written only on failure. The Windows forms read the last-error value first
+// `error` may be null and is written only on failure. The Windows variants read the last-error value first
 // and leave it set for the caller.
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace korvel {
 
-/// Stores `text` when asked for and returns false, so that a failing path is one line.
+/// Stores `text` unless `error` is null. Returns false, so that a failing path is one line.
 inline bool fail(std::string* error, std::string text) {
   if (error != nullptr) *error = std::move(text);
   return false;
@@ -18,7 +18,7 @@ inline bool fail(std::string* error, std::string text) {
 #ifdef _WIN32
 /// `text` followed by ", win32=" and the last-error value in decimal.
 bool failWin32(std::string* error, const std::string& text);
-/// `text` followed by " (win32=", the last-error value in decimal and ")": the form of the pipe protocol.
+/// `text` followed by " (win32=", the last-error value in decimal and ")": the form that pipe errors use.
 bool setWin32Error(std::string* error, const std::string& text);
 #endif
 

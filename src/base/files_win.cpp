@@ -27,7 +27,7 @@ UniqueHandle createForWriting(const std::wstring& path) {
 
 PathStatus pathStatusFromError(DWORD code) {
   switch (code) {
-    case ERROR_SHARING_VIOLATION:  // somebody has it open, so it is there
+    case ERROR_SHARING_VIOLATION:  // another process has it open, so it exists
       return PathStatus::kExists;
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
@@ -68,7 +68,7 @@ bool createDirectories(const std::wstring& path) {
     while (end < path.size() && isPathSeparator(path[end])) ++end;
   }
   if (isDirectory(path)) return true;
-  // CreateDirectoryW also says "already exists" of a file that stands in the way.
+  // CreateDirectoryW reports ERROR_ALREADY_EXISTS also when a file has that name.
   ::SetLastError(code != ERROR_SUCCESS ? code : ERROR_PATH_NOT_FOUND);
   return false;
 }
@@ -84,7 +84,7 @@ bool readToEnd(HANDLE file, std::string& bytes) {
   bytes.clear();
   LARGE_INTEGER size{};
   if (!::GetFileSizeEx(file, &size)) return false;
-  // One byte of room beyond the size: the read that finds the end, or finds that the file has grown.
+  // One spare byte, so that the next read either finds the end of the file or finds that it has grown.
   bytes.resize(static_cast<size_t>(size.QuadPart) + 1);
 
   size_t done = 0;
@@ -161,15 +161,15 @@ bool FileReplacement::commit(bool clearAttributes) {
 }
 
 bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
-  static Mutex turn;  // the temporary's name is fixed, so that a kill leaves at most one behind
+  static Mutex turn;  // all calls for a file use one temporary name, so a kill leaves at most one temporary
   const MutexLock lock(turn);
 
-  // A move would replace what opening for writing refuses to touch; such a file goes the plain way.
+  // A move would replace a protected file, which opening for writing refuses; rewrite such a file in place.
   const DWORD attributes = ::GetFileAttributesW(forFileApi(path).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & kProtectingAttributes) == 0) {
     FileReplacement replacement(path, path + L".tmp");
     if (replacement.open()) {
-      // No room for the new text: the plain way would only destroy the old one.
+      // The disk is full: rewriting in place would only destroy the old text.
       if (!replacement.write(bytes) || !replacement.finish()) return true;
       if (replacement.commit(/*clearAttributes=*/false)) return true;
     }

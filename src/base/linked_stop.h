@@ -1,4 +1,4 @@
-// A stop inside a stop: a part of the work can be ended by itself, and ends with the whole.
+// A stop source for a part of a larger job: the part can be stopped alone, and stops with the whole job.
 #pragma once
 
 #include <functional>
@@ -7,7 +7,7 @@
 
 namespace korvel {
 
-/// Stops when it is told to, and when `outer` does. Thread-safe.
+/// Stops on request(), or when `outer` stops. Thread-safe.
 class LinkedStop {
  public:
   explicit LinkedStop(std::stop_token outer) : link_(std::move(outer), [this] { own_.request_stop(); }) {}

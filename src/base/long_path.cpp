@@ -5,7 +5,7 @@
 namespace korvel {
 namespace {
 
-// CreateDirectoryW keeps 12 units for a file name below MAX_PATH (260, with the terminating NUL).
+// CreateDirectoryW reserves 12 units for a file name within MAX_PATH (260, with the terminating NUL).
 constexpr size_t kLongestPlainPath = 247;
 
 }  // namespace

@@ -1,12 +1,12 @@
-// Paths beyond the classic limit of 260 units, made acceptable to the file API. Pure and thread-safe.
+// Makes paths longer than the classic limit of 260 units acceptable to the file API. Pure and thread-safe.
 #pragma once
 
 #include <string>
 
 namespace korvel {
 
-/// `path` itself while it is short or already in the \\?\ form; a long absolute path gets that form, with '/'
-/// turned into '\', since the prefix switches the system's own normalisation off.
+/// Converts a long absolute path to the \\?\ form, with '/' replaced by '\' because the prefix disables the
+/// system's own normalisation. Every other path is returned unchanged.
 std::wstring forFileApi(const std::wstring& path);
 
 }  // namespace korvel

@@ -44,14 +44,14 @@ class SCOPED_CAPABILITY MutexLock {
   Mutex& mutex_;
 };
 
-/// Wait in a loop that tests the condition: a wait may end for no reason.
+/// Wait in a loop that tests the condition: wake-ups may be spurious.
 class ConditionVariable {
  public:
-  /// Lets go of `mutex` while it waits for a notification.
+  /// Releases `mutex` while waiting for a notification.
   void wait(Mutex& mutex) REQUIRES(mutex) {
     std::unique_lock lock(mutex.mutex_, std::adopt_lock);
     condition_.wait(lock);
-    (void)lock.release();  // the caller goes on holding it
+    (void)lock.release();  // the caller still holds the mutex
   }
   void notifyOne() { condition_.notify_one(); }
   void notifyAll() { condition_.notify_all(); }

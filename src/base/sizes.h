@@ -1,5 +1,5 @@
-// Sizes in bytes, spelt the same everywhere: 64 * kKiB, 32 * kMiB. Signed, so that they fit every arithmetic
-// type without a cast.
+// Units for sizes in bytes: 64 * kKiB, 32 * kMiB. Signed, so that they convert to every arithmetic type
+// without a cast.
 #pragma once
 
 namespace korvel {

@@ -1,4 +1,4 @@
-// Small text operations that several rooms share. Pure and thread-safe.
+// Small text operations. Pure and thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace korvel {
 
-/// Lower-cases A-Z byte by byte; every other byte stays.
+/// Lower-cases A-Z; every other byte is unchanged.
 std::string lowerAscii(std::string_view text);
 
 /// Lower-cases a path or file name unit by unit: ASCII, Latin-1, Greek and Cyrillic letters. No locale.
@@ -20,8 +20,8 @@ std::string_view trimmed(std::string_view text, std::string_view strip);
 /// non-digit, no digits give 0, too large a number gives 2^64 - 1.
 uint64_t parseUnsigned(const std::string& text);
 
-/// Hands out the lines of a text, split at LF only. The last line needs no LF; a text that ends in LF has
-/// no empty line after it. The text must outlive the reader.
+/// Iterates over the lines of a text, split at LF only. The last line needs no LF; a final LF does not start
+/// an empty line. The text must outlive the reader.
 class LineReader {
  public:
   explicit LineReader(std::string_view text) : rest_(text) {}

@@ -3,11 +3,11 @@
 //   struct Traits {
 //     using Value = HANDLE;
 //     static Value empty();             // what a moved-from owner holds
-//     static bool valid(Value value);   // false for every "nothing here" value of the API
+//     static bool valid(Value value);   // false for every value that the API uses for "no resource"
 //     static void close(Value value);   // called only with a valid value
 //   };
 //
-// Closing never disturbs GetLastError(): error texts are formed from it after owners have gone out of
+// Closing preserves GetLastError(), because error texts are formed from it after owners have gone out of
 // scope. An owner is not thread-safe; move it, or guard it.
 #pragma once
 
@@ -17,7 +17,7 @@
 
 namespace korvel {
 
-/// Puts the thread's last-error value back when the scope ends.
+/// Restores the thread's last-error value at the end of the scope.
 class LastErrorKeeper {
  public:
   LastErrorKeeper() : code_(::GetLastError()) {}
@@ -49,7 +49,7 @@ class UniqueResource {
   Value get() const { return value_; }
   [[nodiscard]] Value release() { return std::exchange(value_, Traits::empty()); }
 
-  /// Closes what is held, then holds `value`.
+  /// Closes the held resource, then holds `value`.
   void reset(Value value = Traits::empty()) {
     const Value old = std::exchange(value_, value);
     if (!Traits::valid(old)) return;
@@ -73,7 +73,7 @@ struct KernelHandleTraits {
   static bool valid(HANDLE handle) { return handle != nullptr && handle != INVALID_HANDLE_VALUE; }
   static void close(HANDLE handle) { ::CloseHandle(handle); }
 };
-/// Files, pipes, events, threads: everything that CloseHandle closes. Both null and
+/// Files, pipes, events, threads: every handle that CloseHandle closes. Both null and
 /// INVALID_HANDLE_VALUE count as empty.
 using UniqueHandle = UniqueResource<KernelHandleTraits>;
 

@@ -1,10 +1,9 @@
-// Conversion between the UTF-8 of files, messages and the pipe and the UTF-16 of Windows paths.
+// Conversion between UTF-8, used in files, messages and the pipe, and UTF-16, used in Windows paths.
 //
-// A wide string holds one UTF-16 code unit per element on every platform (wchar_t is wider than that
-// natively; the element still holds a unit). Malformed input is never rejected: what cannot be converted
-// becomes U+FFFD, as Windows does for code page 65001 without flags. Empty converts to empty. Both
-// functions are pure and thread-safe; they throw std::bad_alloc, and std::length_error beyond 2^31 - 1
-// units of input.
+// A wide string holds one UTF-16 code unit per element on every platform, also in native builds, where
+// wchar_t is wider. Malformed input is never rejected: sequences that cannot be converted become U+FFFD, as
+// Windows does for code page 65001 without flags. Empty converts to empty. Both functions are pure and
+// thread-safe. They throw std::bad_alloc and, on Windows, std::length_error beyond 2^31 - 1 units of input.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The same contract without Windows, so that the pure half runs under sanitizers and fuzzers.
+// The conversions without Windows, for native builds of the pure code under sanitizers and fuzzers.
 // Encoding: RFC 3629 (UTF-8) and RFC 2781 (UTF-16).
 #include "base/utf.h"
 

@@ -1,4 +1,4 @@
-// Names and numbers of the product that several programs print.
+// The product's version and names.
 #pragma once
 
 namespace korvel {
@@ -10,7 +10,7 @@ inline constexpr char kServiceVersion[] = "1.2.0";
 inline constexpr wchar_t kProductName[] = L"KORVEL Antivirus";
 inline constexpr wchar_t kServiceName[] = L"KorvelService";
 
-/// What the name of every firewall rule of this product begins with; compared in any case.
+/// The prefix of the name of every firewall rule of this product; compared case-insensitively.
 inline constexpr wchar_t kFirewallRulePrefix[] = L"KORVEL:";
 
 }  // namespace korvel

@@ -1,5 +1,5 @@
-// The one way in to <windows.h>: without the rarely used headers and without the min and max macros.
-// Never include it from a header of the pure half.
+// The only place that includes <windows.h>: without rarely used headers and the min and max macros. Headers
+// of pure code must not include it.
 #pragma once
 
 #ifndef WIN32_LEAN_AND_MEAN

@@ -1,5 +1,5 @@
-// The system calls behind a client of the control pipe as a table, so that tests can put a failing stand-in
-// for any one of them. The product uses the real ones throughout.
+// A table of the system calls that a client of the control pipe makes, so that tests can replace any of them
+// with a failing one. The product always uses the real calls.
 #pragma once
 
 #include "base/win.h"

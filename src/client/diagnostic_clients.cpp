@@ -32,7 +32,7 @@ UniqueHandle openPipe(const ClientCalls& calls) {
   return pipe;
 }
 
-/// None of these requests carries a payload.
+/// Sends a request without a payload and reads its reply.
 bool ask(HANDLE pipe, Opcode opcode, Frame* reply, std::string* error, const ClientCalls& calls) {
   return transact(pipe, {static_cast<uint32_t>(opcode), {}}, reply, error, calls);
 }
@@ -53,8 +53,8 @@ void printStatus(const EngineStatus& status) {
   print(std::wstring(L"  minifilter:  ") + (status.minifilterConnected ? L"подключён" : L"нет"));
 }
 
-/// The outcome of a check that has ended, as its exit code. Nothing newer is what is left when there is
-/// neither an error nor an installer.
+/// Prints the outcome of a finished check and returns the exit code. When there is neither an error nor an
+/// installer, the check has found nothing newer.
 int printUpdateOutcome(const EngineStatus& status) {
   if (!status.updateCheckError.empty()) {
     print(L"обновление не удалось: ", status.updateCheckError);
@@ -103,7 +103,8 @@ int runUpdateCheckClient(const ClientCalls& calls) {
   if (!pipe) return 1;
   std::string error;
   Frame reply;
-  // The answer itself is not looked at: a check that runs already is as good, and the status tells the rest.
+  // The reply itself is ignored: a check that is already running serves as well, and the status shows how it
+  // ends.
   if (!ask(pipe.get(), Opcode::kStartUpdateCheck, &reply, &error, calls)) {
     print(L"запуск проверки не удался: ", error);
     return 2;

@@ -23,7 +23,7 @@ bool readWhole(HANDLE pipe, void* buffer, size_t n, std::string* error, const Cl
   for (size_t done = 0; done < n;) {
     DWORD transferred = 0;
     const BOOL ok = calls.readFile(pipe, static_cast<char*>(buffer) + done, chunkOf(n - done), &transferred);
-    // Unlike on the server this text carries the code: a closed pipe is a failed call here.
+    // Unlike on the server, this text includes the error code: here a closed pipe is a failed call.
     if (transferred == 0) return setWin32Error(error, "connection closed");
     if (!ok) return setWin32Error(error, "ReadFile failed");
     done += transferred;
@@ -41,7 +41,7 @@ HANDLE connectServicePipe(std::string* error, DWORD timeoutMs, const ClientCalls
     const DWORD code = ::GetLastError();
     const bool mayCome = code == ERROR_PIPE_BUSY || code == ERROR_FILE_NOT_FOUND;
     if (mayCome) {
-      (void)calls.waitNamedPipe(kPipeName, kBusyWaitMs);  // the next try to open decides
+      (void)calls.waitNamedPipe(kPipeName, kBusyWaitMs);  // the next attempt to open decides
       ::SetLastError(code);
     }
     if (!mayCome || waitedMs >= timeoutMs) {

@@ -35,7 +35,7 @@ std::wstring dataDir() {
   } else if (const std::wstring local = knownFolder(FOLDERID_LocalAppData); !local.empty()) {
     result = local + L"\\KorvelAntivirus";
   }
-  (void)createDirectories(result);  // whoever opens a file in it reports the trouble
+  (void)createDirectories(result);  // a failure shows when a file in it is opened
   return result;
 }
 
@@ -49,7 +49,7 @@ std::wstring scanCachePath() { return dataDir() + L"scan.cache"; }  // no separa
 
 std::wstring seedSignaturesPath() {
   wchar_t executable[MAX_PATH + 1] = {};
-  (void)::GetModuleFileNameW(/*module=*/nullptr, executable, MAX_PATH);  // a longer path arrives cut
+  (void)::GetModuleFileNameW(/*module=*/nullptr, executable, MAX_PATH);  // a longer path is truncated
   const std::wstring folder = parentDirectory(executable);
   return joinPath(joinPath(folder, L"data"), L"signatures.seed.txt");
 }

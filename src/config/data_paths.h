@@ -1,14 +1,14 @@
-// Where the service keeps its files. Every function computes its result afresh and cannot fail: a folder
-// that cannot be found degrades as stated. Paths are UTF-16 with backslashes. Thread-safe.
+// The paths of the service's files. Every function computes its result on each call and cannot fail; dataDir()
+// states the fallbacks. Paths are UTF-16 with backslashes. Thread-safe.
 #pragma once
 
 #include <string>
 
 namespace korvel {
 
-/// The ProgramData folder + "\KORVEL Antivirus", created with its parents when missing. Where the folder
-/// cannot be looked up (not: where it cannot be created): the local application-data folder +
-/// "\KorvelAntivirus", else empty.
+/// The ProgramData folder + "\KORVEL Antivirus", created with its parents when missing. If the ProgramData
+/// folder cannot be looked up: the local application-data folder + "\KorvelAntivirus", else empty. A failure to
+/// create the directory does not change the result.
 std::wstring dataDir();
 
 std::wstring logPath();               ///< dataDir() + "\korvel.log"
@@ -17,7 +17,7 @@ std::wstring defaultQuarantineDir();  ///< dataDir() + "\Quarantine"
 std::wstring liveSignaturesPath();    ///< dataDir() + "\signatures.live.txt"
 std::wstring updatesDir();            ///< dataDir() + "\updates"
 
-/// dataDir() + "scan.cache" without a separator: the cache lies beside the data directory. Existing
+/// dataDir() + "scan.cache" without a separator, so the cache lies beside the data directory: existing
 /// installations have it there.
 std::wstring scanCachePath();
 

@@ -1,4 +1,4 @@
-// The settings as the service owns them, with its defaults for the two paths.
+// The service's settings, with defaults for the two paths.
 #pragma once
 
 #include "records/settings_fields.h"

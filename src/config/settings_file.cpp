@@ -9,7 +9,7 @@ bool readSettingsFile(SettingsFields& settings, const std::wstring& path) {
   const UniqueHandle file = openForReading(path);
   if (!file) return false;
   std::string text;
-  (void)readToEnd(file.get(), text);  // where reading fails the text ends
+  (void)readToEnd(file.get(), text);  // a read error ends the text
   parseSettingsText(text, settings);
   return true;
 }

@@ -1,4 +1,4 @@
-// settings.ini on the disk.
+// Reads and writes settings.ini.
 #pragma once
 
 #include <string>
@@ -7,12 +7,12 @@
 
 namespace korvel {
 
-/// Updates `settings` from the file; false only when it cannot be opened, and then nothing changes. Throws
-/// what parseSettingsText() throws.
+/// Updates `settings` from the file. False only when it cannot be opened; nothing changes then. Throws the
+/// exceptions of parseSettingsText().
 bool readSettingsFile(SettingsFields& settings, const std::wstring& path);
 
-/// Replaces the whole file, so that a kill at any moment leaves the old or the new text. False only when it
-/// cannot be opened for writing. Two savers at once do not tear the file; the last one wins.
+/// Replaces the whole file with the guarantees of rewriteTextFile(). False only when it cannot be opened for
+/// writing. When several threads save at the same time, the last one wins.
 bool writeSettingsFile(const SettingsFields& settings, const std::wstring& path);
 
 }  // namespace korvel

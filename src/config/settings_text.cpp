@@ -11,8 +11,9 @@ namespace {
 
 constexpr char kHeaderLine[] = "# Korvel Antivirus settings\n";
 
-/// std::stoul in base 10 where unsigned long has 32 bits, with texts that do not depend on the library:
-/// leading white space and a sign are accepted, "-1" is 4294967295, reading stops at the first non-digit.
+/// As std::stoul in base 10 with a 32-bit unsigned long, but with exception texts that do not depend on the
+/// library: leading white space and a sign are accepted, "-1" is 4294967295, reading stops at the first
+/// non-digit.
 uint32_t parseUnsigned32OrThrow(std::string_view text) {
   const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
   size_t at = text.find_first_not_of(" \t\n\v\f\r");
@@ -34,7 +35,7 @@ struct Assign {
   SettingsFields& settings;
   std::string_view value;
 
-  // Nothing is trimmed, so that "1\r" of an edited file is false too.
+  // Nothing is trimmed, so "1\r" from a file edited to have CR LF line ends is false too.
   void operator()(bool SettingsFields::*field) const { settings.*field = value == "1" || value == "true"; }
   void operator()(uint32_t SettingsFields::*hour) const {
     settings.*hour = parseUnsigned32OrThrow(value) % kHoursPerDay;
@@ -66,7 +67,7 @@ void parseSettingsText(std::string_view text, SettingsFields& settings) {
   LineReader lines(text);
   for (std::string_view line; lines.next(line);) {
     const size_t equals = line.find('=');
-    if (equals == std::string_view::npos) continue;  // the header line among them: there is no comment syntax
+    if (equals == std::string_view::npos) continue;  // as for the header line; there is no comment syntax
     const std::string_view key = line.substr(0, equals);
     for (const SettingKey& setting : kSettingKeys) {
       if (setting.key == key) std::visit(Assign{settings, line.substr(equals + 1)}, setting.field);

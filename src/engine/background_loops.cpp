@@ -103,7 +103,7 @@ void BackgroundLoops::liveUpdate() {
   }
 }
 
-/// Besides its period the shield runs whenever its setting changes.
+/// Runs the shield once per period and whenever its setting changes.
 void BackgroundLoops::webShield() {
   uint32_t timeout = times_.firstWebShieldMs;
   while (waitForWebShield(timeout)) {
@@ -116,7 +116,7 @@ void BackgroundLoops::webShield() {
   }
 }
 
-/// False once the engine stops, and when waiting is impossible.
+/// False once the engine stops, and when the wait fails.
 bool BackgroundLoops::waitForWebShield(uint32_t milliseconds) {
   if (!webShieldWake_) return !stop_.sleep(times_.firstWebShieldMs);
   const HANDLE events[] = {stop_.handle(), webShieldWake_.get()};

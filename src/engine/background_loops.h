@@ -1,5 +1,5 @@
 // The long-lived threads of the engine: the daily scan, real-time protection, the automatic live update and
-// the web shield. Each ends with the stop, whose event it sleeps on, so none makes the stop wait for a sleep.
+// the web shield. All sleep on the stop's event, so the stop never waits for a sleep to end.
 #pragma once
 
 #include <stop_token>
@@ -29,7 +29,7 @@ class BackgroundLoops {
     UpdateJobs& updates;
   };
 
-  /// Throws std::system_error when the system has no event to give.
+  /// Throws std::system_error when no event can be made.
   BackgroundLoops(const Parts& parts, const LoopTimes& times, std::stop_token stop);
   BackgroundLoops(const BackgroundLoops&) = delete;
   BackgroundLoops& operator=(const BackgroundLoops&) = delete;
@@ -54,7 +54,7 @@ class BackgroundLoops {
   const Parts parts_;
   const LoopTimes times_;
   const StopEvent stop_;
-  UniqueHandle webShieldWake_;  // auto-reset; made by start(), may be missing
+  UniqueHandle webShieldWake_;  // auto-reset; made by start(), empty if that failed
 
   std::thread scheduledThread_;
   std::thread realtimeThread_;

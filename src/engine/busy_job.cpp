@@ -39,7 +39,7 @@ void BusyJob::run(const Job& job) {
     text = exception.what();
   }
   if (!done) setLastError(std::move(text));
-  busy_.store(false);  // last: whoever sees the job ended also sees its outcome
+  busy_.store(false);  // last: the outcome is stored before the job counts as ended
 }
 
 void BusyJob::setLastError(std::string text) {

@@ -1,5 +1,5 @@
-// A job of which at most one runs at a time, on a thread of its own, and whose failure text stays until the
-// next launch. Thread-safe, except that join() and destruction must not race a launch().
+// Runs a job on a thread of its own, at most one at a time, and keeps its failure text until the next launch.
+// Thread-safe, except that join() and destruction must not race a launch().
 #pragma once
 
 #include <atomic>
@@ -37,7 +37,7 @@ class BusyJob {
   void setLastError(std::string text) EXCLUDES(mutex_);
 
   std::atomic<bool> busy_{false};
-  std::thread thread_;  // touched only by whoever won busy_, and by join()
+  std::thread thread_;  // used only by the launch() that set busy_, and by join()
   mutable Mutex mutex_;
   std::string lastError_ GUARDED_BY(mutex_);
 };

@@ -16,8 +16,9 @@ struct UtcMoment {
 
 class DailyWindow {
  public:
-  /// True once a day, at the first look within the first ten minutes of `scheduledHour`. The hour is UTC on
-  /// purpose; local time is not consulted. The day is used up by saying so, whatever comes of it.
+  /// True once a day, for the first call within the first ten minutes of `scheduledHour`. The hour is UTC on
+  /// purpose; local time is not consulted. A day counts as done once this returns true, even if the scan then
+  /// fails to start.
   bool due(const UtcMoment& now, uint32_t scheduledHour);
 
  private:

@@ -13,8 +13,7 @@ class Detections {
   void add(ThreatEvent event) EXCLUDES(mutex_);
   /// Hands out everything that waits, in order of detection, and keeps nothing.
   std::vector<ThreatEvent> take() EXCLUDES(mutex_);
-  /// Puts events in front of those that wait: the ones from `first` on that a client could not take after
-  /// all.
+  /// Puts the events from index `first` on, which a client could not take, back in front of those that wait.
   void putBack(std::vector<ThreatEvent> events, size_t first) EXCLUDES(mutex_);
 
  private:

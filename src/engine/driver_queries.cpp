@@ -21,12 +21,12 @@ bool DriverQueries::allowAccess(const std::wstring& path) {
     const ScanOptions options = scanOptionsFrom(settings_.get());
     const FileVerdict verdict =
         scanFile({database, options.maxFileSize, options.readChunk, {}}, path, scratch_);
-    // One step above what scans report: only what is surely harmful is blocked outright.
+    // One level above what scans report: only a file that is surely harmful is blocked.
     if (verdict.severity < kSeverityHigh) return true;
     detections_.add(makeThreatRecord(verdict));
     return false;
   } catch (const std::exception&) {
-    return true;  // trouble of ours must not lock the user out
+    return true;  // a failed scan must not lock the user out
   }
 }
 

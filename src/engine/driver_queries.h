@@ -1,4 +1,4 @@
-// What the minifilter driver asks, answered: may this file be used? Queries arrive one at a time on the
+// Answers the minifilter driver's queries whether a file may be used. They arrive one at a time, on the
 // link's thread.
 #pragma once
 
@@ -16,14 +16,14 @@ class SignaturesInForce;
 
 class DriverQueries {
  public:
-  /// All three must outlive the object. What is blocked goes to `detections`.
+  /// All three must outlive the object. Blocked files are added to `detections`.
   DriverQueries(const SettingsInForce& settings, const SignaturesInForce& signatures, Detections& detections)
       : settings_(settings), signatures_(signatures), detections_(detections) {}
 
-  /// Connects to the driver and begins to answer. False with a text without the driver. Call at most once.
-  /// Throws std::system_error when no thread can be made.
+  /// Connects to the driver and begins to answer. False with a text when the driver is not available. Call at
+  /// most once. Throws std::system_error when no thread can be made.
   bool connect(std::string* error);
-  /// Ends the link; may wait for one more message of the driver.
+  /// Ends the link; may wait for one more message from the driver.
   void stop() { link_.stop(); }
 
   void fillStatus(EngineStatus& status) const;

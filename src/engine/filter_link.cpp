@@ -65,7 +65,7 @@ void FilterLink::loop(const std::stop_token& stop) {
       continue;
     }
     const bool allow = !callback_ || callback_(message->path);
-    handled_.fetch_add(1);  // first: whoever sees the answer also sees it counted
+    handled_.fetch_add(1);  // first: a query is counted before its answer is visible
     answer(message->messageId, !allow);
   }
   connected_.store(false);

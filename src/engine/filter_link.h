@@ -23,12 +23,12 @@ class FilterLink {
   FilterLink(const FilterLink&) = delete;
   FilterLink& operator=(const FilterLink&) = delete;
 
-  /// Opens the port and starts the thread. Without the driver: false with a Russian text and the HRESULT.
-  /// Call at most once. Throws std::system_error when no thread can be made.
+  /// Opens the port and starts the thread. False with a Russian text and the HRESULT when the driver is not
+  /// available. Call at most once. Throws std::system_error when no thread can be made.
   bool connect(Callback callback, std::string* error);
 
   /// Ends the thread, then closes the port. The thread waits in the port without a time-out, so this returns
-  /// only after the driver has sent one more message, or is gone. The order is the driver's contract.
+  /// only after the driver has sent one more message, or is gone. The driver's contract requires this order.
   void stop();
 
   bool connected() const { return connected_.load(); }

@@ -10,7 +10,7 @@ constexpr uint32_t kTypeOtherQuery = 2;
 constexpr uint32_t kTypeKeepAlive = 3;
 constexpr uint32_t kTypeAnswer = 10;
 
-// Where the fields stand: the header of the filter library, then the body, which begins with a head of its
+// Offsets of the fields: the header of the filter library, then the body, which begins with a head of its
 // own.
 constexpr size_t kBodyLength = 0;  // the header's first field, taken as the length of the body
 constexpr size_t kMessageId = 8;

@@ -1,4 +1,4 @@
-// How often the long-lived threads look. The product has these periods; tests shorten them.
+// The periods of the long-lived threads. The defaults are the product's; tests shorten them.
 #pragma once
 
 #include <cstdint>

@@ -3,7 +3,7 @@
 namespace korvel::svc {
 namespace {
 
-// Where the fields of a FILE_NOTIFY_INFORMATION stand.
+// Offsets of the fields of a FILE_NOTIFY_INFORMATION.
 constexpr uint64_t kNextRecord = 0;
 constexpr uint64_t kNameLength = 8;  // in bytes
 constexpr uint64_t kName = 12;

@@ -3,12 +3,12 @@
 #include <exception>
 #include <utility>
 
+#include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
 #include "engine/notify_records.h"
-#include "scan/scan_filter.h"
 #include "runtime/log.h"
-#include "base/sizes.h"
+#include "scan/scan_filter.h"
 
 namespace korvel::svc {
 namespace {
@@ -133,7 +133,7 @@ void RealtimeWatcher::arm() {
   }
 }
 
-/// Wakes for changes and for the stop, whose event is one of those waited on, and for nothing else.
+/// Wakes only for changes and for the stop, whose event is the last one waited on.
 void RealtimeWatcher::loop() {
   std::vector<HANDLE> events;
   for (const std::unique_ptr<WatchedDir>& dir : dirs_) events.push_back(dir->event());
@@ -156,7 +156,7 @@ void RealtimeWatcher::handle(WatchedDir& dir) {
     if (stop_.requested()) return;
     scanChanged(dir.root() + L"\\" + name);
   }
-  (void)dir.arm();  // a root that cannot be armed again stays silent
+  (void)dir.arm();  // a root that cannot be armed again is no longer watched
 }
 
 void RealtimeWatcher::scanChanged(const std::wstring& path) {

@@ -27,8 +27,8 @@ class RealtimeWatcher {
   RealtimeWatcher(const RealtimeWatcher&) = delete;
   RealtimeWatcher& operator=(const RealtimeWatcher&) = delete;
 
-  /// Watches until the stop, which it notices at once, or until nothing is left to watch. Roots
-  /// that cannot be opened are passed over. Detections of severity 2 and above go to the callback, on the
+  /// Watches until the stop, which it notices at once. Roots that cannot be opened are skipped; returns at
+  /// once when there is no root to watch. Detections of severity 2 and above go to the callback, on the
   /// calling thread.
   void run(const std::vector<std::wstring>& roots);
 

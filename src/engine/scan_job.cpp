@@ -30,7 +30,7 @@ std::vector<ScanTarget> targetsOf(ScanScope scope, const std::vector<std::wstrin
     case ScanScope::kCustom:
       break;
   }
-  std::vector<ScanTarget> targets;  // also for numbers beyond the scopes
+  std::vector<ScanTarget> targets;  // also for values outside ScanScope
   targets.reserve(paths.size());
   for (const std::wstring& path : paths) targets.push_back({path, /*recursive=*/true});
   return targets;
@@ -46,7 +46,7 @@ void ScanJob::loadCache() {
   (void)cache_.load(scanCachePath());  // there is none before the first scan
 }
 
-/// Also while the process is about to stop the engine: nothing new begins any more.
+/// Also true once the process is asked to stop, before the engine is: no new scan begins then.
 bool ScanJob::stopping() const { return stop_.stop_requested() || StopSignal::process().requested(); }
 
 bool ScanJob::start(ScanScope scope, const std::vector<std::wstring>& paths, std::string* error) {
@@ -64,7 +64,7 @@ bool ScanJob::start(ScanScope scope, const std::vector<std::wstring>& paths, std
 
   const MutexLock lock(threadMutex_);
   if (thread_.joinable()) thread_.join();
-  // join() takes the same mutex: past this point it finds the thread, or nothing is started.
+  // join() takes the same mutex after the stop: either it finds the thread, or this check sees the stop.
   if (stopping()) {
     running_.store(false);
     return fail(error, "service is stopping");
@@ -91,7 +91,7 @@ void ScanJob::join() {
 
 ScanReport ScanJob::report() const {
   ScanReport report;
-  report.scanning = running();  // first: the outcome is there before the scan counts as ended
+  report.scanning = running();  // first: run() stores the outcome before the scan counts as ended
   const MutexLock lock(mutex_);
   report.progress = progress_;
   report.lastSummary = lastSummary_;
@@ -116,7 +116,7 @@ void ScanJob::run(ScanScope scope, const std::vector<std::wstring>& paths) {
     logAborted(exception.what());
     endEarly(scan_phase::kFailed, /*cancelled=*/true);
   }
-  running_.store(false);  // last: whoever sees the scan ended also sees its outcome
+  running_.store(false);  // last: the outcome is stored before the scan counts as ended
 }
 
 void ScanJob::scanTargets(const std::vector<ScanTarget>& targets, Clock::time_point began) {
@@ -149,8 +149,8 @@ ScanSummary ScanJob::countAndScan(FileScanner& scanner, const std::vector<ScanTa
     ScanJob& job;
     ~NotCancellableAtEnd() { job.setCancellable(nullptr); }
   } const atEnd{*this};
-  // The scanner forgets what was asked before its scan began. Its first report comes right after that, so
-  // from there on a cancel reaches it, and whoever sees the phase "scanning" can cancel the scan.
+  // scan() forgets earlier cancellations, then makes its first report. From that report on a cancel() reaches
+  // the scanner, so a client that sees the phase "scanning" can cancel the scan.
   bool begun = false;
   const auto onProgress = [&](const ScanProgressInfo& info) {
     if (!std::exchange(begun, true)) setCancellable(&scanner);
@@ -168,10 +168,10 @@ void ScanJob::setCancellable(FileScanner* scanner) {
 void ScanJob::finish(const ScanSummary& summary, Clock::time_point began) {
   const auto elapsedMs = static_cast<uint64_t>(
       std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - began).count());
-  (void)cache_.save(scanCachePath());  // a lost cache costs nothing but itself
+  (void)cache_.save(scanCachePath());  // a lost cache changes no verdict
   {
     const MutexLock lock(mutex_);
-    // Every scan that gets here counts as cancelled, also one that ran to its end: clients rely on it.
+    // Every scan that gets here counts as cancelled, even one that ran to its end: clients rely on it.
     cancelRequested_ = true;
     lastSummary_ = summary;
     lastSummary_.elapsedMs = elapsedMs;

@@ -36,22 +36,22 @@ class ScanJob {
   ScanJob(const ScanJob&) = delete;
   ScanJob& operator=(const ScanJob&) = delete;
 
-  /// Reads what earlier scans have left. Once, before the first start().
+  /// Reads the scan cache that earlier scans have saved. Call once, before the first start().
   void loadCache();
 
   /// Refuses with a text while the service stops, while protection is off, and while a scan runs. Throws
   /// std::system_error when no thread can be made; no scan counts as running then.
   bool start(ScanScope scope, const std::vector<std::wstring>& paths, std::string* error)
       EXCLUDES(threadMutex_, mutex_);
-  /// Asks the running scan to end with the file at hand; returns whether that had been asked before. A
-  /// request that comes before the scanning has begun is lost, and so are all that follow it: clients know it
-  /// so.
+  /// Asks the running scan to end after the current file; returns whether that had been asked before. A
+  /// request that comes before the scanning phase is lost, and so are all later ones for that scan: clients
+  /// rely on it.
   bool cancel() EXCLUDES(mutex_);
   /// Waits for the running scan, if any.
   void join() EXCLUDES(threadMutex_);
 
   bool running() const { return running_.load(); }
-  /// The state at one moment, without events: a report whose scan has ended has its outcome too.
+  /// The state at one moment, without events. A report whose scan has ended also has its outcome.
   ScanReport report() const EXCLUDES(mutex_);
   /// The detections of the current or last scan, in order.
   std::vector<ThreatRecord> results() const EXCLUDES(mutex_);

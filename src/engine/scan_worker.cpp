@@ -35,7 +35,8 @@ ScanWorker::ScanWorker(const LoopTimes& times)
       loops_({settings_, signatures_, detections_, scan_, updates_}, times, stop_.get_token()) {}
 
 ScanWorker::~ScanWorker() {
-  // A half-started engine ends its threads here. It saves nothing: what it holds may never have been read.
+  // A half-started engine ends its threads here. It saves nothing: its settings may never have been read from
+  // the disk.
   if (stop_.request_stop()) endThreads();
 }
 

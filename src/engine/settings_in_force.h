@@ -1,4 +1,4 @@
-// The settings that the service works with, and their way to the disk. Thread-safe.
+// Holds the settings that the service works with and saves them to the disk. Thread-safe.
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@ namespace korvel::svc {
 
 class SettingsInForce {
  public:
-  /// Writes a record to settings.ini; failures are its own matter.
+  /// Writes a record to settings.ini; handles its own failures.
   using Writer = std::function<void(const SettingsFields&)>;
 
   explicit SettingsInForce(Writer write) : write_(std::move(write)) {}
@@ -32,7 +32,7 @@ class SettingsInForce {
     change(settings_);
   }
 
-  /// Writes what is in force at that moment, without holding up anyone who reads or changes it.
+  /// Writes the settings in force at that moment; readers and changes do not wait for the disk.
   void save() EXCLUDES(saveMutex_, mutex_);
 
  private:

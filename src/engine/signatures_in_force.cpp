@@ -8,7 +8,8 @@ SignaturesInForce::Pointer SignaturesInForce::current() const {
 }
 
 void SignaturesInForce::replace(Pointer database) {
-  // The old one is freed with `database`, after the lock: freeing millions of entries takes a while.
+  // The old database is freed with the parameter, after the lock is released: freeing millions of entries
+  // takes a while.
   const MutexLock lock(mutex_);
   database_.swap(database);
 }

@@ -1,5 +1,5 @@
-// The signature database that new scans start with. A reload swaps the pointer; whoever holds the old
-// database keeps it until they let go. Thread-safe.
+// The signature database that new scans start with. A reload swaps the pointer; the old database lives until
+// its last user releases it. Thread-safe.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// What a verdict is called in the lists that a user sees. Pure.
+// Names a verdict for the lists that a user sees. Pure.
 #pragma once
 
 #include "records/threat_record.h"

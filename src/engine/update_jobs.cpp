@@ -74,7 +74,7 @@ void UpdateJobs::setInstaller(std::wstring path) {
 
 void UpdateJobs::fillStatus(EngineStatus& status) const {
   status.updateCheckRunning =
-      updateCheck_.busy();  // first: the outcome is there before the job counts as ended
+      updateCheck_.busy();  // first: the job stores its outcome before it counts as ended
   status.updateCheckError = updateCheck_.lastError();
   status.liveUpdateRunning = liveUpdate_.busy();
   const MutexLock lock(mutex_);

@@ -1,6 +1,6 @@
-// Fresh signatures and the self-update check. Both run on request, each on a job thread; the live update also
-// runs by itself once a day, on the thread that calls it. Thread-safe, except that join() must not race a
-// start.
+// The live update of the signatures and the self-update check. Both run on request, each on a job thread; the
+// live update also runs by itself once a day, on the thread that calls it. Thread-safe, except that join()
+// must not race a start.
 #pragma once
 
 #include <stop_token>
@@ -17,17 +17,19 @@ class SignaturesInForce;
 
 class UpdateJobs {
  public:
-  /// `settings` and `signatures` must outlive the jobs; `stop` ends them at once, whatever a server does.
+  /// `settings` and `signatures` must outlive the jobs; `stop` ends their downloads at once, whatever a
+  /// server does.
   UpdateJobs(SettingsInForce& settings, SignaturesInForce& signatures, std::stop_token stop)
       : settings_(settings), signatures_(signatures), stop_(std::move(stop)) {}
   UpdateJobs(const UpdateJobs&) = delete;
   UpdateJobs& operator=(const UpdateJobs&) = delete;
 
-  /// Each starts its job and refuses with a text while that job runs. How it ended is in fillStatus().
+  /// Each starts its job and refuses with a text while that job runs. fillStatus() says whether the jobs run
+  /// and how the check ended.
   bool startLiveUpdate(std::string* error);
   bool startUpdateCheck(std::string* error);
   /// The live update of the day. It does not count as a running job, so a requested one may run at the same
-  /// time: both are whole, and they take turns in writing. A failure is logged.
+  /// time: each is complete, and they write one after the other. A failure is logged.
   void runAutomaticUpdate();
   /// Loads the signature files anew and puts them in force; false with a text when no entry was loaded.
   bool reloadSignatures(std::string* error);

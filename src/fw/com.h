@@ -1,7 +1,7 @@
-// Owners for what COM hands out: the apartment of a thread, interface pointers, strings, variants.
+// Owners of COM resources: the apartment of a thread, interface pointers, strings, variants.
 //
-// None of them is thread-safe, and none may outlive the apartment it was obtained in: declare the apartment
-// first.
+// None of them is thread-safe, and none may outlive the apartment in which it was obtained: declare the
+// apartment first.
 #pragma once
 
 #include <new>
@@ -16,8 +16,8 @@
 
 namespace korvel::fw {
 
-/// Enters a single-threaded apartment, and leaves it as often as it was entered. A thread that already lives
-/// in another kind of apartment keeps it; in-process classes can be used from there as well.
+/// Enters a single-threaded apartment and, if that succeeded, leaves it on destruction. A thread that is already
+/// in another kind of apartment stays there, where in-process classes can be used as well.
 class ComApartment {
  public:
   ComApartment() : entered_(SUCCEEDED(::CoInitializeEx(/*reserved=*/nullptr, COINIT_APARTMENTTHREADED))) {}
@@ -47,7 +47,7 @@ class ComPtr : public UniqueResource<InterfaceTraits<Interface>> {
   Interface* operator->() const { return this->get(); }
 };
 
-/// The result of a call that returns an interface through `pointer`: success without a pointer is a failure.
+/// The result of a call that returns an interface through `pointer`; success with a null pointer is a failure.
 template <typename Interface>
 HRESULT received(HRESULT result, const ComPtr<Interface>& pointer) {
   return SUCCEEDED(result) && !pointer ? E_POINTER : result;
@@ -95,7 +95,7 @@ class Variant {
   Variant& operator=(const Variant&) = delete;
 
   VARTYPE type() const { return V_VT(&value_); }
-  /// The object of a VT_DISPATCH; still owned by the variant, null for every other type.
+  /// The object of a VT_DISPATCH, still owned by the variant; null for every other type.
   IDispatch* dispatch() const { return type() == VT_DISPATCH ? V_DISPATCH(&value_) : nullptr; }
 
   /// For calls that return a variant through a pointer: releases what is held first.
@@ -106,7 +106,7 @@ class Variant {
 
  private:
   void clear() {
-    (void)::VariantClear(&value_);  // fails only for a type that is none, and then there is nothing to free
+    (void)::VariantClear(&value_);  // fails only for an invalid type; nothing to free then
     ::VariantInit(&value_);
   }
 

@@ -19,7 +19,7 @@ bool failWith(std::string* error, const char* context, HRESULT result) {
   return fail(error, firewallFailure(context, result));
 }
 
-/// The frame of every change: an apartment, a policy object, the work, and no exception beyond.
+/// Calls `work` with a policy object, inside an apartment. Every exception becomes a failure.
 template <typename Work>
 bool changeFirewall(std::string* error, const Work& work) {
   try {
@@ -41,7 +41,7 @@ bool openRules(INetFwPolicy2& policy, ComPtr<INetFwRules>& rules, std::string* e
   return SUCCEEDED(result) || failWith(error, kNoRules, result);
 }
 
-/// One entry for each rule whose name passes, so that a name that two rules share is there twice.
+/// Collects one name per matching rule: a name that two rules share appears twice.
 bool collectNames(INetFwRules& rules, const NameTest& matches, std::vector<std::wstring>& names,
                   std::string* error) {
   RuleWalk walk;
@@ -54,7 +54,7 @@ bool collectNames(INetFwRules& rules, const NameTest& matches, std::vector<std::
   return true;
 }
 
-/// The names are collected before the first removal: a collection must not change while it is walked.
+/// Collects the names before the first removal, because a collection must not change during its enumeration.
 bool removeMatching(INetFwRules& rules, const NameTest& matches, std::string* error) {
   std::vector<std::wstring> names;
   if (!collectNames(rules, matches, names, error)) return false;
@@ -76,7 +76,7 @@ bool addRules(INetFwRules& rules, const std::vector<RuleDescription>& wanted, st
   return true;
 }
 
-/// Compared as the API spells the names, since a path that is no valid UTF-8 changes in the conversion.
+/// Compares in UTF-16, as the API returns names: a path that is not valid UTF-8 changes in the conversion.
 NameTest namesOf(const std::vector<RuleDescription>& wanted) {
   std::vector<std::wstring> names;
   names.reserve(wanted.size());

@@ -1,5 +1,5 @@
-// The steps on the Windows Firewall's COM objects that queries and changes share. Calls need an apartment
-// on the calling thread and throw std::bad_alloc only.
+// Operations on the COM objects of Windows Firewall that queries and changes share. Calls need an apartment on
+// the calling thread and throw only std::bad_alloc.
 #pragma once
 
 #include <string>
@@ -17,20 +17,20 @@ HRESULT createFirewallPolicy(ComPtr<INetFwPolicy2>& policy);
 std::wstring ruleName(INetFwRule& rule);
 std::wstring ruleApplication(INetFwRule& rule);
 
-/// Hands out the rules of a collection one by one.
+/// Enumerates the rules of a collection.
 class RuleWalk {
  public:
   /// Starts at the first rule. On failure there is nothing to walk.
   HRESULT open(INetFwRules& rules);
-  /// False at the end, and as soon as the enumerator fails. Elements that are no rules are left out.
+  /// False at the end, and as soon as the enumerator fails. Elements that are not rules are skipped.
   bool next(ComPtr<INetFwRule>& rule);
 
  private:
   ComPtr<IEnumVARIANT> elements_;
 };
 
-/// Makes a rule that is not part of any collection yet. Returns the first failing call's result, and then
-/// `rule` is empty.
+/// Creates a rule that is not part of any collection yet. On failure returns the result of the first failing
+/// call and leaves `rule` empty.
 HRESULT makeFirewallRule(const RuleDescription& description, ComPtr<INetFwRule>& rule);
 
 }  // namespace korvel::fw

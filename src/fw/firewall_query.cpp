@@ -13,8 +13,8 @@ std::wstring lookUpWindowsDirectory() {
   std::wstring path(MAX_PATH, L'\0');
   for (;;) {
     const UINT length = ::GetWindowsDirectoryW(path.data(), static_cast<UINT>(path.size()));
-    const bool fits = length < path.size();  // a longer one is counted with its terminator
-    path.resize(length);                     // nothing on failure: then no path is a system path
+    const bool fits = length < path.size();  // the length of a longer path includes its NUL
+    path.resize(length);                     // empty on failure; no path is a system path then
     if (fits) return path;
   }
 }
@@ -38,7 +38,7 @@ void readProfiles(INetFwPolicy2& policy, FirewallStatus& status) {
   }
 }
 
-/// The number behind an enumeration that somebody else filled in, perhaps with a value that it does not name.
+/// The number in an enumeration that the API has filled in, perhaps with a value that has no enumerator.
 template <typename Enum>
 int32_t numberOf(const Enum& value) {
   static_assert(sizeof(Enum) == sizeof(int32_t));
@@ -47,7 +47,7 @@ int32_t numberOf(const Enum& value) {
   return number;
 }
 
-/// A property that cannot be read keeps the default of ListedRule: the rule is there and is shown.
+/// A property that cannot be read keeps the default of ListedRule, because the rule is shown anyway.
 ListedRule readRule(INetFwRule& rule, const std::wstring& name, const std::wstring& application) {
   ListedRule listed;
   listed.name = toUtf8(name);

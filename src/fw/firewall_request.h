@@ -1,7 +1,7 @@
-// What a firewall request asks for, read from its one text argument, and the rules that it leads to.
+// Parses the text argument of firewall requests and builds the rules that they ask for.
 //
-// Parsers return false with the sentence for the user in `error` (may be null) and leave the result alone.
-// Texts are UTF-8. Pure and thread-safe.
+// On failure, parsers return false with a sentence for the user in `error` (may be null) and leave the result
+// unchanged. Texts are UTF-8. Pure and thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace korvel::fw {
 
-/// A firewall rule to be made. Empty texts are not set on the rule. The numbers are the API's.
+/// A firewall rule to be created. Empty texts are not set on the rule. The numbers are the API's.
 struct RuleDescription {
   std::string name;
   std::string description;
@@ -25,16 +25,16 @@ struct ProfileRequest {
   int32_t type = 0;  // NET_FW_PROFILE_TYPE2
   bool enable = false;
 };
-/// "<profile>,<value>": the profile's name in any case, then "1" or "0".
+/// "<profile>,<value>": the profile's name, case-insensitive, then "1" or "0".
 bool parseProfileRequest(std::string_view request, ProfileRequest& parsed, std::string* error);
 
 struct ApplicationRequest {
   int32_t action = 0;
   bool inbound = false;
   bool outbound = false;
-  std::string path;  // never empty; may hold further bars
+  std::string path;  // never empty; may contain '|'
 };
-/// "<action>|<direction>|<path>": "block" or "allow", then "in", "out" or "both", each in any case.
+/// "<action>|<direction>|<path>": "block" or "allow", then "in", "out" or "both"; both case-insensitive.
 bool parseApplicationRequest(std::string_view request, ApplicationRequest& parsed, std::string* error);
 
 /// "1" blocks all inbound traffic, "0" lets it in again.

@@ -11,7 +11,7 @@ namespace {
 constexpr std::wstring_view kBlockInboundPrefix = L"KORVEL: block all inbound";
 constexpr uint32_t kAccessDenied = 0x80070005;
 
-/// In any case.
+/// Case-insensitive.
 bool beginsWith(std::wstring_view text, std::wstring_view prefix) {
   return lowerWide(text.substr(0, prefix.size())) == lowerWide(prefix);
 }
@@ -48,7 +48,7 @@ bool isSystemPath(std::wstring_view path, std::wstring_view windowsDirectory) {
 
 bool noticeRule(FirewallStatus& status, std::wstring_view name, std::wstring_view application,
                 std::wstring_view windowsDirectory) {
-  // The mark counts for rules that get no line too: block-inbound rules have no application.
+  // Also set by rules that are not listed: block-inbound rules have no application.
   if (isBlockInboundRuleName(name)) status.inboundBlocked = true;
   if (application.empty() || status.rules.size() >= kMaxRuleLines) return false;
   return isOwnRuleName(name) || !isSystemPath(application, windowsDirectory);

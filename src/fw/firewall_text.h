@@ -1,7 +1,7 @@
-// The text that answers "what does the firewall look like", and the words of firewall failures.
+// Formats the reply to a firewall status request, and the texts of firewall failures.
 //
 // The reply is UTF-8 lines, each ending in LF: profiles, at most kMaxRuleLines rules, the block-inbound
-// state, errors. Plain records go in, so that nothing here knows COM. Pure and thread-safe.
+// state, errors. Works on plain records and does not depend on COM. Pure and thread-safe.
 #pragma once
 
 #include <cstddef>
@@ -12,12 +12,12 @@
 
 namespace korvel::fw {
 
-/// A firewall profile by its name in requests and replies and by its NET_FW_PROFILE_TYPE2 value.
+/// A firewall profile: its name in requests and replies, and its NET_FW_PROFILE_TYPE2 value.
 struct ProfileKind {
   std::string_view name;
   int32_t type;
 };
-/// Every profile, in the order of all replies and of all rules made per profile.
+/// Every profile, in the order used in replies and when one rule is created per profile.
 inline constexpr ProfileKind kProfiles[] = {{"domain", 1}, {"private", 2}, {"public", 4}};
 
 inline constexpr size_t kMaxRuleLines = 400;
@@ -27,7 +27,7 @@ struct ProfileState {
   bool on = false;
 };
 
-/// A rule that gets a line of its own. The numbers are the API's; what could not be read stays as it is here.
+/// A rule that is listed in the reply. The numbers are the API's; unreadable properties keep these defaults.
 struct ListedRule {
   bool enabled = false;
   int32_t action = 0;     // NET_FW_ACTION: 0 blocks, anything else allows
@@ -40,33 +40,34 @@ struct FirewallStatus {
   std::vector<ProfileState> profiles;
   std::vector<ListedRule> rules;
   bool inboundBlocked = false;
-  std::vector<std::string> errors;  // messages as people read them, not escaped
+  std::vector<std::string> errors;  // messages for the user, not escaped
 };
 
-/// True for the rules of this product: the name begins with "KORVEL:" in any case.
+/// True for the rules of this product: the name begins with "KORVEL:", case-insensitively.
 bool isOwnRuleName(std::wstring_view name);
 
-/// True for the rules that block all inbound traffic: "KORVEL: block all inbound" in any case, then anything.
+/// True for the rules that block all inbound traffic: the name begins with "KORVEL: block all inbound",
+/// case-insensitively.
 bool isBlockInboundRuleName(std::wstring_view name);
 
-/// True when `path` begins with `windowsDirectory` in any case; never for an empty directory.
+/// True when `path` begins with `windowsDirectory`, case-insensitively; never for an empty directory.
 bool isSystemPath(std::wstring_view path, std::wstring_view windowsDirectory);
 
-/// Takes notice of a rule met in the walk over all rules: keeps the block-inbound mark and says whether the
-/// rule is to be added to `status.rules`.
+/// Processes one of all existing rules: sets `status.inboundBlocked` for a block-inbound rule, and returns
+/// whether the caller is to add the rule to `status.rules`.
 bool noticeRule(FirewallStatus& status, std::wstring_view name, std::wstring_view application,
                 std::wstring_view windowsDirectory);
 
-/// The whole reply for a firewall that could be asked.
+/// The whole reply for a firewall that can be accessed.
 std::string firewallStatusText(const FirewallStatus& status);
 
-/// The reply that is nothing but one error: no line feed at its end.
+/// A reply that consists of a single error line, without a line feed.
 std::string firewallErrorReply(std::string_view message);
 
-/// Puts a backslash before each comma and a space in the place of each CR and LF; a backslash is not escaped.
+/// Puts a backslash before each comma and replaces each CR and LF by a space; backslashes are not escaped.
 std::string escapeFirewallField(std::string_view text);
 
-/// An HRESULT for the user: "код 0x800706D9"; a refusal for want of rights says so in words.
+/// An HRESULT for the user: "код 0x800706D9", or a sentence for E_ACCESSDENIED.
 std::string firewallErrorText(long hr);
 
 /// `context`, ": " and firewallErrorText(hr).

@@ -33,7 +33,7 @@ class BlockHasher : public Hasher {
 
   std::string hexDigest() const override { return encodeHex(digest()); }
 
-  /// The same digest as bytes. Leaves the object as it is.
+  /// The same digest as bytes. The object is unchanged.
   Bytes digest() const {
     State state = state_;
     const PaddedTail tail = stream_.paddedTail(Algorithm::kByteOrder);

@@ -1,4 +1,4 @@
-// The part that all three digests have in common: cutting a stream of any pieces into blocks of 64 bytes,
+// The common part of all three digests: cutting a stream of pieces of any size into blocks of 64 bytes,
 // counting its bits, and padding its end. Pure; not thread-safe.
 #pragma once
 
@@ -13,8 +13,8 @@ namespace korvel::hash {
 
 inline constexpr size_t kBlockBytes = 64;
 
-/// What a digest still has to compress at the end of its message: one block, or two when the bit count
-/// does not fit into the first.
+/// The padded end of a message, which a digest compresses last: one block, or two when the bit count does not
+/// fit into the first.
 struct PaddedTail {
   std::array<uint8_t, 2 * kBlockBytes> bytes{};
   size_t blocks = 0;
@@ -22,8 +22,8 @@ struct PaddedTail {
 
 class BlockStream {
  public:
-  /// Feeds bytes and calls `compress(blocks, count)` with each run of whole blocks, in order. Blocks that
-  /// lie whole inside `data` are handed on where they are, without a copy.
+  /// Feeds bytes and calls `compress(blocks, count)` with each run of whole blocks, in order. Blocks that lie
+  /// entirely inside `data` are passed on in place, without a copy.
   template <typename Compress>
   void update(const uint8_t* data, size_t length, Compress compress) {
     if (length == 0) return;  // `data` may be null then
@@ -48,7 +48,7 @@ class BlockStream {
   size_t bytesToBoundary() const { return (kBlockBytes - waiting_) % kBlockBytes; }
 
   /// The waiting bytes, one 0x80 byte, zeros up to the last eight bytes of a block, and there the bit count
-  /// in the given byte order. The stream stays as it is.
+  /// in the given byte order. The stream is unchanged.
   PaddedTail paddedTail(std::endian lengthOrder) const {
     constexpr size_t kLengthBytes = 8;
     PaddedTail tail;

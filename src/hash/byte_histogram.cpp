@@ -8,7 +8,7 @@
 namespace korvel::hash {
 namespace {
 
-// Below this clearing and adding up four tables costs more than they save.
+// Below this size, clearing and adding up four tables costs more time than they save.
 constexpr size_t kWorthTablesBytes = 2 * kKiB;
 
 }  // namespace
@@ -17,7 +17,7 @@ void ByteTables::count(const uint8_t* data, size_t length) {
   const uint8_t* const wordsEnd = data + length / 8 * 8;
   const uint8_t* const end = data + length;
   for (; data != wordsEnd; data += 8) {
-    uint64_t word;  // which byte goes to which table does not matter, so neither does the byte order
+    uint64_t word;  // in any byte order: it does not matter which byte goes to which table
     std::memcpy(&word, data, sizeof word);
     ++counts[0][word & 0xff];
     ++counts[1][word >> 8 & 0xff];

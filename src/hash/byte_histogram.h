@@ -15,12 +15,12 @@ using ByteCounts = std::array<uint64_t, 256>;
 /// Adds the bytes of a range to `counts`.
 void countBytes(const uint8_t* data, size_t length, ByteCounts& counts);
 
-/// Four partial histograms that the bytes go to in turn. One table alone degrades on runs of equal bytes,
-/// where each increment waits for the one before it to reach memory.
+/// Four partial histograms, used for successive bytes in turn. A single table is slow on runs of equal bytes,
+/// where each increment waits for the previous one to reach memory.
 struct ByteTables {
   static constexpr size_t kTables = 4;
-  /// What a table is fed between clearing and addTo(): far below the range of its counters, and enough that
-  /// adding the tables up costs nothing beside it.
+  /// The most bytes to count before addTo(): far below the range of the counters, and enough to make the cost
+  /// of addTo() negligible.
   static constexpr size_t kMaxBytes = 1 * kMiB;
 
   uint32_t counts[kTables][256] = {};

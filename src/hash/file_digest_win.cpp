@@ -14,7 +14,7 @@ namespace {
 
 template <typename Digest>
 std::string digestFile(const std::wstring& path, size_t chunkSize) {
-  // Shared for reading only: a file that someone has open for writing is not digested half-written.
+  // Shared for reading only, so that a file open for writing elsewhere is not digested half-written.
   const UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
                                         /*template=*/nullptr));
@@ -24,7 +24,7 @@ std::string digestFile(const std::wstring& path, size_t chunkSize) {
 
   Digest digest;
   DWORD got = 0;
-  // A read that fails ends the file there: the digest is then that of the bytes before it.
+  // A failed read ends the loop: the digest is then that of the bytes before it.
   while (::ReadFile(file.get(), buffer.data(), want, &got, /*overlapped=*/nullptr) && got != 0) {
     digest.update(buffer.data(), got);
   }

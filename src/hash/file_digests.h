@@ -1,4 +1,4 @@
-// The three digests by which a file is known.
+// The three digests that identify a file.
 #pragma once
 
 #include <array>
@@ -11,7 +11,7 @@ inline constexpr size_t kMd5Bytes = 16;
 inline constexpr size_t kSha1Bytes = 20;
 inline constexpr size_t kSha256Bytes = 32;
 
-/// Digests of the same bytes, in the byte order of their published texts. A plain value.
+/// Digests of the same bytes, each in the byte order of its hexadecimal text. A plain value.
 struct FileDigests {
   std::array<uint8_t, kMd5Bytes> md5;
   std::array<uint8_t, kSha1Bytes> sha1;

@@ -15,11 +15,11 @@ class Hasher {
   /// Feeds bytes: any length, 0 included, in any number of calls.
   virtual void update(const uint8_t* data, size_t length) = 0;
 
-  /// The digest of everything fed so far, lower-case hexadecimal. Leaves the object as it is, so feeding
-  /// may go on afterwards.
+  /// The digest of everything fed so far, in lower-case hexadecimal. The object is unchanged, so feeding may
+  /// continue.
   virtual std::string hexDigest() const = 0;
 
-  /// Bytes the compression function takes at a time: 64 for every digest here.
+  /// The block size of the compression function, in bytes: 64 for every digest here.
   virtual size_t blockSize() const { return 64; }
 };
 

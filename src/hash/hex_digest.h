@@ -1,5 +1,5 @@
-// Digests between their two forms: hexadecimal text, as files and messages carry them, and the bytes that
-// the signature tables hold. Pure and thread-safe.
+// Converts digests between hexadecimal text, used in files and messages, and bytes, used in signature tables.
+// Pure and thread-safe.
 #pragma once
 
 #include <array>
@@ -13,19 +13,19 @@
 
 namespace korvel::hash {
 
-/// Decodes exactly `bytes` bytes from the 2 x `bytes` characters at `text` (0-9, a-f, A-F). False when one of
-/// them is something else; what `out` then holds is unspecified.
+/// Decodes exactly `bytes` bytes from the 2 x `bytes` characters at `text` (0-9, a-f, A-F). False when another
+/// character is among them; the content of `out` is then unspecified.
 bool decodeHex(const char* text, size_t bytes, uint8_t* out);
 
-/// Lower-case hexadecimal; the second form writes twice as many characters as there are bytes.
+/// Lower-case hexadecimal. The second overload writes 2 x bytes.size() characters, without a NUL.
 std::string encodeHex(std::span<const uint8_t> bytes);
 void encodeHex(std::span<const uint8_t> bytes, char* out);
 
-/// An MD5, SHA-1 or SHA-256 digest; its size tells which. Empty until parsed.
+/// An MD5, SHA-1 or SHA-256 digest, distinguished by its size. Empty until parsed.
 class Digest {
  public:
-  /// Takes the digest that `text` spells in 32, 40 or 64 hexadecimal characters of any case. False, and the
-  /// digest empty, for every other text.
+  /// Parses 32, 40 or 64 hexadecimal characters of any case. For every other text returns false and leaves the
+  /// digest empty.
   bool parse(std::string_view text);
 
   std::span<const uint8_t> bytes() const { return {bytes_.data(), size_}; }

@@ -25,7 +25,7 @@ constexpr TripleKernel kTripleKernels[] = {
     {"portable", always, portable::triple, portable::tripleAndCount},
 };
 
-// Four KiB at a time, so that the second and third digest find their blocks in the nearest cache.
+// Four KiB at a time, so that the second and third digest find the blocks in the L1 cache.
 constexpr size_t kPieceBlocks = 64;
 
 }  // namespace
@@ -55,8 +55,8 @@ void portable::tripleAndCount(TripleState& state, const uint8_t* blocks, size_t 
   }
 }
 
-// The registers that the SHA instructions use are saved by every 64-bit system, so unlike for AVX the
-// processor's own word is enough.
+// Tests the processor's flags only: every 64-bit system saves the registers that the SHA instructions use, so
+// unlike AVX they need no support from the system.
 bool sha_ni::supported() {
   constexpr unsigned kSsse3InEcx = 1u << 9;
   constexpr unsigned kSse41InEcx = 1u << 19;

@@ -1,8 +1,8 @@
-// The compression functions there are for each digest, and the choice among them.
+// The available compression functions of each digest, and the choice among them.
 //
-// Each list is ordered best first and ends with "portable", which runs everywhere and defines what is
-// correct; the tests hold every other entry against it. MD5 has one implementation only: its steps form a
-// single chain that no instruction set shortens.
+// Each list is ordered best first and ends with "portable", which runs everywhere and is the reference that
+// tests compare every other entry with. MD5 has only one implementation: its steps form a single dependency
+// chain that no instruction set shortens.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,8 @@
 
 namespace korvel::hash {
 
-/// SHA-1 and SHA-256: `state` has five or eight words, `blocks` any alignment, `count` blocks of 64 bytes.
+/// SHA-1 and SHA-256: `state` has five or eight words; `blocks` holds `count` blocks of 64 bytes and may have
+/// any alignment.
 struct DigestKernel {
   const char* name;  ///< for tests and benchmarks
   bool (*supported)();
@@ -27,7 +28,7 @@ struct TripleState {
   uint32_t sha256[8];
 };
 
-/// All three digests at once, and the same with the bytes of the blocks counted on the way.
+/// All three digests at once; compressAndCount() also counts the bytes of the blocks.
 struct TripleKernel {
   const char* name;
   bool (*supported)();
@@ -40,7 +41,7 @@ std::span<const DigestKernel> sha1Kernels();
 std::span<const DigestKernel> sha256Kernels();
 std::span<const TripleKernel> tripleKernels();
 
-/// The first of a list that this processor can run.
+/// The first entry of a list that this processor can run.
 template <typename Kernel>
 const Kernel& fastestSupported(std::span<const Kernel> kernels) {
   for (const Kernel& kernel : kernels) {

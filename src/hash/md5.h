@@ -1,4 +1,4 @@
-// MD5 as published in RFC 1321. It identifies files of known hash lists; it protects nothing.
+// MD5 as published in RFC 1321. Used to find files in hash lists, not for security.
 #pragma once
 
 #include <array>

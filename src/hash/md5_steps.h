@@ -1,6 +1,6 @@
-// The steps of MD5, shared by the kernel that runs MD5 alone and the one that weaves it into the other
-// digests. The steps are inlined always: the including files are compiled for different instruction sets,
-// and the linker must not let one use the other's copy.
+// The steps of MD5, shared by the kernel that runs MD5 alone and the one that interleaves it with the other
+// digests. The steps are always inlined: the including files are compiled for different instruction sets, and
+// the linker must not share one copy between them.
 #pragma once
 
 #include <bit>
@@ -22,13 +22,13 @@ inline constexpr uint32_t kMd5Sines[64] = {
     0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391,
 };
 
-/// The four words between steps, as separate values: in an array the compiler moves them to a vector
-/// register and back, which costs more than all its gain.
+/// The four words of the state. Not an array, because the compiler would move it to a vector register and back,
+/// which costs more than it gains.
 struct Md5Words {
   uint32_t a, b, c, d;
 };
 
-/// One step. After four of them, with the words turned by one place each time, all are back in their places.
+/// One step. The caller rotates the arguments by one place per step; after four steps they are in order again.
 template <int kStep>
 [[gnu::always_inline]] inline void md5Step(uint32_t& a, uint32_t b, uint32_t c, uint32_t d,
                                            const uint8_t* block) {
@@ -38,8 +38,8 @@ template <int kStep>
   constexpr int kShift = kShifts[kRound][kStep % 4];
 
   uint32_t sum = a + loadLe32(block + size_t{4} * (kWordOf[kRound] % 16)) + kMd5Sines[kStep];
-  // `b` comes from the step before and is what everything waits for, so each form touches it last. In the
-  // second round the two halves of the choice have no bit in common and may be added one after the other.
+  // `b` is the result of the previous step and on the critical path, so each expression uses it last. In the
+  // second round the two terms of the choice have no bit in common, so they may be added separately.
   if constexpr (kRound == 0) sum += d ^ (b & (c ^ d));
   if constexpr (kRound == 1) sum += (c & ~d) + (b & d);
   if constexpr (kRound == 2) sum += b ^ (c ^ d);

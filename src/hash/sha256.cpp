@@ -27,7 +27,7 @@ template <int kStep>
   }
 }
 
-// One step. Instead of moving every word to its neighbour's place, the caller turns the arguments.
+// One step. Instead of moving every word by one place, the caller rotates the arguments.
 template <int kStep>
 [[gnu::always_inline]] inline void step(uint32_t a, uint32_t b, uint32_t c, uint32_t& d, uint32_t e,
                                         uint32_t f, uint32_t g, uint32_t& h, uint32_t (&w)[16],

@@ -1,5 +1,5 @@
 // The round constants of SHA-256, FIPS 180-4 section 4.2.2: the first 32 bits of the fractional parts of the
-// cube roots of the first 64 primes. Aligned for kernels that take four at a time.
+// cube roots of the first 64 primes. Aligned for kernels that load four at a time.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// SHA-1 and SHA-256 alone with the processor's SHA instructions. Compiled with flags of its own, so nothing
-// here may be called before sha_ni::supported() has said yes.
+// SHA-1 or SHA-256 alone with the processor's SHA instructions. Compiled with its own flags, so nothing here
+// may be called unless sha_ni::supported() returns true.
 #include <utility>
 
 #include "hash/block_stream.h"

@@ -1,9 +1,9 @@
-// Four rounds of SHA-1 and of SHA-256 in the processor's SHA instructions, shared by the kernels that run
-// one digest and the one that runs all. Inlined always, and included only by files compiled for SHA, SSSE3
-// and SSE4.1.
+// Four rounds of SHA-1 and of SHA-256 in the processor's SHA instructions, shared by the kernels that run one
+// digest and the one that runs all. Always inlined, and included only by files compiled for SHA, SSSE3 and
+// SSE4.1.
 //
-// Each group of rounds needs four message words. The last sixteen are kept in a ring of four registers in
-// which group n replaces group n - 4.
+// Each group of four rounds needs four message words. The last sixteen words are kept in a ring of four
+// registers, in which those of group n replace those of group n - 4.
 #pragma once
 
 #include <immintrin.h>
@@ -24,10 +24,10 @@ namespace korvel::hash {
 // Reverses the order of 32-bit words, as _mm_shuffle_epi32 takes it.
 inline constexpr int kReverseWords = 0x1b;
 
-/// SHA-1. The instructions want the first word in the highest place.
+/// SHA-1. The instructions expect the first word in the highest position.
 struct Sha1Vectors {
   __m128i abcd;
-  __m128i e;  ///< before the first group E itself, later the ABCD that the next E is made from
+  __m128i e;  ///< before the first group E itself, later the ABCD from which the next E is derived
   __m128i words[4];
 
   [[gnu::always_inline]] void load(const uint32_t* state) {
@@ -62,7 +62,7 @@ template <int kGroup>
   sha1.abcd = _mm_sha1rnds4_epu32(sha1.abcd, ePlusWords, kGroup / 5);
 }
 
-/// SHA-256. The instructions want the state as two vectors, F E B A and H G D C from the lowest word up.
+/// SHA-256. The instructions expect the state as two vectors, F E B A and H G D C from the lowest word up.
 struct Sha256Vectors {
   __m128i abef;
   __m128i cdgh;
@@ -100,7 +100,7 @@ template <int kGroup>
     words = _mm_sha256msg1_epu32(words, sha256.words[(kGroup + 1) % 4]);
     words = _mm_sha256msg2_epu32(_mm_add_epi32(words, sevenBack), last);
   }
-  // Two rounds at a time, each with the two lowest words of the sum; the halves of the state change places.
+  // Each instruction does two rounds with the two lowest words of the sums, and the two state vectors swap roles.
   const __m128i sums = _mm_add_epi32(words, loadVector(kSha256Constants + size_t{4} * kGroup));
   sha256.cdgh = _mm_sha256rnds2_epu32(sha256.cdgh, sha256.abef, sums);
   sha256.abef = _mm_sha256rnds2_epu32(sha256.abef, sha256.cdgh, _mm_shuffle_epi32(sums, 0x0e));

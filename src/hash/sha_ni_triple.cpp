@@ -1,9 +1,9 @@
-// MD5, SHA-1 and SHA-256 over the same block at once. Compiled with flags of its own, so nothing here may be
-// called before sha_ni::supported() has said yes.
+// MD5, SHA-1 and SHA-256 over the same block at once. Compiled with its own flags, so nothing here may be
+// called unless sha_ni::supported() returns true.
 //
 // MD5 is one long chain of dependent integer operations that leaves most of the processor idle. The SHA
-// instructions run on other units, and so does counting bytes, so both are nearly free where they stand
-// between MD5 steps. The weave has to be this fine: the processor looks ahead only a part of one block.
+// instructions and the counting of bytes run on other units, so both are nearly free between MD5 steps. The
+// interleaving has to be this fine because the processor looks ahead by only part of a block.
 #include <utility>
 
 #include "hash/block_stream.h"
@@ -25,8 +25,8 @@ template <bool kCount, int kByte>
   if constexpr (kCount) ++tables->counts[kByte % ByteTables::kTables][block[kByte]];
 }
 
-/// A sixteenth of a block: 4 of 64 MD5 steps, each with the byte of its number; 4 of 64 SHA-256 rounds; and
-/// of the 20 groups of SHA-1 rounds one or, every fourth time, two.
+/// A sixteenth of the work on a block: 4 of 64 MD5 steps, each with the counting of one byte; 4 of 64 SHA-256
+/// rounds; and one of the 20 groups of SHA-1 rounds, or two in every fourth part.
 template <int kPart, bool kCount>
 [[gnu::always_inline]] inline void part(Woven& woven, const uint8_t* block, ByteTables* tables) {
   constexpr int kStep = 4 * kPart;

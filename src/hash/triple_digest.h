@@ -21,10 +21,10 @@ class TripleDigest {
   /// Feeds bytes: any length, 0 included, in any number of calls.
   void update(const uint8_t* data, size_t length);
 
-  /// The same, and adds the bytes to `counts`: cheaper than a pass of its own over them.
+  /// The same, and adds the bytes to `counts`, which is cheaper than a separate pass.
   void updateAndCount(const uint8_t* data, size_t length, ByteCounts& counts);
 
-  /// The digests of everything fed so far. Leaves the object as it is, so feeding may go on afterwards.
+  /// The digests of everything fed so far. The object is unchanged, so feeding may continue.
   FileDigests digests() const;
 
  private:

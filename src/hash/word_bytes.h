@@ -1,4 +1,4 @@
-// Words to bytes and back, in the order a digest asks for. Pure.
+// Converts words to bytes and back, in the byte order of a digest. Pure.
 #pragma once
 
 #include <array>

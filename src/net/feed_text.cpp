@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/sizes.h"
 #include "base/text.h"
 #include "hash/hex_digest.h"
-#include "base/sizes.h"
 
 namespace korvel {
 namespace {
@@ -49,8 +49,8 @@ constexpr size_t kBuckets = 256;
 constexpr ptrdiff_t kSmallRange = 64;  // below this, a comparing sort is faster than counting
 
 /// Sorts keys that agree in the bits of their first word above `shift` + 8: into buckets by the next eight
-/// bits, in place, then each bucket. When the first word is used up, what is left to order is a feed made to
-/// be slow; it gets an ordinary sort.
+/// bits, in place, then each bucket. Many keys that agree in the whole first word come from a feed made to be
+/// slow; they get an ordinary sort.
 void sortByFirstWord(FeedKey* begin, FeedKey* end, int shift) {
   if (end - begin < kSmallRange || shift < 0) return std::sort(begin, end);
   const auto bucketOf = [shift](const FeedKey& key) { return static_cast<size_t>(key[0] >> shift & 0xFF); };
@@ -64,7 +64,7 @@ void sortByFirstWord(FeedKey* begin, FeedKey* end, int shift) {
     next[bucket] = at;
     bucketEnd[bucket] = at += count[bucket];
   }
-  // Every swap brings one digest home; a second copy would be faster and double the memory.
+  // Each swap moves one digest to its bucket; a second copy would be faster but double the memory.
   for (size_t bucket = 0; bucket < kBuckets; ++bucket) {
     while (next[bucket] != bucketEnd[bucket]) {
       const size_t home = bucketOf(*next[bucket]);
@@ -77,7 +77,7 @@ void sortByFirstWord(FeedKey* begin, FeedKey* end, int shift) {
   }
 }
 
-/// Removes from `keys` what stands in `others`; both ascend and hold no duplicates.
+/// Removes from `keys` the keys that are in `others`; both are ascending and hold no duplicates.
 void removeCommon(std::vector<FeedKey>& keys, const std::vector<FeedKey>& others) {
   auto other = others.begin();
   const auto listed = [&](const FeedKey& key) {
@@ -92,8 +92,8 @@ void removeCommon(std::vector<FeedKey>& keys, const std::vector<FeedKey>& others
 std::optional<FeedKey> feedKeyOfLine(std::string_view line) {
   const std::string_view text = trimmed(line, kBlanks);
   if (text.size() < kHexDigits) return std::nullopt;
-  // The digest ends at the first blank or with the line; digits are no blanks and no "#", so nothing else
-  // about blanks and comments is left to be asked.
+  // The digest must end at a blank or with the line. Earlier blanks and a leading "#" are not digits, so the
+  // decoding rejects them.
   if (text.size() > kHexDigits && text[kHexDigits] != ' ' && text[kHexDigits] != '\t') return std::nullopt;
   std::array<uint8_t, sizeof(FeedKey)> bytes;
   if (!hash::decodeHex(text.data(), bytes.size(), bytes.data())) return std::nullopt;

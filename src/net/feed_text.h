@@ -1,5 +1,5 @@
-// Hash feeds: plain text, one SHA-256 a line in hexadecimal, anything after the first blank ignored, '#'
-// lines are comments. What no rule accepts is skipped silently; no input is an error. Pure.
+// Hash feeds: plain text, one SHA-256 per line in hexadecimal, anything after the first blank ignored, '#'
+// lines are comments. Other lines are skipped silently; no input is an error. Pure.
 //
 // Digests are kept as 32 binary bytes and each source as one sorted run, so that millions of them cost their
 // own size and little more.
@@ -54,7 +54,7 @@ class FeedSet {
   bool inOrder(const Visit& visit) const;
 
  private:
-  std::vector<std::vector<FeedKey>> runs_;  // each ascending; no digest stands in two of them
+  std::vector<std::vector<FeedKey>> runs_;  // each ascending; no digest is in two of them
   uint64_t size_ = 0;
 };
 

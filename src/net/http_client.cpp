@@ -1,6 +1,6 @@
-// Each exchange runs on a thread of its own, which the caller leaves behind when the service stops: the
-// system's calls block until an answer or a time-out comes, and a stop does not wait for either. What such a
-// thread still uses is its own share of the Transfer; it ends with its next step, or with the process.
+// Each exchange runs on a thread of its own, which the caller detaches when the service stops: the system's
+// calls block until an answer or a time-out comes, and a stop does not wait for either. A detached thread
+// uses only the Transfer, which it shares; it ends after its current step, or with the process.
 #include "net/http_client.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr size_t kMostBufferedBytes = 1 * kMiB;
 
-/// What goes from the thread of an exchange to the caller. Thread-safe.
+/// Passes the body and the outcome from the thread of an exchange to the caller. Thread-safe.
 class Transfer : public HttpReceiver {
  public:
   /// The exchange's side: runs it to its end.
@@ -66,7 +66,7 @@ class Transfer : public HttpReceiver {
     return true;
   }
 
-  /// Nothing is taken any more. True when the exchange has ended by then.
+  /// Makes take() refuse all further bytes. True when the exchange has already ended.
   bool abandon() EXCLUDES(mutex_) {
     const MutexLock lock(mutex_);
     abandoned_ = true;
@@ -79,7 +79,7 @@ class Transfer : public HttpReceiver {
     return announcedBytes_;
   }
 
-  /// How an exchange that has ended did; throws what it threw.
+  /// The outcome of an exchange that has ended; throws what it threw.
   bool result(std::string* error) const EXCLUDES(mutex_) {
     const MutexLock lock(mutex_);
     if (exception_) std::rethrow_exception(exception_);
@@ -98,7 +98,7 @@ class Transfer : public HttpReceiver {
   bool abandoned_ GUARDED_BY(mutex_) = false;
 };
 
-/// The thread of one exchange: joined where it has ended, left behind where it has not.
+/// The thread of one exchange: joined when the exchange has ended, detached otherwise.
 class ExchangeThread {
  public:
   explicit ExchangeThread(HttpAddress address)
@@ -142,8 +142,8 @@ bool httpGet(const std::string& url, std::string* body, std::string* error, cons
   if (body != nullptr) body->clear();
   const auto append = [body](const std::string& bytes, uint64_t announced) {
     if (body == nullptr) return;
-    // A server that announces the length saves the copies of a growing body; it cannot make us reserve more
-    // than we would read.
+    // Reserving the announced length saves the copies of a growing body; the limit keeps a server from making
+    // us reserve more than we would read.
     if (body->empty()) body->reserve(static_cast<size_t>(std::min(announced, kMaxHttpBodyBytes)));
     body->append(bytes);
   };

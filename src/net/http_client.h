@@ -1,8 +1,9 @@
 // Downloads over http and https: one GET, one answer, no reuse, no retry, no cache.
 //
 // Each call has a WinHTTP session and a thread of its own, so any number of threads may call at once. A call
-// blocks for up to 15 s a step (resolve, connect, send, each receive), but never past a stop. Redirects,
-// proxies and certificates are the platform's defaults. Plain http is allowed; the address decides.
+// blocks for up to 15 s per step (resolve, connect, send, each receive), but never past a stop. Redirects,
+// proxies and certificates are the platform's defaults. Plain http is allowed; the scheme of the address
+// decides.
 #pragma once
 
 #include <functional>
@@ -16,13 +17,12 @@ namespace korvel {
 ///
 /// `url` is absolute and plain ASCII. `body` and `error` may be null; both are emptied first. After a failure
 /// `body` may hold a part and must be ignored. Once `stop` is requested, the call fails with "service is
-/// stopping" at once, whatever the server does; before the request, nothing is sent. Throws std::bad_alloc
-/// when the body does not fit into memory, std::system_error without a thread.
+/// stopping" at once, whatever the server does; if it already was, nothing is sent. Throws std::bad_alloc
+/// when the body does not fit into memory, std::system_error when no thread can be made.
 bool httpGet(const std::string& url, std::string* body, std::string* error, const std::stop_token& stop = {});
 
 /// As httpGet(), but hands the body over piece by piece as it arrives (up to about 1 MiB each), on this
-/// thread, so that the caller need not hold it whole. What `take` has received counts for nothing unless the
-/// result is true.
+/// thread, so that the caller need not hold it whole. The pieces are valid only if the result is true.
 bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
                    std::string* error, const std::stop_token& stop = {});
 

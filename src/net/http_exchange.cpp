@@ -15,7 +15,7 @@ namespace {
 constexpr wchar_t kUserAgent[] = L"KORVEL Antivirus update/1.0";
 constexpr int kStepTimeoutMs = 15'000;
 
-// Buffer sizes in UTF-16 units, the terminator included; a longer part makes the address a bad one.
+// Buffer sizes in UTF-16 units, the terminator included; a longer part makes the address invalid.
 constexpr DWORD kHostUnits = 256;
 constexpr DWORD kPathUnits = 1024;
 constexpr DWORD kExtraUnits = 1024;
@@ -39,7 +39,7 @@ bool sendRequest(const HttpAddress& address, Exchange& exchange, std::string* er
   exchange.session.reset(::WinHttpOpen(kUserAgent, WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, WINHTTP_NO_PROXY_NAME,
                                        WINHTTP_NO_PROXY_BYPASS, /*flags=*/0));
   if (!exchange.session) return failWin32(error, "WinHttpOpen");
-  // The defaults are longer, nothing worse: go on when they stay.
+  // A failure leaves the longer defaults in force, which does no harm.
   (void)::WinHttpSetTimeouts(exchange.session.get(), kStepTimeoutMs, kStepTimeoutMs, kStepTimeoutMs,
                              kStepTimeoutMs);
   exchange.connection.reset(
@@ -60,7 +60,7 @@ bool sendRequest(const HttpAddress& address, Exchange& exchange, std::string* er
   return true;
 }
 
-/// A response header as a number; 0 when it is absent or none.
+/// A response header as a number; 0 when it is absent or not a number.
 DWORD numericHeader(HINTERNET request, DWORD header) {
   DWORD value = 0;
   DWORD bytes = sizeof value;
@@ -70,8 +70,8 @@ DWORD numericHeader(HINTERNET request, DWORD header) {
   return found ? value : 0;
 }
 
-/// The end of the body is where the platform has no more bytes: a server that hangs up early is noticed only
-/// if the platform notices it.
+/// The body ends when the platform has no more bytes: a server that hangs up early is noticed only if the
+/// platform reports it.
 bool readBody(HINTERNET request, HttpReceiver& receiver, std::string* error) {
   std::vector<char> piece;
   uint64_t total = 0;
@@ -106,7 +106,7 @@ bool splitUrl(const std::string& url, HttpAddress& address, std::string* error) 
   parts.lpszExtraInfo = extra;
   parts.dwExtraInfoLength = kExtraUnits;
   if (!::WinHttpCrackUrl(wide.c_str(), static_cast<DWORD>(wide.size()), /*flags=*/0, &parts)) {
-    // The platform refuses a scheme it does not know before anybody could look at it.
+    // The platform fails on an unknown scheme before it fills in nScheme.
     const bool foreign = ::GetLastError() == ERROR_WINHTTP_UNRECOGNIZED_SCHEME && hasForeignScheme(url);
     return foreign ? fail(error, "http(s) required: " + url) : failWin32(error, "bad url");
   }

@@ -1,5 +1,5 @@
-// One blocking GET over WinHTTP, from the address to the last byte of the body. http_client.h makes of it
-// what the rest of the service calls.
+// One blocking GET over WinHTTP, from the address to the last byte of the body. The rest of the service uses
+// it through http_client.h.
 #pragma once
 
 #include <cstdint>
@@ -20,20 +20,20 @@ struct HttpAddress {
   bool secure = false;
 };
 
-/// Takes an absolute http or https address apart; the texts of its failures are those of httpGet().
+/// Splits an absolute http or https address; its error texts are those of httpGet().
 bool splitUrl(const std::string& url, HttpAddress& address, std::string* error);
 
-/// What becomes of an answer with a good status.
+/// Receives an answer with a status from 200 to 299.
 class HttpReceiver {
  public:
   virtual ~HttpReceiver() = default;
-  /// The length that the server announces, in bytes; 0 where it announces none.
+  /// The length that the server announces, in bytes; 0 when it announces none.
   virtual void begin(uint64_t announcedBytes) = 0;
   /// The next bytes of the body, a few kilobytes. False ends the exchange.
   virtual bool take(std::string_view piece) = 0;
 };
 
-/// Blocks for up to 15 s a step. When it returns, every handle is closed. Throws what the receiver throws,
+/// Blocks for up to 15 s per step. When it returns, every handle is closed. Throws what the receiver throws,
 /// and std::bad_alloc.
 bool runExchange(const HttpAddress& address, HttpReceiver& receiver, std::string* error);
 

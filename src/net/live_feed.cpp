@@ -36,7 +36,7 @@ bool collectHashes(const std::vector<std::string>& sources, FeedSet& set, std::s
   return fail(error, sources.size() == 1 ? lastError : "all feeds unavailable");
 }
 
-/// Two builds would write the same temporary file.
+/// Held while writing: two builds at once would write the same temporary file.
 Mutex& writerMutex() {
   static Mutex mutex;
   return mutex;

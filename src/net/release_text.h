@@ -1,5 +1,5 @@
-// The update server's release document. It is JSON, but it is read as text: two string members are looked
-// for behind one key, and nothing else has to be valid. Pure and thread-safe.
+// The update server's release document. It is JSON, but it is read as text: two string members are looked for
+// after one key, and nothing else has to be valid. Pure and thread-safe.
 #pragma once
 
 #include <optional>
@@ -9,8 +9,8 @@
 namespace korvel {
 
 /// The first string that follows the first occurrence of "key" in double quotes and a colon. A backslash
-/// takes the next character as it stands; no escape is translated. A value that is no string makes the search
-/// go on to the next quote. Absent when any of the pieces is missing, the closing quote included.
+/// takes the next character as it stands; no escape is translated. When the value is not a string, the search
+/// goes on to the next quote. Absent when any of the pieces is missing, the closing quote included.
 std::optional<std::string> jsonStringField(std::string_view text, std::string_view key);
 
 struct WindowsRelease {
@@ -22,7 +22,8 @@ struct WindowsRelease {
 /// for the user when the section or one of its two members is missing.
 bool readWindowsRelease(std::string_view document, WindowsRelease& release, std::string* error);
 
-/// At least 64 KiB that begin like a Windows executable: more is not checked, the user runs the installer.
+/// True for at least 64 KiB that begin like a Windows executable. No more is checked: the user runs the
+/// installer.
 bool looksLikeInstaller(std::string_view body);
 
 }  // namespace korvel

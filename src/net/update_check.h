@@ -8,10 +8,10 @@
 namespace korvel {
 
 /// One check. True when this version is the released one (`installer` is emptied) or when the installer was
-/// saved in `updatesDir` (`installer` receives its path); that is logged. Any other version than our own
-/// counts as newer. On failure `installer` stays, nothing is left behind, and `error` holds a text for the
-/// user. `installer` and `error` may be null; `error` is emptied first. `stop` as in httpGet().
-/// Throws std::bad_alloc.
+/// saved in `updatesDir` (`installer` receives its path; logged). Any other version than our own counts as
+/// newer. On failure `installer` is unchanged, no file is left behind, and `error` holds a text for the user.
+/// `installer` and `error` may be null; `error` is emptied first. `stop` as in httpGet(). Throws
+/// std::bad_alloc.
 bool checkForUpdate(const std::string& updateServer, const std::wstring& updatesDir, std::wstring* installer,
                     std::string* error, const std::stop_token& stop = {});
 

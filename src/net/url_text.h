@@ -1,5 +1,5 @@
-// Addresses as texts: joining a path to a server's base address, and the scheme test that decides which
-// refusal a caller sees. Pure and thread-safe.
+// Addresses as texts: joining a path to a server's base address, and the scheme test that decides which error
+// a caller sees. Pure and thread-safe.
 #pragma once
 
 #include <string>

@@ -13,13 +13,13 @@
 namespace korvel {
 namespace {
 
-// A sweep keeps at most one snapshot of 1 KiB per range, so 16 MiB. Headers that ask for more ranges than
-// this are served in batches; there can be 65,535 sections, so four sweeps are the most.
+// A sweep keeps at most one snapshot of 1 KiB per range, so 16 MiB. Images with more sections are measured in
+// batches: at most 65,535 sections, so at most four sweeps.
 constexpr size_t kRangesPerSweep = 16'384;
 
 /// log2 of a positive integer below 2^40, to the last bits of a double and exact for powers of two. The C
-/// library of the Windows build takes it from the x87 unit, five times as long, and a scan needs some
-/// thousand per image.
+/// library of the Windows build computes it on the x87 unit, which takes five times as long, and a scan needs
+/// a few thousand per image.
 class IntegerLog2 {
  public:
   IntegerLog2() {
@@ -68,7 +68,7 @@ class Sweep {
   using Snapshot = std::array<uint32_t, 256>;
 
  public:
-  /// Starts at 0; until the sweep is restarted, `digest` (null = none) is fed what it passes.
+  /// Starts at 0. Until restartAt(), the bytes that it passes are also fed to `digest` (null = none).
   Sweep(ByteView bytes, hash::TripleDigest* digest) : bytes_(bytes), digest_(digest) {}
 
   /// Starts anew at `position`, over bytes that the first run has passed.
@@ -88,7 +88,7 @@ class Sweep {
     position_ = position;
   }
 
-  /// Remembers the running histogram; the result names it until it is released.
+  /// Saves the running histogram; returns its slot, valid until releaseSnapshot().
   size_t takeSnapshot() {
     if (freeSlots_.empty()) {
       freeSlots_.push_back(snapshots_.size());

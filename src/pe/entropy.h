@@ -11,7 +11,8 @@
 
 namespace korvel {
 
-/// Minus the sum over the non-empty bins of p * log2(p); 0 for an empty histogram. Of fewer than 2^40 bytes.
+/// Minus the sum over the non-empty bins of p * log2(p); 0 for an empty histogram. The counts must add up to
+/// less than 2^40.
 double shannonEntropy(const hash::ByteCounts& counts);
 
 /// Part of a buffer. What lies outside the buffer does not count.
@@ -25,10 +26,10 @@ struct BufferEntropies {
   std::vector<double> ranges;  ///< in the order of the ranges asked for
 };
 
-/// The entropies of a buffer and of parts of it, which may overlap in any way: each byte is counted once for
-/// all of them together, a few times for tens of thousands of ranges. Uses at most about 20 MiB. Buffers of
-/// less than 4 GiB. `digest`, when given, is fed the whole buffer in the same pass, which costs less than
-/// two.
+/// The entropies of a buffer and of parts of it, which may overlap in any way. Each byte is counted once for
+/// all parts together, or a few times for tens of thousands of ranges. Uses at most about 20 MiB. The buffer
+/// must be smaller than 4 GiB. `digest`, when given, is fed the whole buffer in the same pass, which costs
+/// less than two.
 BufferEntropies measureEntropies(ByteView bytes, std::span<const ByteRange> ranges,
                                  hash::TripleDigest* digest = nullptr);
 

@@ -1,21 +1,21 @@
 // Judges a Windows executable by its structure. Pure and thread-safe; bounded in time and memory for every
-// input: hostile headers can ask for no more work than a fixed budget.
+// input: hostile headers cannot exceed a fixed budget of work.
 #pragma once
 
 #include <cstdint>
 
 #include "base/byte_view.h"
+#include "base/sizes.h"
 #include "hash/triple_digest.h"
 #include "pe/pe_info.h"
-#include "base/sizes.h"
 
 namespace korvel {
 
-/// At most this much of a file is looked at.
+/// The analysis looks at no more than this many first bytes of a file.
 inline constexpr uint64_t kPeReadLimitBytes = 64 * kMiB;
 
-/// Cheap test on the first bytes of a file: could this be an image at all ("MZ", at least 84 bytes)? Only
-/// then is it worth keeping the rest of the bytes.
+/// Cheap test on the first bytes of a file: true when it may be an image ("MZ", at least 84 bytes), so that
+/// the rest of the bytes is worth keeping.
 bool mayBePe(ByteView firstBytes, uint64_t fileSize);
 
 /// Analyses the first bytes of a file (all of it, or kPeReadLimitBytes). `fileSize` is the true size in

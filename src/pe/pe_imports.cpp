@@ -10,8 +10,8 @@ namespace {
 // no readable name and never reach the name limit. Real images stay below a few ten thousand entries.
 constexpr uint32_t kImportStepLimit = 131'072;
 
-constexpr size_t kNameLengthLimit = 128;  // a name is shorter
-constexpr uint64_t kHintBytes = 2;        // stand before each name
+constexpr size_t kNameLengthLimit = 128;  // names are shorter
+constexpr uint64_t kHintBytes = 2;        // before each name
 
 constexpr uint64_t kDescriptorBytes = 20;
 constexpr uint64_t kDescriptorOriginalFirstThunk = 0;
@@ -30,7 +30,8 @@ class ImportWalk {
       const uint32_t original = descriptor.u32(kDescriptorOriginalFirstThunk).value_or(0);
       const uint32_t first = descriptor.u32(kDescriptorFirstThunk).value_or(0);
       if (original == 0 && first == 0) break;  // the descriptor that ends the list
-      // The first table holds names too until addresses are bound into it; some linkers write no other.
+      // The first thunk table holds names too, unless addresses are bound into it; some linkers write only
+      // that one.
       const bool useOriginal = original != 0 && (first == 0 || thunkAt(original) != 0);
       readNames(useOriginal ? original : first);
     }
@@ -54,7 +55,7 @@ class ImportWalk {
     }
   }
 
-  /// An empty text names no function: it is what unreadable memory looks like and does not count.
+  /// An empty text is not a name: unreadable memory reads as empty.
   std::optional<std::string> nameAt(uint64_t rva) const {
     const ByteView text = image_.at(rva).clipped(0, kNameLengthLimit);
     size_t length = 0;

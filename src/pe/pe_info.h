@@ -1,4 +1,4 @@
-// What the PE analysis tells about one file. Layout: Microsoft's "PE Format".
+// The result of the PE analysis of one file. Layout: Microsoft's "PE Format".
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ struct PeInfo {
   bool isPe = false;
   bool isDll = false;
   bool hasImports = false;  ///< the import directory has a non-zero size
-  bool packed = false;      ///< a writable and executable section that waits to be unpacked into
+  bool packed = false;      ///< some section is writable, executable and almost empty: room to unpack into
   bool hasOverlay = false;
   bool rwxSection = false;
   bool hasResources = false;

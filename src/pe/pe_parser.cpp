@@ -36,7 +36,7 @@ constexpr uint64_t kOptionalSubsystem = 68;
 constexpr uint64_t kOptionalDirectoryCountPe32 = 92;
 constexpr uint64_t kOptionalDirectoryCountPe32Plus = 108;
 
-// Data directories: pairs of address and size, behind their number.
+// Data directories: their count, then pairs of address and size.
 constexpr uint64_t kDirectoryBytes = 8;
 constexpr uint32_t kDirectoryLimit = 16;
 enum DirectoryIndex : uint32_t {
@@ -168,7 +168,7 @@ PeInfo parsePe(ByteView bytes, uint64_t fileSize) {
   info.hasOverlay = fileSize > end;
   info.overlaySize = info.hasOverlay ? fileSize - end : 0;
 
-  // The loader goes by the directory's address alone, so imports may exist although the size says none.
+  // The loader uses only the directory's address, so imports may exist although the size is 0.
   info.imports = readImportNames(image, imports.address, headers->pe32Plus());
   info.importCount = static_cast<uint32_t>(info.imports.size());
   return info;

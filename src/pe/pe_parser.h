@@ -13,8 +13,8 @@ namespace korvel {
 inline constexpr uint64_t kPeMinimumBytes = 84;
 
 /// Fills everything but the entropies and the packed mark. `bytes` is the beginning of a file of `fileSize`
-/// bytes. Fields of a recognised image that lie beyond the buffer read as 0, section headers not wholly
-/// inside it are left out. The empty record for anything that is not an image.
+/// bytes. Fields of a recognised image that lie beyond the buffer read as 0; section headers not wholly
+/// inside it are left out. Returns an empty record for bytes that are not an image.
 PeInfo parsePe(ByteView bytes, uint64_t fileSize);
 
 }  // namespace korvel

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "base/text.h"
 #include "base/sizes.h"
+#include "base/text.h"
 
 namespace korvel {
 namespace {
@@ -51,9 +51,9 @@ constexpr SuspiciousApi kSuspiciousApis[] = {
     {"NtQueryInformationProcess", false},
 };
 
-constexpr double kHighEntropy = 7.2;               // bits per byte; a finding above it, not at it
-constexpr double kPackedMarkEntropy = 0.2;         // bits per byte; the mark below it, not at it
-constexpr uint64_t kLargeOverlayBytes = 1 * kMiB;  // a finding above it, not at it
+constexpr double kHighEntropy = 7.2;               // bits per byte; a finding only above it
+constexpr double kPackedMarkEntropy = 0.2;         // bits per byte; the mark only below it
+constexpr uint64_t kLargeOverlayBytes = 1 * kMiB;  // a finding only above it
 
 Finding packedFinding(std::string_view packer) {
   return {kSeverityHigh, "PE.PACKED", "Файл упакован (" + std::string(packer) + ")",
@@ -127,7 +127,7 @@ std::string_view findPacker(const std::vector<PeSection>& sections) {
 }
 
 bool hasPackedMark(const PeInfo& info) {
-  // The virtual size: a section that waits to be filled has no bytes in the file.
+  // The virtual size counts: a section that is filled at run time has no bytes in the file.
   return std::any_of(info.sections.begin(), info.sections.end(), [](const PeSection& section) {
     return section.writable && section.executable && section.virtualSize != 0 &&
            section.entropy < kPackedMarkEntropy;

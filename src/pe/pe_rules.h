@@ -1,5 +1,5 @@
-// What the structure of a PE image says about it: packer names, the packed mark and the findings with their
-// texts. Pure and thread-safe.
+// Judges the structure of a PE image: packer names, the packed mark and the findings with their texts. Pure
+// and thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,8 @@ std::string_view packerOfSection(std::string_view sectionName);
 /// The packer of the first section, in header order, that names one; empty when none does. A static text.
 std::string_view findPacker(const std::vector<PeSection>& sections);
 
-/// True when some section is writable and executable, takes memory and holds next to nothing: room to unpack
-/// into. Needs the entropies of the sections.
+/// True when a section is writable and executable, takes memory and is almost empty: room to unpack into.
+/// Needs the entropies of the sections.
 bool hasPackedMark(const PeInfo& info);
 
 /// The findings for an image, in their fixed order. `packer` is empty when none was found; `unixNow` is the

@@ -23,8 +23,8 @@ bool sameAddress(const PeSectionPlace& a, const PeSectionPlace& b) { return a.ad
 RvaMap::RvaMap(ByteView file, uint32_t fileAlignment, std::vector<PeSectionPlace> sections)
     : file_(file), sections_(std::move(sections)) {
   std::erase_if(sections_, occupiesNothing);
-  // Valid images have their sections in this order already, none inside another. Elsewhere each section ends
-  // where the next begins, and of several at one address the first in the header counts.
+  // Valid images already list their sections in this order, without overlap. In other images each section
+  // ends where the next begins, and of several at one address the first in the header counts.
   std::stable_sort(sections_.begin(), sections_.end(), byAddress);
   sections_.erase(std::unique(sections_.begin(), sections_.end(), sameAddress), sections_.end());
   if (fileAlignment >= kSectorBytes) {
@@ -38,7 +38,7 @@ ByteView RvaMap::at(uint64_t rva) const {
                        [](uint64_t value, const PeSectionPlace& s) { return value < s.address; });
   const uint64_t room = next == sections_.end() ? UINT64_MAX : next->address - rva;
   if (next == sections_.begin())
-    return file_.clipped(rva, room);  // the headers lie at the same place in both
+    return file_.clipped(rva, room);  // the headers have the same offsets in file and memory
   const PeSectionPlace& section = *(next - 1);
   return file_.clipped(section.rawPointer, section.rawSize).clipped(rva - section.address, room);
 }

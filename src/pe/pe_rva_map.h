@@ -9,7 +9,8 @@
 
 namespace korvel {
 
-/// The part of a section header that says what goes where. Sizes and pointers in bytes, as in the file.
+/// The fields of a section header that place it in the file and in memory. Sizes and pointers in bytes, as in
+/// the file.
 struct PeSectionPlace {
   uint32_t address = 0;  ///< RVA
   uint32_t virtualSize = 0;
@@ -19,16 +20,16 @@ struct PeSectionPlace {
 
 class RvaMap {
  public:
-  /// `file` must outlive the map. The sections may be anything, in any order.
+  /// `file` must outlive the map. The sections need not be valid or in order.
   RvaMap(ByteView file, uint32_t fileAlignment, std::vector<PeSectionPlace> sections);
 
   /// The bytes from `rva` on, as far as the same section (or, below all sections, the headers) has any in the
-  /// file. Memory that no byte of the file reaches is zero, so callers read past the end as 0.
+  /// file. Callers must read past the end as 0: memory that the file does not fill is zero.
   ByteView at(uint64_t rva) const;
 
  private:
   ByteView file_;
-  std::vector<PeSectionPlace> sections_;  // by address, no two alike
+  std::vector<PeSectionPlace> sections_;  // ascending, no two at one address
 };
 
 }  // namespace korvel

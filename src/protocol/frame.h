@@ -41,20 +41,20 @@ struct FrameHeader {
 
 using FrameHeaderBytes = std::array<uint8_t, kFrameHeaderBytes>;
 
-/// `length` must not exceed kMaxPayloadBytes; the caller has checked.
+/// `length` must not exceed kMaxPayloadBytes; the caller checks.
 FrameHeaderBytes encodeFrameHeader(const FrameHeader& header);
 
-/// False with "bad magic", "unsupported protocol version" or "declared payload too large"; tested in this
+/// False with "bad magic", "unsupported protocol version" or "declared payload too large", tested in this
 /// order. `bytes` must hold kFrameHeaderBytes.
 bool decodeFrameHeader(ByteView bytes, FrameHeader* header, std::string* error);
 
-/// The size of the next transfer when so many bytes are left.
+/// The size of the next transfer when `remaining` bytes are left.
 constexpr uint32_t chunkOf(size_t remaining) {
   return static_cast<uint32_t>(std::min<size_t>(remaining, kIoChunkBytes));
 }
 
 /// Reads `length` bytes with `read(buffer, bytes)`, doubling the payload as they arrive: a peer that declares
-/// the largest payload and sends nothing costs one chunk. False as soon as `read` says so.
+/// the largest payload and sends nothing costs one chunk of memory. False as soon as `read` returns false.
 template <typename Read>
 bool readPayload(std::string* payload, size_t length, Read read) {
   payload->clear();

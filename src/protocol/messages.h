@@ -1,7 +1,7 @@
-// The layout of every request and reply payload, writer and reader side by side. Pure and thread-safe.
+// Encoders and decoders of every request and reply payload. Pure and thread-safe.
 //
-// Decoders ignore trailing bytes and return nothing on malformed input. A decoder never allocates more than
-// a small multiple of the payload it is given.
+// Decoders ignore trailing bytes and return std::nullopt for malformed input. A decoder never allocates more
+// than a small multiple of the payload's size.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +42,8 @@ enum class Opcode : uint32_t {
   kStopService = 21,
 };
 inline constexpr uint32_t kLastOpcode = 21;
-/// The reply opcode of every refused or failed request; the payload is one string, the error text.
+/// The reply opcode of every refused or failed request. The payload is the error text as one string, or empty
+/// when there is none.
 inline constexpr uint32_t kErrorOpcode = 0xFFFFFFFF;
 inline constexpr uint32_t kMaxScanTargets = 100'000;
 
@@ -58,7 +59,7 @@ inline constexpr uint32_t kActionQuarantine = 1;
 inline constexpr uint32_t kActionDelete = 2;
 struct ThreatDecisionRequest {
   uint32_t action = 0;
-  ThreatRecord threat;  ///< without reasons and labels, which do not travel
+  ThreatRecord threat;  ///< its reasons and labels do not travel
   bool operator==(const ThreatDecisionRequest&) const = default;
 };
 std::string encodeThreatDecision(const ThreatDecisionRequest& request);
@@ -72,7 +73,7 @@ std::string encodeSettings(const SettingsFields& settings);
 /// Decodes over `base` and keeps its updateServer. The hour is taken modulo 24.
 std::optional<SettingsFields> decodeSettings(const std::string& payload, SettingsFields base = {});
 
-/// Encodes as many of the events, from the front, as fit into one frame and reports how many those were.
+/// Encodes the report with as many of its first events as fit into one frame; `eventsTaken` receives how many.
 std::string encodeProgress(const ScanReport& report, size_t* eventsTaken);
 std::optional<ScanReport> decodeProgress(const std::string& payload);
 
@@ -89,7 +90,7 @@ std::optional<std::vector<QuarantineRecord>> decodeQuarantineList(const std::str
 std::string encodeText(const std::string& text);  ///< error texts and firewall arguments
 std::optional<std::string> decodeText(const std::string& payload);
 
-std::string encodeNumber(uint32_t value);  ///< ping: tick count; 14 and 15: 1
+std::string encodeNumber(uint32_t value);  ///< ping: tick count; start of an update: 1
 std::optional<uint32_t> decodeNumber(const std::string& payload);
 
 struct FirewallChangeReply {

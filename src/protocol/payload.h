@@ -1,5 +1,5 @@
-// The flat encoding inside a frame: little-endian integers and length-prefixed UTF-8 strings in the fixed
-// order of each opcode. Pure; objects are not thread-safe.
+// The encoding of payloads: little-endian integers and length-prefixed UTF-8 strings, in a fixed order for
+// each opcode. Pure; objects are not thread-safe.
 #pragma once
 
 #include <cstddef>
@@ -29,8 +29,8 @@ class PayloadWriter {
   std::string bytes_;
 };
 
-/// Reads fields in order. Once a field does not fit, ok() is false for good and every further read yields 0
-/// or an empty text; the position of the failed read does not move. Borrows the payload.
+/// Reads fields in order. Once a field does not fit, ok() stays false and every further read yields 0 or an
+/// empty text; failed reads do not move the position. Borrows the payload.
 class PayloadReader {
  public:
   explicit PayloadReader(const std::string& payload) : view_(std::string_view(payload)) {}

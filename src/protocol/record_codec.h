@@ -1,5 +1,5 @@
 // Writes and reads values of every type that a payload can hold: numbers, texts, lists of values, and
-// records, whose fields follow each other without anything between them. Pure; for the message codecs only.
+// records, whose fields follow each other without separators. Pure; for the message codecs only.
 #pragma once
 
 #include <algorithm>
@@ -21,14 +21,14 @@ inline constexpr bool kIsList = false;
 template <typename Element>
 inline constexpr bool kIsList<std::vector<Element>> = true;
 
-/// The fewest bytes that a value of this type takes: all its texts and lists are empty then.
+/// The size of the smallest encoding of this type, with all texts and lists empty.
 template <typename T>
 constexpr size_t leastBytes() {
   if constexpr (std::is_same_v<T, uint64_t>) {
     return sizeof(uint64_t);
   } else if constexpr (std::is_arithmetic_v<T> || std::is_same_v<T, std::string> ||
                        std::is_same_v<T, std::wstring> || kIsList<T>) {
-    return sizeof(uint32_t);  // a number, or the count in front of what is counted
+    return sizeof(uint32_t);  // a number, or the count in front of a text or list
   } else {
     using Fields = decltype(fieldsOf(std::declval<T&>()));
     return []<size_t... kAt>(std::index_sequence<kAt...>) {
@@ -68,8 +68,8 @@ inline void get(PayloadReader& reader, std::wstring& value) { value = reader.get
 template <typename Record>
 void get(PayloadReader& reader, Record& record);
 
-/// Reads elements until the count is reached or a read fails. The count is the sender's claim: room is made
-/// only for what the remaining bytes can hold.
+/// Reads elements until the count is reached or a read fails. The count is untrusted: memory is reserved only
+/// for as many elements as the remaining bytes can hold.
 template <typename Element>
 void get(PayloadReader& reader, std::vector<Element>& list) {
   const uint32_t count = reader.getU32();
@@ -86,7 +86,7 @@ void get(PayloadReader& reader, Record& record) {
   std::apply([&reader](auto&... field) { (get(reader, field), ...); }, fieldsOf(record));
 }
 
-/// A payload that is this one value.
+/// A payload that consists of this value.
 template <typename Value>
 std::string encoded(const Value& value) {
   PayloadWriter writer;
@@ -94,7 +94,7 @@ std::string encoded(const Value& value) {
   return writer.take();
 }
 
-/// Nothing when the payload is too short for the value; what stands behind it is ignored.
+/// std::nullopt when the payload is too short for the value; trailing bytes are ignored.
 template <typename Value>
 std::optional<Value> decoded(const std::string& payload) {
   PayloadReader reader(payload);

@@ -1,6 +1,5 @@
-// The fields of each record that travels, in their order on the pipe: one list, which the encoder and the
-// decoder both follow. fieldsOf() gives the fields of a record as a tuple of references. Pure; for the
-// message codecs only.
+// The fields of each record on the pipe, in their order there: one list for encoder and decoder. fieldsOf()
+// returns the fields of a record as a tuple of references. Pure; for the message codecs only.
 #pragma once
 
 #include <concepts>
@@ -31,7 +30,7 @@ auto fieldsOf(T& threat) {
                   threat.reasons, threat.labels);
 }
 
-/// The action stands between the path and the rest of the threat; its reasons and labels do not travel.
+/// The action follows the threat's path; the reasons and labels of the threat do not travel.
 template <Either<ThreatDecisionRequest> T>
 auto fieldsOf(T& request) {
   auto& threat = request.threat;

@@ -1,4 +1,4 @@
-// What the service answers: progress, status, detections, the quarantine list, numbers and firewall changes.
+// Payloads of replies: progress, status, detections, the quarantine list, numbers and firewall changes.
 #include "protocol/frame.h"
 #include "protocol/messages.h"
 #include "protocol/record_codec.h"
@@ -10,7 +10,7 @@ std::string encodeProgress(const ScanReport& report, size_t* eventsTaken) {
   put(fields, report.progress);
   put(fields, report.scanning);
   put(fields, report.lastSummary);
-  const size_t used = fields.bytes().size() + sizeof(uint32_t);  // the count of the list
+  const size_t used = fields.bytes().size() + sizeof(uint32_t);  // the count of events
   const size_t room = used < kMaxPayloadBytes ? kMaxPayloadBytes - used : 0;
 
   PayloadWriter events;

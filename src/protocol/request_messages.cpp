@@ -1,4 +1,4 @@
-// What a client may send: scans, decisions, quarantine ids, settings and single texts.
+// Payloads of requests: scans, decisions, quarantine ids, settings and single texts.
 #include <variant>
 
 #include "protocol/messages.h"
@@ -18,7 +18,7 @@ std::optional<StartScanRequest> decodeStartScan(const std::string& payload) {
   PayloadReader reader(payload);
   StartScanRequest request;
   request.scope = static_cast<ScanScope>(reader.getU32());
-  // The limit is tested before any target is read.
+  // Test the limit before reading any target.
   if (PayloadReader ahead = reader; ahead.getU32() > kMaxScanTargets) return std::nullopt;
   get(reader, request.targets);
   if (!reader.ok()) return std::nullopt;

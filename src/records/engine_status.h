@@ -1,4 +1,4 @@
-// The engine's state as one status reply carries it.
+// The engine's state as a status reply carries it.
 #pragma once
 
 #include <cstdint>
@@ -16,10 +16,10 @@ struct EngineStatus {
   bool minifilterConnected = false;
   bool scanRunning = false;
   bool updateCheckRunning = false;
-  std::string updateCheckError;      ///< of the last self-update check; UTF-8
+  std::string updateCheckError;      ///< from the last self-update check; UTF-8
   uint64_t minifilterHandled = 0;    ///< driver queries answered
   bool liveUpdateRunning = false;    ///< a requested live update; not the automatic one
-  std::string updateCheckInstaller;  ///< path the last check saved; UTF-8
+  std::string updateCheckInstaller;  ///< path of the installer that the last check saved; UTF-8
 
   bool operator==(const EngineStatus&) const = default;
 };

@@ -1,4 +1,4 @@
-// One rule hit inside a verdict.
+// One finding of a verdict: a rule that matched.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace korvel {
 
-/// A plain value. The texts are UTF-8 and go to the user unchanged.
+/// A plain value. The texts are UTF-8 and are shown to the user unchanged.
 struct Finding {
   Severity severity = kSeverityClean;
   std::string code;    ///< ASCII: "SIG.MATCH", "FS.DOUBLE_EXT", "PE.PACKED"

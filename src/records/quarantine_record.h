@@ -19,7 +19,7 @@ struct QuarantineRecord {
   Severity severity = kSeverityHigh;
   uint64_t size = 0;              ///< bytes; 0 when it could not be read
   uint64_t time = 0;              ///< Unix seconds of the moment of quarantining
-  bool storedFileExists = false;  ///< found out when the index is read; never written
+  bool storedFileExists = false;  ///< determined when the index is read; not stored in it
 
   bool operator==(const QuarantineRecord&) const = default;
 };

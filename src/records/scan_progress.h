@@ -1,4 +1,4 @@
-// How far a scan has got, and what it came to.
+// The progress of a scan and its result.
 #pragma once
 
 #include <cstdint>
@@ -9,16 +9,16 @@
 
 namespace korvel {
 
-/// Every phase that a progress record can show, in the order in which a scan goes through them; the last four
-/// are ends. Clients compare these texts.
+/// Every phase that a progress record can show, in the order of a scan; the last four are final. Clients
+/// compare these texts.
 namespace scan_phase {
 inline constexpr wchar_t kPreparing[] = L"preparing";
 inline constexpr wchar_t kCounting[] = L"counting";
 inline constexpr wchar_t kScanning[] = L"scanning";
 inline constexpr wchar_t kFinishing[] = L"finishing";
 inline constexpr wchar_t kIdle[] = L"idle";            ///< there was nothing to scan
-inline constexpr wchar_t kFinished[] = L"finished";    ///< known to clients; no scan ends so
-inline constexpr wchar_t kCancelled[] = L"cancelled";  ///< every scan that reached its files ends so
+inline constexpr wchar_t kFinished[] = L"finished";    ///< known to clients; no scan ends with it
+inline constexpr wchar_t kCancelled[] = L"cancelled";  ///< end of every scan that was carried out
 inline constexpr wchar_t kFailed[] = L"failed";
 }  // namespace scan_phase
 
@@ -37,8 +37,8 @@ struct ScanProgressInfo {
 /// The totals of one scan. A plain value.
 struct ScanSummary {
   uint64_t filesScanned = 0;
-  uint64_t threats = 0;     ///< listed files, and verdicts of severity 3 and above
-  uint64_t suspicious = 0;  ///< other verdicts of severity 2
+  uint64_t threats = 0;     ///< files with a listed digest, or with a verdict of severity 3 or above
+  uint64_t suspicious = 0;  ///< other files with a verdict of severity 2
   uint64_t bytesScanned = 0;
   uint64_t elapsedMs = 0;
   bool cancelled = false;
@@ -46,13 +46,13 @@ struct ScanSummary {
   bool operator==(const ScanSummary&) const = default;
 };
 
-/// Everything that a client learns with one look at a scan. The parts belong to the same moment: a report
-/// whose scan has ended also has the outcome.
+/// The content of one progress reply. The parts are consistent: when the scan has ended, the report also has
+/// its outcome.
 struct ScanReport {
   ScanProgressInfo progress;
   bool scanning = false;
   ScanSummary lastSummary;
-  std::vector<ThreatEvent> events;  ///< detections not yet handed out, oldest first
+  std::vector<ThreatEvent> events;  ///< detections not yet delivered, oldest first
 };
 
 }  // namespace korvel

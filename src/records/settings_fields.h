@@ -1,5 +1,5 @@
-// The configuration and a few persisted counters as plain values: what settings.ini holds and what travels on
-// the pipe.
+// The configuration and a few persisted counters as plain values: the content of settings.ini. All of them but
+// the update server also travel on the pipe.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,7 @@
 
 namespace korvel {
 
-/// A plain value; making one touches nothing on the disk. The two paths are empty here: their defaults belong
-/// to the service (config/settings.h).
+/// A plain value. The two paths are empty by default: the service supplies their defaults (config/settings.h).
 struct SettingsFields {
   bool protectionEnabled = true;  ///< master switch of protection
   bool realTimeEnabled = true;

@@ -1,4 +1,4 @@
-// The names that settings have in settings.ini, each with the field it names. Pure and thread-safe.
+// The keys of settings.ini, each with the field that it names. Pure and thread-safe.
 #pragma once
 
 #include <span>
@@ -10,7 +10,7 @@
 
 namespace korvel {
 
-/// The one 32-bit number is the hour, which has rules of its own.
+/// The only 32-bit field is the hour, which has its own parsing rules.
 using SettingField =
     std::variant<bool SettingsFields::*, uint32_t SettingsFields::*, uint64_t SettingsFields::*,
                  std::string SettingsFields::*, std::wstring SettingsFields::*>;

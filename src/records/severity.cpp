@@ -22,7 +22,7 @@ Severity parseSeverity(std::string_view text) {
   for (Severity severity = kSeverityCritical; severity > kSeverityClean; --severity) {
     if (lower == kSeverityNames[severity]) return severity;
   }
-  return kSeverityClean;  // also for "clean": everything unknown falls to 0
+  return kSeverityClean;  // for "clean" and for every unknown text
 }
 
 }  // namespace korvel

@@ -1,4 +1,4 @@
-// A detection as the user interface lists it and acts on it.
+// Detections as they are reported to clients.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace korvel {
 
-/// A detection outside a scan, as it waits for a client: what a notification shows. A plain value.
+/// A detection made outside a scan, kept until a client fetches it for a notification. A plain value.
 struct ThreatEvent {
   std::wstring path;
   std::string name;  ///< the threat's name, as the user sees it; UTF-8
@@ -21,7 +21,7 @@ struct ThreatEvent {
   bool operator==(const ThreatEvent&) const = default;
 };
 
-/// A detection of a scan, with everything that explains it. A plain value.
+/// A detection made by a scan, with its explanation. A plain value.
 struct ThreatRecord : ThreatEvent {
   std::string sha256;               ///< lower-case hexadecimal; empty when not computed
   std::vector<Finding> reasons;     ///< the verdict's findings

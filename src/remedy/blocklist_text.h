@@ -1,5 +1,6 @@
-// The list of domains to block, as servers publish it: one domain a line, LF or CRLF, '#' lines are
-// comments. What is no domain (an address and a name, as in a hosts file, for example) is skipped. Pure.
+// The list of domains to block, as servers publish it: one domain per line, LF or CRLF, '#' lines are
+// comments. A line that is not a domain (for example an address and a name, as in a hosts file) is skipped.
+// Pure.
 #pragma once
 
 #include <string>

@@ -12,7 +12,7 @@ constexpr size_t kMaxDomainBytes = 253;
 
 bool isBlank(std::string_view line) { return trimmed(line, kBlanks).empty(); }
 
-/// Walks the lines that are no markers: `visit(line, inside)`, the line without its LF and one CR.
+/// Calls `visit(line, inside)` for each line that is not a marker; the line comes without its LF and one CR.
 template <typename Visit>
 void forEachLine(std::string_view hosts, const Visit& visit) {
   bool inside = false;

@@ -15,7 +15,7 @@ bool replaceHosts(const std::wstring& hosts, const std::string& text, std::strin
   return true;
 }
 
-/// A missing file reads as empty. On failure GetLastError() tells why.
+/// A missing file reads as empty. On failure GetLastError() has the reason.
 bool readHosts(const std::wstring& hosts, std::string& text) {
   if (readWholeFile(hosts, text)) return true;
   text.clear();

@@ -1,8 +1,8 @@
 // The web shield's block in the system's hosts file (see hosts_block.h), which is replaced as a whole so that
 // no program ever reads it half-written. A read-only file is replaced too and loses that attribute.
 //
-// No lock is taken: one thread at a time. Every function throws std::bad_alloc where the file does not fit
-// into memory. `error` may be null and is written only on failure.
+// Takes no lock: call it from one thread at a time. Every function throws std::bad_alloc where the file does
+// not fit into memory. `error` may be null and is written only on failure.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ std::wstring hostsFilePath();
 /// cannot be read is left alone and fails, since its lines would be lost.
 bool applyBlocklist(const std::vector<std::string>& domains, std::string* error);
 
-/// Removes the block. True without a write when there is no sign of one, also when there is no readable file.
+/// Removes the block. Returns true without a write when the file mentions no marker or cannot be read.
 bool removeBlocklist(std::string* error);
 
 /// The number of entries in the block; 0 when the file cannot be read.

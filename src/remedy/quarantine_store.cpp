@@ -22,13 +22,13 @@ std::wstring indexPath(const std::wstring& dir) { return dir + L"\\quarantine.db
 std::vector<QuarantineRecord> readIndex(const std::wstring& dir) {
   std::string text;
   if (const UniqueHandle file = openForReading(indexPath(dir))) {
-    (void)readToEnd(file.get(), text);  // where reading fails the text ends
+    (void)readToEnd(file.get(), text);  // the text ends at a failed read
   }
   return parseQuarantineIndex(text);
 }
 
 void writeIndex(const std::wstring& dir, const std::vector<QuarantineRecord>& records) {
-  (void)rewriteTextFile(indexPath(dir), formatQuarantineIndex(records));  // unreported, on purpose
+  (void)rewriteTextFile(indexPath(dir), formatQuarantineIndex(records));  // failure unreported, on purpose
 }
 
 auto findRecord(std::vector<QuarantineRecord>& records, uint64_t id) {
@@ -48,8 +48,8 @@ uint64_t fileSizeOrZero(const std::wstring& path) {
   return static_cast<uint64_t>(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
 }
 
-/// What stands before the last separator; empty when there is none. A run of separators may stay at the end:
-/// it counts as one.
+/// The path up to its last separator, without it; empty when there is none. Further separators may stay at
+/// the end: a run of them counts as one.
 std::wstring folderOf(const std::wstring& path) {
   const size_t end = path.find_last_of(L"\\/");
   return end == std::wstring::npos ? std::wstring() : path.substr(0, end);
@@ -141,7 +141,7 @@ bool QuarantineStore::restoreRecord(const std::wstring& dir, uint64_t id, std::s
   const auto record = findRecord(records, id);
   if (record == records.end()) return fail(error, "record not found");
 
-  (void)createDirectories(folderOf(record->originalPath));  // the move decides
+  (void)createDirectories(folderOf(record->originalPath));  // the move reports the failure
   if (!moveOver(record->storedPath, record->originalPath)) {
     const DWORD reason = ::GetLastError();
     return fail(error, "restore failed, code " + std::to_string(reason));
@@ -157,7 +157,7 @@ bool QuarantineStore::deleteRecord(const std::wstring& dir, uint64_t id, std::st
   const auto record = findRecord(records, id);
   if (record == records.end()) return fail(error, "record not found");
 
-  if (storedFileIsThere(*record)) deleteStoredFile(record->storedPath);  // the record goes in any case
+  if (storedFileIsThere(*record)) deleteStoredFile(record->storedPath);  // the record is removed in any case
   records.erase(record);
   writeIndex(dir, records);
   return true;

@@ -28,7 +28,7 @@ class QuarantineStore {
   /// The index in file order. A missing or unreadable index is empty.
   std::vector<QuarantineRecord> listRecords(const std::wstring& dir) EXCLUDES(mutex_);
 
-  /// Moves the file of the first record with this id back, over whatever stands there now.
+  /// Moves the file of the first record with this id back, replacing any file there, and removes the record.
   bool restoreRecord(const std::wstring& dir, uint64_t id, std::string* error) EXCLUDES(mutex_);
 
   /// Deletes the file of the first record with this id and removes the record, even if the file stays.

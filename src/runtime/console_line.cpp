@@ -7,7 +7,7 @@
 namespace korvel {
 namespace {
 
-/// Opened on first need and kept until the process ends; a failed open is tried again at the next line.
+/// Opened on first use and kept until the process ends; a failed open is retried at the next line.
 HANDLE consoleOutput() {
   static HANDLE output = INVALID_HANDLE_VALUE;
   if (output == INVALID_HANDLE_VALUE) {

@@ -9,10 +9,10 @@
 
 #include "base/files.h"
 #include "base/paths.h"
+#include "base/sizes.h"
 #include "base/utf.h"
 #include "base/version.h"
 #include "base/win.h"
-#include "base/sizes.h"
 
 namespace korvel {
 namespace {
@@ -34,7 +34,7 @@ const char* tagOf(int32_t level) {
   }
 }
 
-/// Appending, shared with readers and writers of other processes. The file never gets a byte-order mark.
+/// Opens for appending, shared with readers and writers of other processes. No byte-order mark is written.
 std::FILE* openForAppending(const std::wstring& path) {
   int descriptor = -1;
   if (::_wsopen_s(&descriptor, path.c_str(), _O_WRONLY | _O_APPEND | _O_CREAT | _O_BINARY, _SH_DENYNO,
@@ -49,8 +49,8 @@ std::FILE* openForAppending(const std::wstring& path) {
 }  // namespace
 
 Log& Log::instance() {
-  // Never destroyed: threads and static objects that still log while the process ends find it whole. Every
-  // line is flushed, so nothing is left to close.
+  // Never destroyed, because threads and static objects may still log while the process ends. Every line is
+  // flushed, so nothing is left to close.
   static Log& log = *new Log;
   return log;
 }

@@ -1,5 +1,5 @@
-// The service's one log: timestamped English lines, appended forever to korvel.log and echoed to the
-// debugger output. Thread-safe.
+// The log of the process: timestamped lines, appended to korvel.log, which is never truncated, and echoed to
+// the debugger output. Thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -10,16 +10,16 @@
 
 namespace korvel {
 
-/// Level numbers as they are compared with the minimum; other numbers print as "???".
+/// Log levels, compared numerically with the minimum level; other numbers print as "???".
 enum LogLevel : int32_t { kLogDebug = 0, kLogInfo = 1, kLogWarning = 2, kLogError = 3 };
 
 class Log {
  public:
-  /// The one log of this process, there from the first call until the process ends.
+  /// The log of this process. It exists from the first call until the process ends.
   static Log& instance();
 
-  /// Closes the current file, creates the parent directories of `path` and opens it for appending. When
-  /// that fails, lines still reach the debugger output.
+  /// Closes the current file, creates the parent directories of `path` and opens it for appending. If that
+  /// fails, lines are written only to the debugger output.
   void open(const std::wstring& path) EXCLUDES(mutex_);
 
   /// Writes one line: "HH:MM:SS.mmm [TAG] text" and a line feed, local time, no date. `text` is UTF-8 without
@@ -39,7 +39,7 @@ class Log {
   const int32_t minLevel_ = kLogInfo;
 };
 
-/// An INF line that begins with the product's name: the service's life as an operator follows it.
+/// Writes an INF line that begins with the product's name, for events in the life of the service.
 void serviceLog(const std::string& text);
 
 }  // namespace korvel

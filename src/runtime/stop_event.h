@@ -1,4 +1,4 @@
-// A stop token for threads that wait for kernel objects.
+// Makes a stop token usable by threads that wait for kernel objects.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 
 namespace korvel {
 
-/// A manual-reset event that is signalled, for good, once the stop of a token is requested. Thread-safe.
+/// A manual-reset event that is signalled, and stays so, once a token's stop is requested. Thread-safe.
 class StopEvent {
  public:
-  /// Throws std::system_error when the system has no event to give.
+  /// Throws std::system_error when the event cannot be created.
   explicit StopEvent(std::stop_token token);
   StopEvent(const StopEvent&) = delete;
   StopEvent& operator=(const StopEvent&) = delete;
@@ -20,10 +20,10 @@ class StopEvent {
   const std::stop_token& token() const { return token_; }
   bool requested() const { return token_.stop_requested(); }
 
-  /// Sleeps, but not past the stop. True once the stop is requested.
+  /// Sleeps until the time is over or the stop is requested. True when the stop is requested.
   bool sleep(uint32_t milliseconds) const;
 
-  /// For waits on several objects. Owned here.
+  /// For waits on several objects. Still owned by this object.
   HANDLE handle() const { return event_.get(); }
 
  private:

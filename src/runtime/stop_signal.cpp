@@ -3,7 +3,7 @@
 namespace korvel {
 
 StopSignal& StopSignal::process() {
-  // Never destroyed: a console handler may still run on a thread of its own while the process ends.
+  // Never destroyed: a console handler may still run on its own thread while the process ends.
   static StopSignal& signal = *new StopSignal;
   return signal;
 }

@@ -1,6 +1,6 @@
 // The process-wide stop: a flag that is set once and never reset, and a manual-reset event that ends every
-// blocking pipe wait. Ctrl+C, the service's control handler and the stop request of the pipe all call
-// requestStop(); nobody else ends the service.
+// blocking pipe wait. Stops are requested by console events, the service's control handler and the pipe's stop
+// request.
 #pragma once
 
 #include <atomic>
@@ -16,7 +16,7 @@ class StopSignal {
   /// The one signal of this process.
   static StopSignal& process();
 
-  /// Creates the event, not signalled. False when the system refuses.
+  /// Creates the event, not signalled. False when that fails.
   bool createEvent() EXCLUDES(mutex_);
   void closeEvent() EXCLUDES(mutex_);
 
@@ -25,13 +25,13 @@ class StopSignal {
 
   bool requested() const { return stopRequested_.load() != 0; }
 
-  /// The event to wait on, owned here; null before createEvent() and after closeEvent(). Only the thread
-  /// that creates and closes the event may wait on it.
+  /// The event to wait on; still owned by this object. Null before createEvent() and after closeEvent(). Only
+  /// the thread that creates and closes the event may wait on it.
   HANDLE event() const EXCLUDES(mutex_);
 
  private:
   std::atomic<uint32_t> stopRequested_{0};
-  // Guards signalling against closing: a handle that is closed may be reused for another object.
+  // Keeps closeEvent() out while the event is signalled: a closed handle may be reused for another object.
   mutable Mutex mutex_;
   UniqueHandle stopEvent_ GUARDED_BY(mutex_);
 };

@@ -66,7 +66,7 @@ bool DirectoryWalk::next(WalkedFile& file) {
         if (!recursive_) continue;
         const std::wstring path = level.directory + entry.cFileName;
         if (isExcludedDirectory(lowerWide(path))) continue;
-        if (enter(path) == Entered::kFailed) levels_.clear();  // `level` is gone from here on
+        if (enter(path) == Entered::kFailed) levels_.clear();  // `level` is invalid from here on
         continue;
       }
     }

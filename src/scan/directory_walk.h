@@ -1,10 +1,11 @@
 // The files below one scan target, one after another, in the order in which the file system lists them: an
 // entry comes before what is inside it.
 //
-// Links and junctions met on the way are neither handed out nor entered (with followSymlinks a symbolic link
-// is handed out as a file), so a walk visits nothing twice and ends even where links form a loop. A target
-// that is itself a link is walked. Excluded directories are not entered. A directory without permission is
-// skipped; any other failure ends the walk quietly. A target that is a file, or missing, yields nothing.
+// Links and junctions inside the target are neither handed out nor entered (with followSymlinks a symbolic
+// link is handed out as a file), so a walk visits nothing twice and ends even where links form a loop. A
+// target that is itself a link is walked. Excluded directories are not entered. A directory without
+// permission is skipped; any other failure ends the walk quietly. A target that is a file, or missing, yields
+// nothing.
 //
 // Not thread-safe; the stop may be requested from any thread.
 #pragma once
@@ -36,7 +37,7 @@ class DirectoryWalk {
     UniqueFindHandle find;
     std::wstring directory;  // ends in a separator
     WIN32_FIND_DATAW entry;
-    bool entryPending;  // `entry` has been read and not yet looked at
+    bool entryPending;  // `entry` has been read but not yet handled
   };
 
   enum class Entered { kYes, kNoPermission, kFailed };

@@ -16,7 +16,7 @@ namespace {
 
 using WordSet = std::set<std::wstring_view>;
 
-// Names that only components of the system bear.
+// Names that only Windows components have.
 constexpr std::wstring_view kSystemProcesses[] = {
     L"svchost.exe",  L"lsass.exe",     L"csrss.exe",   L"smss.exe",    L"winlogon.exe", L"services.exe",
     L"explorer.exe", L"taskhostw.exe", L"dwm.exe",     L"conhost.exe", L"spoolsv.exe",  L"wininit.exe",
@@ -33,14 +33,15 @@ bool contains(std::wstring_view text, std::wstring_view part) {
   return text.find(part) != std::wstring_view::npos;
 }
 
-/// Any place on the path counts, so a copy in D:\Windows\System32\ is taken for the original.
+/// The system folders count anywhere in the path, so a copy in D:\Windows\System32\ is taken for the
+/// original.
 bool impersonatesSystemProcess(std::wstring_view lowerPath) {
   static const WordSet names(std::begin(kSystemProcesses), std::end(kSystemProcesses));
   return names.contains(fileNameView(lowerPath)) && !contains(lowerPath, L"\\windows\\system32\\") &&
          !contains(lowerPath, L"\\windows\\syswow64\\");
 }
 
-/// Any place on the path counts: a text file in a downloaded folder "setup.exe.files" qualifies.
+/// The extension counts anywhere in the path: a text file in a downloaded folder "setup.exe.files" qualifies.
 bool isDownloadedProgram(std::wstring_view lowerPath) {
   const bool downloaded = contains(lowerPath, L"\\downloads\\") || contains(lowerPath, L"\\загрузки\\");
   return downloaded &&
@@ -56,7 +57,7 @@ class RuleHits {
     highest_ = std::max(highest_, finding.severity);
     verdict_.findings.push_back(std::move(finding));
   }
-  /// With the finding's reason for the user.
+  /// Adds the finding and its reason for the user.
   void add(Finding finding, const char* reason) {
     add(std::move(finding));
     verdict_.reasons.emplace_back(reason);
@@ -115,7 +116,7 @@ void copyMatch(const SignatureMatch& match, FileVerdict& verdict) {
   verdict.matchedHash = match.hash;
 }
 
-/// A suspicious file is never left without a reason: the titles of what weighs most stand in for it.
+/// Gives a suspicious file that has no reasons the titles of its most severe findings.
 void addMissingReasons(FileVerdict& verdict) {
   if (verdict.severity < kSeverityMedium || !verdict.reasons.empty()) return;
   for (const Finding& finding : verdict.findings) {
@@ -128,7 +129,7 @@ void addMissingReasons(FileVerdict& verdict) {
 
 bool hasDoubleExtension(const std::wstring& fileName) {
   static const WordSet extensions(std::begin(kDoubleExtensions), std::end(kDoubleExtensions));
-  // From the first dot on purpose: "my.invoice.pdf.exe" is another name and not caught.
+  // From the first dot on purpose: "my.invoice.pdf.exe" is not caught.
   const size_t first = fileName.find(L'.');
   if (first == std::wstring::npos || first == 0 || first == fileName.rfind(L'.')) return false;
   return extensions.contains(lowerWide(std::wstring_view(fileName).substr(first)));

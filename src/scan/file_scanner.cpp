@@ -6,11 +6,11 @@
 #include <optional>
 #include <utility>
 
+#include "base/sizes.h"
 #include "base/win.h"
 #include "scan/directory_walk.h"
 #include "scan/ordered_pipeline.h"
 #include "scan/scan_filter.h"
-#include "base/sizes.h"
 
 namespace korvel {
 namespace {
@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int64_t kProgressIntervalMs = 120;
 constexpr size_t kMostWorkers = 4;
-// A large file counts only so much in the pipeline's window, so that two of them may overlap.
+// A large file counts for at most this much of the pipeline's window, so that two of them may overlap.
 constexpr uint64_t kHeaviestFile = 16 * kMiB;
 
 int64_t wholeMilliseconds(Clock::duration duration) {
@@ -41,7 +41,7 @@ struct RequestAtEnd {
 
 }  // namespace
 
-/// What becomes of each verdict on the scanning thread: counters, throttled progress, callback.
+/// Handles each verdict on the scanning thread: counters, throttled progress, callback.
 class FileScanner::Delivery {
  public:
   Delivery(const ProgressCallback& onProgress, const VerdictCallback& onVerdict)
@@ -167,12 +167,12 @@ void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
 
 void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers,
                             const std::stop_token& cancelled) {
-  // At its end the pipeline waits for the files at hand. Their verdicts are not wanted any more, so they need
-  // not be read on.
+  // The pipeline's destructor waits for the files being scanned. Their verdicts are no longer needed, so this
+  // stop ends the reading.
   LinkedStop discarding(context_.abandoned);
   ScanContext ahead = context_;
   ahead.abandoned = discarding.token();
-  // Nothing for a file that was not begun when the cancellation came: it is then not scanned at all.
+  // Empty for a file that was not yet begun when the cancellation came; such a file is not scanned.
   using Scanned = std::optional<FileVerdict>;
   OrderedPipeline<std::wstring, Scanned> pipeline(workers, [&cancelled, &ahead] {
     return

@@ -1,8 +1,9 @@
-// Walks target directories and counts or scans the files that are worth it. One scanner serves one job: a
+// Walks target directories and counts or scans the files that pass the filter. One scanner serves one job: a
 // measure() followed by a scan(), on the caller's thread. cancel() may come from any thread.
 //
 // With workers, files are read and hashed ahead of their turn; walk, counters, progress and callbacks stay on
-// the caller's thread and in walk order, and files that were hashed ahead of a cancellation leave no trace.
+// the caller's thread and in walk order, and a file hashed ahead whose turn comes after a cancellation leaves
+// no trace.
 #pragma once
 
 #include <functional>
@@ -40,10 +41,11 @@ class FileScanner {
   ScanSummary scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                    const VerdictCallback& onVerdict);
 
-  /// Ends the scan with the file being scanned.
+  /// Ends the scan after the current file.
   void cancel() EXCLUDES(mutex_);
 
-  /// Scans one file, as scan() would; worthless once abandoned. Not at the same time as a scan().
+  /// Scans one file as scan() does, without the filter. The verdict is worthless once the constructor's
+  /// `stop` is requested. Must not run at the same time as scan().
   FileVerdict scanSingleFile(const std::wstring& path);
 
  private:
@@ -59,7 +61,7 @@ class FileScanner {
   ScanScratch scratch_;  // used by the scanning thread only
 
   mutable Mutex mutex_;
-  std::optional<LinkedStop> cancel_ GUARDED_BY(mutex_);  // always there; a new one for each scan
+  std::optional<LinkedStop> cancel_ GUARDED_BY(mutex_);  // never empty; replaced at the start of each scan
 };
 
 }  // namespace korvel

@@ -1,11 +1,11 @@
-// Work done ahead of its consumer by a few threads, taken back in the order in which it was put in.
+// A few threads work ahead of the consumer, which gets the results in the order in which it put the items in.
 //
 // One thread owns the pipeline: it pushes items while there is room, then pops the oldest result, waiting for
 // it where necessary. Items travel to the workers in small groups, since handing over one small file at a
 // time costs more than the file. An exception of the work is kept and thrown by the pop() of its own item, so
-// failures come in order too. Destruction abandons what has not begun and joins the workers.
+// failures come in order too. Destruction abandons the items not yet begun and joins the workers.
 //
-// Pure: standard threads only. Not thread-safe except for what it does with its own workers.
+// Pure: standard threads only. Not thread-safe: only the owning thread may call it.
 #pragma once
 
 #include <cstddef>
@@ -26,9 +26,9 @@ namespace korvel {
 
 struct PipelineLimits {
   size_t windowItems = 128;           ///< items inside at any time
-  uint64_t windowWeight = 64 * kMiB;  ///< bytes inside; one heavier item alone is let in
-  size_t groupItems = 16;             ///< items of one hand-over
-  uint64_t groupWeight = 1 * kMiB;    ///< bytes of one hand-over
+  uint64_t windowWeight = 64 * kMiB;  ///< bytes inside at any time; a heavier item is let in alone
+  size_t groupItems = 16;             ///< items per hand-over
+  uint64_t groupWeight = 1 * kMiB;    ///< bytes per hand-over
 };
 
 template <typename Item, typename Result>
@@ -36,8 +36,9 @@ class OrderedPipeline {
  public:
   using Work = std::function<Result(const Item&)>;
 
-  /// Starts `workers` threads (at least 1). Each calls `makeWork` once, for a function of its own, so that
-  /// work may keep buffers without a lock. Throws std::system_error when not even one thread can be made.
+  /// Starts `workers` threads (at least 1). Each gets a function of its own from `makeWork`, called on this
+  /// thread, so that work may keep buffers without a lock. Throws std::system_error when not even one thread
+  /// can be made.
   OrderedPipeline(size_t workers, const std::function<Work()>& makeWork, const PipelineLimits& limits = {})
       : limits_(limits) {
     for (size_t i = 0; i < workers; ++i) startWorker(makeWork());
@@ -171,8 +172,8 @@ class OrderedPipeline {
 
 /// Runs everything that `next(item, weight)` yields through the pipeline and hands the results to
 /// `deliver(result)` in the same order, both on this thread. Ends when `next` yields no more and all is
-/// delivered, or at once when `deliver` returns false: what was done ahead of that result is then forgotten.
-/// Throws what they and the work throw.
+/// delivered, or at once when `deliver` returns false; the results after that one are discarded. Throws what
+/// `next`, `deliver` and the work throw.
 template <typename Item, typename Result, typename Next, typename Deliver>
 void runAhead(OrderedPipeline<Item, Result>& pipeline, Next next, Deliver deliver) {
   Item item;

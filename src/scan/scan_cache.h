@@ -12,23 +12,23 @@ namespace korvel {
 
 class ScanCache {
  public:
-  /// Adds what the file at `path` holds; a file that is known already takes the new values. False, and
-  /// nothing changed, when it cannot be read, as at the first start. Throws std::bad_alloc.
+  /// Adds the entries of the cache file at `path`; a scanned file that is already known takes the new values.
+  /// False, and nothing changed, when the cache file cannot be read, as at the first start. Throws
+  /// std::bad_alloc.
   bool load(const std::wstring& path) EXCLUDES(mutex_);
 
   /// Remembers one scanned file.
   void record(const std::wstring& path, const ScanCacheEntry& entry) EXCLUDES(mutex_);
 
-  /// Replaces the file at `path`, so that a kill at any moment leaves the old or the new text. False when it
-  /// cannot be opened for writing.
+  /// Replaces the file at `path` as rewriteTextFile() does. False when it cannot be opened for writing.
   bool save(const std::wstring& path) const EXCLUDES(mutex_);
 
-  /// What is known of a file.
+  /// The entry of a file, if it has one.
   std::optional<ScanCacheEntry> find(const std::wstring& path) const EXCLUDES(mutex_);
   size_t size() const EXCLUDES(mutex_);
 
  private:
-  // Held while one save writes, so that two do not share a temporary file. Taken before mutex_.
+  // Held during a save, so that the newest table is the last to reach the disk. Taken before mutex_.
   mutable Mutex saveMutex_;
   // Held only to read or change the table.
   mutable Mutex mutex_;

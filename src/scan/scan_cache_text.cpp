@@ -25,7 +25,7 @@ bool parseNumber(std::string_view text, uint64_t& value) {
   return problem == std::errc() && stop == end;
 }
 
-/// Such a path could not be told from two lines. Windows does not create one.
+/// A path with a line feed would read as two lines. Windows does not create one.
 bool breaksLines(std::string_view path) { return path.find('\n') != std::string_view::npos; }
 
 }  // namespace
@@ -35,7 +35,7 @@ void ScanCacheTable::parse(std::string_view text) {
   for (std::string_view line; lines.next(line);) {
     std::string_view size, lastWriteTime, severity;
     ScanCacheEntry entry;
-    // From the back: a bar is no part of the numbers and names, but a path may hold one.
+    // From the back: the numbers and names contain no bar, but a path may.
     if (!takeLastField(line, severity) || !takeLastField(line, lastWriteTime) || !takeLastField(line, size))
       continue;
     if (!parseNumber(size, entry.size) || !parseNumber(lastWriteTime, entry.lastWriteTime)) continue;

@@ -1,6 +1,6 @@
 // The scan cache: what the last scans saw of each file. It never changes a verdict. Pure; not thread-safe.
 //
-// Text form, UTF-8, one line a file, LF: path|size|lastWriteTime|severity name. A line is split at its last
+// Text form, UTF-8, one line per file, LF: path|size|lastWriteTime|severity name. A line is split at its last
 // three bars; a line that does not split is skipped.
 #pragma once
 

@@ -9,16 +9,16 @@
 #include "base/clock.h"
 #include "base/long_path.h"
 #include "base/paths.h"
-#include "base/unique_resource.h"
-#include "scan/file_rules.h"
-#include "pe/pe_analysis.h"
-#include "signatures/signature_database.h"
 #include "base/sizes.h"
+#include "base/unique_resource.h"
+#include "pe/pe_analysis.h"
+#include "scan/file_rules.h"
+#include "signatures/signature_database.h"
 
 namespace korvel {
 namespace {
 
-// Up to here a file is read whole with one call; beyond it in pieces that stay in the processor's cache.
+// Up to this size a file is read with one call; a larger one in pieces that stay in the processor's cache.
 constexpr uint64_t kWholeReadLimitBytes = 8 * kMiB;
 constexpr size_t kSmallestPieceBytes = 64 * kKiB;
 constexpr size_t kPieceBytes = 256 * kKiB;
@@ -30,7 +30,7 @@ struct FileData {
   PeAnalysis pe;
 };
 
-/// One read call; 0 at the end of the file and on failure alike, which both end the content there.
+/// One read call; 0 at the end of the file and on failure: both end the content there.
 size_t readPiece(HANDLE file, uint8_t* buffer, size_t bytes) {
   DWORD got = 0;
   return ::ReadFile(file, buffer, static_cast<DWORD>(bytes), &got, /*overlapped=*/nullptr) ? got : 0;
@@ -46,13 +46,13 @@ bool readWhole(HANDLE file, uint64_t size, ScanScratch& scratch, FileData& data)
   return true;
 }
 
-/// Feeds the digests piece by piece; of an image as much as the PE analysis looks at is read before, since
-/// its headers say where to cut the bytes that are digested and counted in one pass.
+/// Feeds the digests piece by piece. The part of an image that the PE analysis looks at is read first, since
+/// its headers give the ranges to count while the same bytes are digested.
 void readInPieces(HANDLE file, uint64_t size, const ScanContext& context, ScanScratch& scratch,
                   FileData& data) {
   const auto pieceBytes =
       static_cast<size_t>(std::clamp<uint64_t>(context.readChunk, kSmallestPieceBytes, kPieceBytes));
-  // To an abandoned scan the file ends here.
+  // For an abandoned scan the file ends here.
   const auto read = [&](uint8_t* to, size_t bytes) {
     return context.abandoned.stop_requested() ? 0 : readPiece(file, to, std::min(bytes, pieceBytes));
   };
@@ -73,7 +73,7 @@ void readInPieces(HANDLE file, uint64_t size, const ScanContext& context, ScanSc
   for (; got != 0; got = read(piece, pieceBytes)) scratch.digest().update(piece, got);
 }
 
-/// Digests and PE analysis from one open and one read; nothing of both for a file that cannot be opened.
+/// Digests and PE analysis from one open and one read; neither for a file that cannot be opened.
 FileData readFileData(const ScanContext& context, const std::wstring& apiPath, uint64_t size,
                       ScanScratch& scratch) {
   FileData data;

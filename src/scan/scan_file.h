@@ -47,9 +47,9 @@ class ScanScratch {
   hash::TripleDigest digest_;
 };
 
-/// Never throws for a file that cannot be read; such a file yields a verdict with little in it. The file is
-/// opened once, shared for reading only, and read once. Threads may scan at the same time, each with a
-/// scratch of its own. Throws std::bad_alloc.
+/// Never throws for a file that cannot be read; such a file yields a verdict with only what could be read.
+/// The file is opened once, shared for reading only, and read once. Threads may scan at the same time, each
+/// with a scratch of its own. Throws std::bad_alloc.
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch);
 
 }  // namespace korvel

@@ -15,7 +15,7 @@ using WordSet = std::set<std::wstring_view>;
 
 constexpr size_t kShortestPath = 5;  // units: "C:\ab"
 
-// Places and names where nothing is started from. All words are lower-case.
+// Folders and files that nothing is started from. All words are lower-case.
 constexpr std::wstring_view kNeverScannedPlaces[] = {L"\\$recycle.bin\\", L"\\system volume information\\"};
 
 constexpr std::wstring_view kSystemDataFiles[] = {
@@ -85,7 +85,7 @@ bool shouldScan(const std::wstring& path, const ScanOptions& options) {
 }
 
 bool isExcludedDirectory(const std::wstring& lowerPath) {
-  // No separator is asked for after the prefix: "c:\windows\winsxs-copy" is excluded too.
+  // No separator has to follow the prefix: "c:\windows\winsxs-copy" is excluded too.
   return std::any_of(std::begin(kExcludedDirectories), std::end(kExcludedDirectories),
                      [&lowerPath](std::wstring_view prefix) { return lowerPath.starts_with(prefix); });
 }
@@ -93,7 +93,7 @@ bool isExcludedDirectory(const std::wstring& lowerPath) {
 EntryKind classifyEntry(uint32_t attributes, uint32_t reparseTag) {
   if ((attributes & kAttributeReparsePoint) != 0) {
     if (reparseTag == kTagMountPoint) return EntryKind::kJunction;
-    // No reparse point has the tag 0; a file system that does not tell the tag shows links that way.
+    // No reparse point has the tag 0; a file system that does not report the tag shows links with it.
     if (reparseTag == kTagSymbolicLink || reparseTag == kTagNotTold) return EntryKind::kSymbolicLink;
   }
   return (attributes & kAttributeDirectory) != 0 ? EntryKind::kDirectory : EntryKind::kFile;

@@ -9,7 +9,7 @@
 
 namespace korvel {
 
-/// The file filter, by the path alone.
+/// True when the file is worth scanning, judged by its path alone.
 bool shouldScan(const std::wstring& path, const ScanOptions& options);
 
 /// True when the lower-cased path begins with an excluded prefix. A plain prefix test: siblings whose names

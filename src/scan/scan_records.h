@@ -1,5 +1,5 @@
-// What a scan is given and what it says of each file. Plain values; user texts are UTF-8, paths UTF-16. What
-// travels on to clients is in records/.
+// The input of a scan and its result for each file. Plain values; user texts are UTF-8, paths UTF-16. The
+// records that go on to clients are in records/.
 #pragma once
 
 #include <cstddef>
@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "base/sizes.h"
 #include "records/finding.h"
 #include "records/scan_progress.h"
 #include "records/severity.h"
-#include "base/sizes.h"
 
 namespace korvel {
 
@@ -54,7 +54,7 @@ struct FileVerdict {
 /// Counts one verdict: a listed file is a threat at any severity, a skipped file counts with its size.
 void addToSummary(const FileVerdict& verdict, ScanSummary& summary);
 
-/// As many workers as the process may use processors, at most 4; none where there is only one.
+/// One worker per processor that the process may use, at most 4; none with a single processor.
 inline constexpr size_t kWorkersByProcessors = SIZE_MAX;
 
 /// How one scan job reads and filters files; fixed for the life of a scanner.
@@ -64,7 +64,7 @@ struct ScanOptions {
   bool skipKernelFiles = true;
   uint64_t maxFileSize = 536'870'912;  ///< bytes; larger files are not read
   uint64_t readChunk = 1 * kMiB;       ///< bytes
-  /// Threads that read and hash ahead of the walk; 0 scans on the calling thread. Changes no result.
+  /// Threads that read and hash files ahead of their turn; 0 scans on the calling thread. Changes no result.
   size_t workers = kWorkersByProcessors;
 };
 

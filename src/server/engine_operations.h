@@ -1,5 +1,5 @@
-// What a request on the pipe may ask of the engine. The engine implements it, the dispatcher calls it;
-// neither knows more of the other.
+// The interface between the request dispatcher, which calls it, and the engine, which implements it. Neither
+// depends on anything else of the other.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +17,8 @@
 
 namespace korvel {
 
-/// Operations that can fail return false with a text in `error` (may be null), which goes to the user
-/// unchanged: UTF-8, and possibly empty. All may be called from any thread, and any may throw a standard
+/// Operations that can fail return false with a text in `error` (may be null), which is shown to the user
+/// unchanged; it is UTF-8 and may be empty. All may be called from any thread, and any may throw a standard
 /// exception.
 class EngineOperations {
  public:
@@ -26,10 +26,10 @@ class EngineOperations {
 
   /// Starts a scan on a thread of the engine.
   virtual bool startScan(ScanScope scope, const std::vector<std::wstring>& targets, std::string* error) = 0;
-  /// Asks the running scan to end; returns whether that had been asked before.
+  /// Asks the running scan to end; returns whether a cancellation was already requested.
   virtual bool cancelScan() = 0;
-  /// Hands one consistent report to `take`, which returns how many of its events, from the front, it has
-  /// taken. Those are gone; the others come again with the next report.
+  /// Passes one consistent report to `take`, which returns how many of its first events it has taken. Those
+  /// are removed; the others are part of the next report again.
   using TakeReport = std::function<size_t(const ScanReport& report)>;
   virtual void reportScan(const TakeReport& take) = 0;
   /// The detections of the current or last scan, in order.
@@ -47,15 +47,15 @@ class EngineOperations {
   /// Replaces and saves the settings. Empty signatureDb and quarantineDir keep the values in force.
   virtual bool applySettings(const SettingsFields& settings, std::string* error) = 0;
 
-  /// Loads the signature files anew.
+  /// Reloads the signature files.
   virtual bool reloadSignatures(std::string* error) = 0;
-  /// Each starts its job on a thread of the engine and refuses while that job runs. How the job ended is in
-  /// getStatus().
+  /// Each starts its job on a thread of the engine; refused while that job runs. getStatus() shows when the job
+  /// has ended.
   virtual bool startLiveUpdate(std::string* error) = 0;
   virtual bool startUpdateCheck(std::string* error) = 0;
 
  protected:
-  ~EngineOperations() = default;  // nobody deletes an engine through this
+  ~EngineOperations() = default;  // engines are never deleted through this interface
 };
 
 }  // namespace korvel

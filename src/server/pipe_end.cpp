@@ -11,7 +11,7 @@ Transfer failWith(std::string* error, const char* text) {
   return Transfer::kFailed;
 }
 
-/// With the last-error value in the text. A broken pipe is a client that has gone.
+/// Appends the last-error value to the text. ERROR_BROKEN_PIPE means that the client has disconnected.
 Transfer failWithCode(std::string* error, const char* text) {
   setWin32Error(error, text);
   return ::GetLastError() == ERROR_BROKEN_PIPE ? Transfer::kClosed : Transfer::kFailed;
@@ -19,8 +19,8 @@ Transfer failWithCode(std::string* error, const char* text) {
 
 }  // namespace
 
-/// Ends an operation that may still be pending; the system writes to `overlapped` and to the caller's buffer
-/// until then. Keeps the last error.
+/// Cancels an operation that may still be pending and waits for its end: until then the system may write to
+/// `overlapped` and to the caller's buffer. Keeps the last error.
 void PipeEnd::cancelAndWait(OVERLAPPED* overlapped) const {
   const LastErrorKeeper keepLastError;
   DWORD transferred = 0;
@@ -28,8 +28,8 @@ void PipeEnd::cancelAndWait(OVERLAPPED* overlapped) const {
   (void)calls_.getOverlappedResult(pipe_, overlapped, &transferred, /*wait=*/TRUE);
 }
 
-/// Waits until a chunk is complete and stores its byte count. False with the cause in GetLastError(), which
-/// is ERROR_OPERATION_ABORTED after a stop.
+/// Waits until a chunk is complete and stores its byte count. False with the reason in GetLastError():
+/// ERROR_OPERATION_ABORTED after a stop.
 bool PipeEnd::awaitChunk(OVERLAPPED* overlapped, DWORD* transferred) const {
   const DWORD signalled = calls_.waitForEither(overlapped->hEvent, stopEvent_);
   if (signalled == WAIT_OBJECT_0)
@@ -43,8 +43,8 @@ bool PipeEnd::awaitChunk(OVERLAPPED* overlapped, DWORD* transferred) const {
   return false;
 }
 
-/// One loop for both directions. `start(offset, bytes, overlapped)` starts the transfer of one chunk;
-/// `failedText` is the text of its failure.
+/// The loop for both directions. `start(offset, bytes, overlapped)` starts the transfer of one chunk;
+/// `failedText` is the error text when that fails.
 template <typename Start>
 Transfer PipeEnd::transferExact(size_t n, const char* failedText, std::string* error, Start start) const {
   for (size_t done = 0; done < n;) {
@@ -105,7 +105,7 @@ Transfer PipeEnd::writeFrame(const Frame& frame, std::string* error) const {
   if (payload.size() > kMaxPayloadBytes) return failWith(error, "payload too large");
   const FrameHeaderBytes header = encodeFrameHeader({frame.opcode, static_cast<uint32_t>(payload.size())});
   if (payload.size() <= kIoChunkBytes - header.size()) {
-    // In one write, which costs more than what it carries.
+    // Header and payload in one write: for small payloads a second write would cost more than the copy.
     const std::string whole = std::string(header.begin(), header.end()) + payload;
     return writeExact(whole.data(), whole.size(), error);
   }

@@ -1,4 +1,4 @@
-// The service's end of one connection: frames over overlapped transfers that a stop ends at once.
+// The service's end of one connection: reads and writes frames with overlapped I/O that a stop ends at once.
 #pragma once
 
 #include <cstddef>
@@ -14,17 +14,17 @@ namespace korvel::ipc {
 enum class Transfer {
   kDone,
   kStopped,  ///< the stop event was signalled first
-  kClosed,   ///< the client has gone
+  kClosed,   ///< the client has disconnected
   kFailed,   ///< anything else
 };
 
-/// Borrows the pipe, which was opened for overlapped I/O, and the stop event, which may be any waitable
-/// object. `calls` is for tests. Not thread-safe; different ends may be served by different threads.
+/// Borrows the pipe, which must be open for overlapped I/O, and the stop event, which may be any waitable
+/// object. `calls` is for tests. Not thread-safe; different ends may be used by different threads.
 ///
-/// Every transfer that is not done leaves a text in `error` (may be null) and, where a system call failed,
-/// its code in GetLastError(): "stopping" (995) after a stop, plain "connection closed" when a chunk
-/// completes with no bytes, and "CreateEvent failed", "ReadFile failed" and "WriteFile failed" with "
-/// (win32=<code>)" appended. No transfer is pending any more when a call returns.
+/// Every transfer that does not end with kDone leaves a text in `error` (may be null) and, if a system call
+/// failed, its code in GetLastError(): "stopping" (995) after a stop, plain "connection closed" when a chunk
+/// completes with no bytes, and "CreateEvent failed", "ReadFile failed" and "WriteFile failed" with
+/// " (win32=<code>)" appended. When a call returns, no transfer is pending.
 class PipeEnd {
  public:
   PipeEnd(HANDLE pipe, HANDLE stopEvent, const ServerCalls& calls = ServerCalls::windows())
@@ -34,12 +34,12 @@ class PipeEnd {
   Transfer readExact(void* buffer, size_t n, std::string* error) const;
   Transfer writeExact(const void* buffer, size_t n, std::string* error) const;
 
-  /// One frame. Fails besides with the texts of decodeFrameHeader(); after these nothing is skipped and the
-  /// connection is unusable. Clears the last error first, so that it speaks of this frame alone. Memory for
-  /// the payload grows with the bytes that arrive, not with the length that the peer declares. Throws
-  /// std::bad_alloc when the payload does not fit; the connection is then unusable.
+  /// Reads one frame. Also fails with the texts of decodeFrameHeader(); the connection is then unusable,
+  /// because the payload is not skipped. Clears the last error first, so that it refers to this frame only.
+  /// Memory for the payload grows with the bytes that arrive, not with the length that the peer declares.
+  /// Throws std::bad_alloc when the payload does not fit into memory; the connection is then unusable.
   Transfer readFrame(Frame* frame, std::string* error) const;
-  /// "payload too large" above kMaxPayloadBytes, and then nothing was written.
+  /// Writes one frame. Also fails with "payload too large" above kMaxPayloadBytes; nothing is written then.
   Transfer writeFrame(const Frame& frame, std::string* error) const;
 
  private:

@@ -20,17 +20,17 @@ void logFailure(const char* call, DWORD code) {
 
 enum class Accepted {
   kConnected,
-  kFailed,  ///< this instance is of no use any more
+  kFailed,  ///< this pipe instance is unusable
   kStopped,
 };
 
-/// Waits for a client on one instance of the pipe, or for the stop.
+/// Waits for a client on one instance of the pipe or for the stop.
 Accepted acceptClient(HANDLE pipe, HANDLE connectEvent, HANDLE stopEvent, const ServerCalls& calls) {
   OVERLAPPED overlapped{};
   overlapped.hEvent = connectEvent;
   if (calls.connectNamedPipe(pipe, &overlapped)) return Accepted::kConnected;
   const DWORD code = ::GetLastError();
-  if (code == ERROR_PIPE_CONNECTED) return Accepted::kConnected;  // came before the call
+  if (code == ERROR_PIPE_CONNECTED) return Accepted::kConnected;  // it connected before the call
   if (code != ERROR_IO_PENDING) {
     logFailure("ConnectNamedPipe", code);
     return Accepted::kFailed;
@@ -50,9 +50,9 @@ DWORD WINAPI flushPipe(void* pipe) {
   return 0;
 }
 
-/// Hangs up, after a grace where there is something whole to read: until the client has read everything, has
-/// gone, or the grace is over. Flushing waits for the reader without a limit of its own, so it happens on a
-/// helper thread that the disconnection releases.
+/// Disconnects the client. If its replies were written whole, first waits until the client has read them or
+/// has disconnected, but for kLastReplyGraceMs at most. FlushFileBuffers() waits for the reader without a time
+/// limit, so it runs on a helper thread, which DisconnectNamedPipe() releases.
 void disconnectClient(HANDLE pipe, bool repliesAreWhole) {
   UniqueHandle flusher;
   const bool clientGone = !::PeekNamedPipe(pipe, /*buffer=*/nullptr, 0, nullptr, nullptr, nullptr);
@@ -65,7 +65,7 @@ void disconnectClient(HANDLE pipe, bool repliesAreWhole) {
   if (flusher) ::WaitForSingleObject(flusher.get(), INFINITE);
 }
 
-/// One connection from its first frame to the disconnection.
+/// Serves one connection from its first frame to the disconnection.
 void serveClient(HANDLE pipe, EngineOperations& engine) {
   serviceLog("client connected");
   const bool repliesAreWhole = handleClient(pipe, engine);
@@ -95,7 +95,7 @@ void runPipeServer(EngineOperations& engine, const ServerCalls& calls) {
         break;
       case Accepted::kConnected:
         serveClient(pipe.get(), engine);
-        // The next instance comes first, so that the pipe never ceases to exist between two clients.
+        // The next instance is created before this one is closed, so that the pipe always exists.
         if (!stop.requested()) pipe.reset(createServerPipe(kOpenMode, calls));
         break;
     }

@@ -18,7 +18,7 @@
 namespace korvel::ipc {
 namespace {
 
-/// Runs one request. False with a text in `error`, which may stay empty; `reply` then does not matter.
+/// Runs one request. False with a text in `error`, which may stay empty; `reply` is then ignored.
 using Handler = bool (*)(EngineOperations& engine, const Frame& request, std::string* reply,
                          std::string* error);
 
@@ -88,7 +88,7 @@ bool getConfig(EngineOperations& engine, const Frame&, std::string* reply, std::
 }
 
 bool setConfig(EngineOperations& engine, const Frame& request, std::string*, std::string* error) {
-  // A field that does not travel falls back to its default, on purpose.
+  // A field that does not travel is reset to its default, on purpose.
   const auto settings = decodeSettings(request.payload);
   if (!settings) return fail(error, "malformed SetConfig payload");
   return engine.applySettings(*settings, error);
@@ -109,16 +109,16 @@ bool startUpdateCheck(EngineOperations& engine, const Frame&, std::string* reply
 }
 
 bool firewallStatus(EngineOperations&, const Frame&, std::string* reply, std::string*) {
-  *reply = fw::queryFirewallStatus();  // as it is: without a length, and its errors are lines of it
+  *reply = fw::queryFirewallStatus();  // raw text without a length prefix; errors are lines of it
   return true;
 }
 
-/// A firewall operation refuses with a text that travels in an ordinary reply, not in an error frame.
+/// A firewall operation. Its failure text travels in an ordinary reply, not in an error frame.
 using FirewallChange = bool (*)(const std::string& argument, std::string* text);
 
 template <FirewallChange kChange>
 bool firewallChange(EngineOperations&, const Frame& request, std::string* reply, std::string* error) {
-  // No payload at all stands for an empty argument.
+  // An empty payload means an empty argument.
   const auto argument = request.payload.empty() ? std::string() : decodeText(request.payload);
   if (!argument) return fail(error, "malformed firewall payload");
   FirewallChangeReply change;
@@ -172,7 +172,7 @@ constexpr bool operationsAreInOrder() {
 }
 static_assert(operationsAreInOrder());
 
-/// Runs the request's operation. The two failures that no operation knows of are found here.
+/// Runs the request's operation. Unknown opcodes and exceptions become failures here.
 bool perform(EngineOperations& engine, const Frame& request, std::string* reply, std::string* error) {
   if (request.opcode == 0 || request.opcode > kLastOpcode) {
     return fail(error, "unsupported opcode " + std::to_string(request.opcode));
@@ -193,13 +193,13 @@ Frame answer(EngineOperations& engine, const Frame& request) {
   }
   reply.opcode = kErrorOpcode;
   reply.payload.clear();
-  if (error.empty()) return reply;  // a refusal without a reason travels without a payload
+  if (error.empty()) return reply;  // without an error text there is no payload
   reply.payload = encodeText(error);
   Log::instance().write(kLogWarning, "request failed: " + error);
   return reply;
 }
 
-/// False at the end of the session, which is logged unless it is an ordinary one.
+/// False when the session ends; the reason is logged unless it is a disconnection or a stop.
 bool readRequest(const PipeEnd& client, Frame* request) {
   std::string error;
   const Transfer result = client.readFrame(request, &error);
@@ -209,8 +209,8 @@ bool readRequest(const PipeEnd& client, Frame* request) {
   return result == Transfer::kDone;
 }
 
-/// The answer to a stop request must not be cut short by the very stop it confirms: it waits for a client
-/// that does not read at most for the grace.
+/// Writes the reply to a stop request. The stop itself must not cut it short, so a timer of kLastReplyGraceMs
+/// takes the place of the stop event.
 Transfer writeLastReply(HANDLE pipe, const Frame& reply) {
   const UniqueHandle timeLimit(
       ::CreateWaitableTimerW(/*security=*/nullptr, /*manualReset=*/TRUE, /*name=*/nullptr));

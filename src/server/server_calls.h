@@ -1,5 +1,5 @@
-// The system calls behind the service's end of the control pipe as a table, so that tests can put a failing
-// stand-in for any one of them. The product uses the real ones throughout.
+// A table of the system calls that the service's end of the control pipe makes, so that tests can replace any
+// of them with a failing one. The product always uses the real calls.
 #pragma once
 
 #include "base/win.h"
@@ -19,7 +19,7 @@ struct ServerCalls {
   BOOL (*readFile)(HANDLE pipe, void* buffer, DWORD bytes, OVERLAPPED* overlapped);
   BOOL (*writeFile)(HANDLE pipe, const void* buffer, DWORD bytes, OVERLAPPED* overlapped);
   BOOL (*connectNamedPipe)(HANDLE pipe, OVERLAPPED* overlapped);
-  /// Waits for any of two objects without a limit.
+  /// Waits for either of two objects without a time limit.
   DWORD (*waitForEither)(HANDLE first, HANDLE second);
   BOOL (*getOverlappedResult)(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait);
   void (*sleep)(DWORD milliseconds);

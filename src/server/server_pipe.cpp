@@ -7,7 +7,7 @@
 namespace korvel::ipc {
 namespace {
 
-// Everything for LocalSystem and the built-in Users group, nothing for anyone else.
+// Full access for LocalSystem and the built-in Users group, none for anyone else.
 constexpr wchar_t kPipeSddl[] = L"D:(A;;GA;;;SY)(A;;GA;;;BU)";
 constexpr DWORD kPipeBufferBytes = 64 * kKiB;
 constexpr DWORD kPipeDefaultTimeoutMs = 30'000;

@@ -1,4 +1,4 @@
-// Creating the control pipe.
+// Creates the control pipe.
 #pragma once
 
 #include "base/win.h"
@@ -7,7 +7,7 @@
 namespace korvel::ipc {
 
 /// One new instance of the service pipe, open to LocalSystem and to the built-in Users group. `openMode` is
-/// CreateNamedPipeW's. INVALID_HANDLE_VALUE on failure, the cause in GetLastError(). The caller owns the
+/// CreateNamedPipeW's. INVALID_HANDLE_VALUE on failure, with the reason in GetLastError(). The caller owns the
 /// handle. `calls` is for tests.
 HANDLE createServerPipe(DWORD openMode, const ServerCalls& calls = ServerCalls::windows());
 

@@ -5,10 +5,10 @@
 namespace korvel::svc {
 namespace {
 
-// Set once, before the handler is registered; lives as long as the handler, that is to the end.
+// Set once, before the handler is registered; never closed, because the handler stays until the process ends.
 HANDLE mainThread = nullptr;
 
-/// Runs on a thread that the system makes for each console event.
+/// Runs on a thread that the system creates for each console event.
 BOOL WINAPI consoleCtrlHandler(DWORD controlType) {
   return handleConsoleControl(controlType, StopSignal::process(), mainThread);
 }
@@ -30,7 +30,7 @@ BOOL handleConsoleControl(DWORD controlType, StopSignal& stop, HANDLE thread) {
       return TRUE;
     case CTRL_CLOSE_EVENT:
       stop.requestStop();
-      ::WaitForSingleObject(thread, INFINITE);  // let the clean stop come first
+      ::WaitForSingleObject(thread, INFINITE);  // returning ends the process
       return TRUE;
     default:
       return FALSE;

@@ -1,4 +1,4 @@
-// Console events turned into the stop of the process: Ctrl+C, Ctrl+Break and the closing of the console.
+// Turns console events into the process-wide stop: Ctrl+C, Ctrl+Break and the closing of the console.
 #pragma once
 
 #include "base/win.h"
@@ -6,12 +6,12 @@
 
 namespace korvel::svc {
 
-/// Requests the stop and returns TRUE for the three events above; every other event is left to the system:
-/// FALSE. The process ends as soon as the answer to a closing console is given, so that answer waits for the
-/// end of `mainThread`. Thread-safe.
+/// Requests the stop and returns TRUE for the three events above; returns FALSE for every other event, which
+/// leaves it to the system. When the console is closed, the system ends the process as soon as the handler
+/// returns, so the handler then waits for `mainThread` to end. Thread-safe.
 BOOL handleConsoleControl(DWORD controlType, StopSignal& stop, HANDLE mainThread);
 
-/// Lets the process-wide stop follow console events. Call once, on the main thread.
+/// Connects console events to the process-wide stop. Call once, on the main thread.
 void installConsoleControl();
 
 }  // namespace korvel::svc

@@ -3,10 +3,10 @@
 #include <string>
 
 #include "base/utf.h"
-#include "service/console_control.h"
-#include "service/engine_host.h"
 #include "runtime/console_line.h"
 #include "runtime/log.h"
+#include "service/console_control.h"
+#include "service/engine_host.h"
 
 namespace korvel::svc {
 

@@ -1,4 +1,4 @@
-// The whole service in the foreground, until Ctrl+C.
+// Runs the whole service in the foreground, until Ctrl+C.
 #pragma once
 
 namespace korvel::svc {

@@ -13,8 +13,8 @@ namespace {
 constexpr size_t kTextBytes = 256;  // with the terminating NUL
 constexpr DWORD kUncaughtCppException = 0xE06D7363;
 
-// Set at start-up and kept to the end of the process. The handle may be invalid; the path is at hand because
-// finding it anew would ask the shell and the heap, which the crashed thread may have left locked.
+// Set at start-up and kept until the process ends. The handle may be invalid. The path is stored because
+// looking it up would need the shell and the heap, whose locks the crashed thread may hold.
 HANDLE crashLogHandle = INVALID_HANDLE_VALUE;
 const std::wstring* crashLogPath = nullptr;
 
@@ -35,7 +35,8 @@ void writeCrashLine(const char* line) {
   ::WriteFile(file, line, static_cast<DWORD>(std::strlen(line)), &written, /*overlapped=*/nullptr);
 }
 
-/// The runtime ends a process with an uncaught C++ exception without asking the filter; this asks it.
+/// The runtime ends a process after an uncaught C++ exception without calling the filter. This terminate handler
+/// calls it by raising a system exception.
 [[noreturn]] void raiseForFilter() {
   ::RaiseException(kUncaughtCppException, EXCEPTION_NONCONTINUABLE, /*argumentCount=*/0,
                    /*arguments=*/nullptr);

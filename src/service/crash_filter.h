@@ -1,4 +1,4 @@
-// The last words of a crashing process: one line in the log file, past the log object, whose lock the crashed
+// Writes one line to the log file when the process crashes. Bypasses the log object, whose lock the crashed
 // thread may hold.
 #pragma once
 
@@ -8,15 +8,15 @@
 
 namespace korvel {
 
-/// Opens a raw handle to the log file for the crash line and installs the process-wide exception filter; an
-/// uncaught C++ exception reaches it too. Call at start-up, before there are other threads. `logFile` may not
-/// exist yet; where it cannot be opened now, the filter tries again.
+/// Opens a raw handle to the log file for the crash line and installs the process-wide exception filter, which
+/// also receives uncaught C++ exceptions. Call at start-up, before there are other threads. `logFile` need not
+/// exist yet; if it cannot be opened now, the filter tries again.
 void installCrashFilter(const std::wstring& logFile);
 
 /// The filter. Writes "crash: UNHANDLED EXCEPTION code=0xC0000005 address=00007FF6ABCDEF01 thread=1234" and a
-/// line feed to the log file, and the same text without "crash: " to the debugger output. Always returns
-/// EXCEPTION_EXECUTE_HANDLER, so that the process ends; that is all it does without an exception record. Any
-/// thread, after installCrashFilter(); takes no lock and no memory of its own.
+/// line feed to the log file, and the same text without "crash: " to the debugger output; without an exception
+/// record it writes nothing. Always returns EXCEPTION_EXECUTE_HANDLER, so that the process ends. May run on any
+/// thread after installCrashFilter(); takes no lock and allocates no memory itself.
 LONG WINAPI crashFilter(EXCEPTION_POINTERS* pointers);
 
 }  // namespace korvel

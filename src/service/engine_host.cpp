@@ -10,7 +10,7 @@ namespace {
 using ProcessHost = EngineHost<ScanWorker, StopSignal>;
 
 ProcessHost& processHost() {
-  // Never destroyed: where the process ends without a stop, threads of the engine may still run.
+  // Never destroyed: if the process ends without a stop, threads of the engine may still run.
   static ProcessHost& host = *new ProcessHost(StopSignal::process());
   return host;
 }

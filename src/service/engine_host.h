@@ -1,5 +1,5 @@
-// Creates, starts, stops and destroys the one engine of the process, and the stop event with it. Called on
-// the service (or console) thread only.
+// Creates, starts, stops and destroys the engine of the process together with the stop event. Used on the
+// service (or console) thread only.
 #pragma once
 
 #include <exception>
@@ -11,9 +11,8 @@
 
 namespace korvel::svc {
 
-/// Owns the engine from its construction to its destruction. `Engine` has init(), start() and stop() as
-/// ScanWorker has them, `Stop` creates and closes the stop event as StopSignal does: tests put stand-ins in
-/// the place of both.
+/// Owns the engine from its construction to its destruction. `Engine` is ScanWorker and `Stop` is StopSignal;
+/// tests replace both with types that have the same functions.
 template <typename Engine, typename Stop>
 class EngineHost {
  public:
@@ -22,7 +21,7 @@ class EngineHost {
   /// Null unless the engine runs.
   Engine* engine() const { return engine_.get(); }
 
-  /// False with an English reason; everything created on the way is gone again. No exception escapes.
+  /// False with an English reason, after destroying everything created so far. No standard exception escapes.
   bool start(std::string* error) {
     if (!stop_.createEvent()) return fail(error, "CreateEvent failed");
     std::string reason;
@@ -43,7 +42,7 @@ class EngineHost {
     return fail(error, reason);
   }
 
-  /// Does nothing for what does not exist.
+  /// Stops and destroys the engine, if there is one, and closes the stop event.
   void stop() {
     if (engine_) engine_->stop();
     destroy();
@@ -68,7 +67,7 @@ class EngineHost {
     return true;
   }
 
-  /// Also ends what the engine had started. It is not found here any more by then.
+  /// The destructor also ends the threads that the engine has started. engine() is already null while it runs.
   void destroy() { const std::unique_ptr<Engine> last = std::move(engine_); }
 
   Stop& stop_;

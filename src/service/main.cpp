@@ -1,17 +1,18 @@
 // The entry point: chooses the run mode, opens the log and installs the crash filter before anything runs.
 #include "base/unique_resource.h"
 #include "base/win.h"
-#include "config/data_paths.h"
 #include "client/diagnostic_clients.h"
+#include "config/data_paths.h"
+#include "runtime/log.h"
 #include "service/console_mode.h"
 #include "service/crash_filter.h"
 #include "service/run_mode.h"
-#include "runtime/log.h"
 #include "service/service_main.h"
 
 namespace {
 
-/// The executable has no console of its own; a mode that prints gets one where nothing else takes its output.
+/// The executable has no console by default; this creates one for a mode that prints, unless the standard output
+/// is redirected or a console exists already.
 void attachConsole() {
   if (korvel::KernelHandleTraits::valid(::GetStdHandle(STD_OUTPUT_HANDLE))) return;
   if (::GetConsoleWindow() == nullptr) ::AllocConsole();

@@ -9,7 +9,7 @@ enum class RunMode { kPingClient, kUpdateCheckClient, kFirewallClient, kConsole,
 
 struct CommandLine {
   RunMode mode = RunMode::kService;
-  bool wantsConsole = false;  ///< at least one flag is there, whichever mode it leads to
+  bool wantsConsole = false;  ///< at least one flag is present
 };
 
 /// `tail` is the command line without the program. Flags are found as plain substrings anywhere in it, so

@@ -1,4 +1,4 @@
-// The life of one service run: states reported to the Service Control Manager, controls turned into the stop.
+// One run as a Windows service: reports states to the Service Control Manager and turns controls into the stop.
 #pragma once
 
 #include "base/win.h"
@@ -13,12 +13,12 @@ class ServiceHost {
   ServiceHost(const ServiceSystem& system, StopSignal& stop)
       : system_(system), stop_(stop), status_(system) {}
 
-  /// From start pending to stopped, on the service thread. `handler` must lead to control(). When it cannot
-  /// be registered there is nobody to report to, and nothing happens.
+  /// Runs the service from start pending to stopped, on the service thread. `handler` must call control(). If it
+  /// cannot be registered, does nothing, because no state can be reported.
   void run(LPHANDLER_FUNCTION_EX handler);
 
-  /// The answer to a control, on the dispatcher's thread, at any time during run(). A stop while the engine
-  /// starts lets it finish; the service reports running and then stops.
+  /// Handles a control, on the dispatcher's thread, at any time during run(). A stop during the start of the
+  /// engine does not interrupt the start; the service reports running and then stops.
   DWORD control(DWORD control);
 
  private:

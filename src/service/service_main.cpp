@@ -39,7 +39,7 @@ int runServiceMode(const ServiceSystem& system) {
   Log& log = Log::instance();
   log.write(kLogError, "StartServiceCtrlDispatcher failed, win32=" + std::to_string(::GetLastError()));
   log.write(kLogInfo, kUsage);
-  return static_cast<int>(::GetLastError());  // as it stands after the two log lines
+  return static_cast<int>(::GetLastError());  // read after the two log lines
 }
 
 }  // namespace korvel::svc

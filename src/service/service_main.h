@@ -1,4 +1,4 @@
-// The process as a Windows service: its entry, and the dispatcher that calls it.
+// The process as a Windows service: the entry point and the dispatcher that calls it.
 #pragma once
 
 #include "base/win.h"
@@ -10,7 +10,7 @@ namespace korvel::svc {
 void WINAPI ServiceMain(DWORD argc, LPWSTR* argv);
 
 /// Enters the service dispatcher. Returns the process exit code: 0 after the service has stopped, else the
-/// last-error value once the failure has been logged. `system` is for tests.
+/// last-error value, read after the failure has been logged. `system` is for tests.
 int runServiceMode(const ServiceSystem& system = ServiceSystem::windows());
 
 }  // namespace korvel::svc

@@ -1,5 +1,5 @@
-// The one status record of the service, as it is reported to the Service Control Manager. Thread-safe: the
-// service thread and the control handler both report.
+// The status record that the service reports to the Service Control Manager. Thread-safe: the service thread
+// and the control handler both report.
 #pragma once
 
 #include "base/mutex.h"
@@ -8,18 +8,18 @@
 
 namespace korvel::svc {
 
-/// Until a handle is attached there is nobody to report to, and reports do nothing.
+/// Reports do nothing until a handle is attached.
 class ServiceStatus {
  public:
   explicit ServiceStatus(const ServiceSystem& system) : system_(system) {}
 
-  /// Back to an empty record of a service in its own process.
+  /// Resets the record to that of a service in its own process.
   void reset() EXCLUDES(mutex_);
   void attach(SERVICE_STATUS_HANDLE handle) EXCLUDES(mutex_);
 
-  /// Start pending or stop pending; each report raises the check point by one.
+  /// Reports start pending or stop pending; each such report raises the check point by one.
   void reportPending(DWORD state) EXCLUDES(mutex_);
-  /// Running, or stopped; the stopped service still reports the controls it accepted.
+  /// Reports running or stopped, with the same accepted controls for both.
   void reportSettled(DWORD state, DWORD exitCode) EXCLUDES(mutex_);
   /// Reports the current state once more.
   void answerInterrogate() EXCLUDES(mutex_);

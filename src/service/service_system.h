@@ -1,6 +1,6 @@
-// What a run as a Windows service calls: the service control functions, and the engine and the pipe server
-// that it hosts. A table, so that tests can follow the life of the service without a Service Control Manager.
-// The product uses the real ones throughout.
+// A table of the functions that a run as a Windows service calls: the service control functions, and those of
+// the engine and the pipe server. Tests replace them to run the service without a Service Control Manager; the
+// product always uses the real ones.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ struct ServiceSystem {
   SERVICE_STATUS_HANDLE (*registerHandler)(const wchar_t* serviceName, LPHANDLER_FUNCTION_EX handler);
   BOOL (*setStatus)(SERVICE_STATUS_HANDLE handle, SERVICE_STATUS* status);
   BOOL (*startDispatcher)(const SERVICE_TABLE_ENTRYW* table);
-  /// As in engine_host.h.
+  /// See engine_host.h.
   bool (*engineStart)(std::string* error);
   void (*engineStop)();
   void (*servePipe)();

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "base/error.h"
+#include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
-#include "base/sizes.h"
 
 namespace korvel {
 namespace {

@@ -11,9 +11,9 @@
 #include <span>
 #include <string_view>
 
-#include "signatures/digest_column.h"
 #include "hash/file_digests.h"
 #include "hash/hex_digest.h"
+#include "signatures/digest_column.h"
 #include "signatures/signature_match.h"
 #include "signatures/signature_records.h"
 

@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "base/text.h"
 #include "base/sizes.h"
+#include "base/text.h"
 
 namespace korvel {
 namespace {

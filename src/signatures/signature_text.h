@@ -17,10 +17,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/sizes.h"
 #include "hash/hex_digest.h"
 #include "signatures/signature_records.h"
 #include "signatures/signature_table.h"
-#include "base/sizes.h"
 
 namespace korvel {
 

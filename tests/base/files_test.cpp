@@ -16,7 +16,7 @@ using test::readFile;
 using test::TempFolder;
 using test::writeFile;
 
-/// Keeps a file open, so that nobody can move anything over it.
+/// Keeps a file open, so that no other file can be moved over it.
 UniqueHandle hold(const std::wstring& path, DWORD share) {
   return UniqueHandle(::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -254,7 +254,7 @@ TEST_F(FileReplacementTest, ReplacesAReadOnlyTargetWhenAttributesAreCleared) {
   EXPECT_EQ(::GetFileAttributesW(target_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
 }
 
-// The attributes are cleared before the move and nobody puts them back, not even when the move fails.
+// The attributes are cleared before the move and not restored, even when the move fails.
 TEST_F(FileReplacementTest, ClearedAttributesStayClearedAfterAFailedMove) {
   writeFile(target_, "old");
   ASSERT_TRUE(::SetFileAttributesW(target_.c_str(), FILE_ATTRIBUTE_READONLY));

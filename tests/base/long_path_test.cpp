@@ -5,7 +5,7 @@
 namespace korvel {
 namespace {
 
-const std::wstring kLong(247, L'x');  // alone just short enough to need nothing
+const std::wstring kLong(247, L'x');  // alone just short enough to need no prefix
 
 TEST(LongPath, ShortPathsStayAsTheyAre) {
   for (const wchar_t* path : {L"", L"x", L"C:\\a.txt", L"C:/a.txt", L"\\\\server\\share\\a.txt"}) {

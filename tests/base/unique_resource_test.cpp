@@ -10,8 +10,8 @@ namespace {
 
 constexpr DWORD kCodeBefore = 4711;
 
-/// Numbers that count their closing; both 0 and -1 are "nothing here", as with handles. Closing spoils the
-/// last error, as a real close may.
+/// Numbers that count how often they are closed. Both 0 and -1 mean "none", as with handles. Closing changes
+/// the last error, as a real close may.
 struct NumberTraits {
   using Value = int;
   static int empty() { return 0; }

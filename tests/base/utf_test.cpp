@@ -81,8 +81,8 @@ constexpr Pair kMalformedUtf8[] = {
     {"\xFE\xFF"sv, u"\xFFFD\xFFFD"sv},
 };
 
-// Three and four byte forms of what has none. How many U+FFFD stand for one of them differs between versions
-// of the system; that none of its bytes gets through, and that the text around it does, holds everywhere.
+// Sequences of three and four bytes that stand for no character. Versions of the system differ in how many
+// U+FFFD replace one; in all of them none of its bytes gets through, and the text around it does.
 constexpr std::string_view kForbiddenForms[] = {
     "\xE0\x80\x80"sv,      // overlong
     "\xE0\x9F\xBF"sv,      // overlong

@@ -8,10 +8,10 @@
 #include "client/service_pipe.h"
 #include "protocol/frame.h"
 #include "protocol/messages.h"
+#include "protocol/wire.h"
 #include "server/pipe_fixture.h"
 #include "server/server_pipe.h"
 #include "server/transfers.h"
-#include "protocol/wire.h"
 
 namespace korvel::ipc {
 namespace {
@@ -46,7 +46,7 @@ class ScriptedService {
     overlapped.hEvent = connected.get();
     ::ConnectNamedPipe(pipe_.get(), &overlapped);
     const HANDLE handles[] = {connected.get(), stop_.get()};
-    // A client that was faster than the call leaves the event as it is.
+    // The event stays unset when the client connected before the call.
     if (::GetLastError() == ERROR_IO_PENDING) ::WaitForMultipleObjects(2, handles, FALSE, INFINITE);
     for (const std::string& reply : replies_) {
       uint32_t opcode = 0;
@@ -153,12 +153,12 @@ TEST_F(ControlClient, ConnectingWaitsForAnInstanceToBecomeFree) {
 }
 
 TEST_F(ControlClient, ConnectingGivesUpAtOnceOnAnyOtherError) {
-  // A pipe that only writes towards its clients refuses one that wants to write.
+  // A pipe that only writes to its clients refuses a client that wants to write.
   const UniqueHandle outbound(
       ::CreateNamedPipeW(kPipeName, PIPE_ACCESS_OUTBOUND, 0, PIPE_UNLIMITED_INSTANCES, 0, 0, 0, nullptr));
   ASSERT_TRUE(outbound);
   std::string error;
-  // A budget that does not end within any test.
+  // A time limit longer than any test.
   EXPECT_EQ(connectServicePipe(&error, MAXDWORD, calls_), nullptr);
   EXPECT_EQ(error, "cannot connect to service pipe (win32=5)");
   EXPECT_TRUE(waits.empty());

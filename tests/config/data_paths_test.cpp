@@ -12,7 +12,7 @@
 namespace korvel {
 namespace {
 
-/// Where the machine's shared application data lies, found another way than the code under test finds it.
+/// The machine's shared application data folder, looked up in another way than by the code under test.
 std::wstring programData() {
   wchar_t folder[MAX_PATH] = {};
   const DWORD length = ::GetEnvironmentVariableW(L"ProgramData", folder, MAX_PATH);
@@ -40,7 +40,7 @@ TEST(DataPaths, TheSeedDatabaseLiesBesideTheExecutable) {
   EXPECT_EQ(seedSignaturesPath(), path.substr(0, path.find_last_of(L'\\')) + L"\\data\\signatures.seed.txt");
 }
 
-/// Shows this process, and no other, known folders of its own.
+/// Gives this process, and no other, known folders of its own.
 class KnownFolders : public testing::Test {
  protected:
   void SetUp() override {

@@ -1,4 +1,4 @@
-// What a fresh installation starts with.
+// The settings of a fresh installation.
 #include "config/settings.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// A client of the control pipe that can also misbehave. Writes and reads its bytes itself, so that what it
-// checks is the layout on the wire and not the product's own opinion of it.
+// A client of the control pipe that can also misbehave. Writes and reads its bytes itself, so that it
+// checks the layout on the wire independently of the product's code.
 #pragma once
 
 #include <cstdint>

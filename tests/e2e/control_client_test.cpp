@@ -162,7 +162,7 @@ TEST_F(ControlClient, StopsTheService) {
   EXPECT_EQ(service().waitForExit(20'000), 0u);
 }
 
-/// A server that answers with what it is told, in the place of the service.
+/// A server in the place of the service, which gives the answer that the test sets.
 class FakeService {
  public:
   explicit FakeService(const std::string& answer)
@@ -185,7 +185,7 @@ class FakeService {
 };
 
 TEST_F(ControlClient, EndsWith4WhenTheAnswerIsNoAnswer) {
-  const std::string answers[] = {std::string(24, 'x'),  // no frame
+  const std::string answers[] = {std::string(24, 'x'),  // not a frame
                                  frame(2, "abc"),       // too short for a tick count
                                  frame(3, "abcd"),      // the answer to another request
                                  frame(0xFFFFFFFF, "x"), RawHeader{.length = 100}.bytes() + "cut"};

@@ -139,7 +139,7 @@ TEST_F(Driver, OneMoreMessageLetsTheServiceStop) {
   EXPECT_EQ(service().waitForExit(20'000), 0u);
 }
 
-/// Everything that reads the database, while the database is replaced every few milliseconds.
+/// Runs everything that reads the database while it is replaced every few milliseconds.
 class Reloads : public Driver {
  protected:
   static constexpr DWORD kDurationMs = 8'000;
@@ -228,7 +228,7 @@ TEST_F(Reloads, UnderAScanTheWatcherAndTheDriverChangeNoVerdict) {
   end = true;
   EXPECT_EQ(wrongAnswers.get(), 0);
   std::set<std::wstring> made = madeFiles.get();
-  // A file that was still being written when the watcher came is read at its next change.
+  // The watcher reads a file that was still being written only at its next change.
   EXPECT_TRUE(eventually(20'000, [&] {
     for (const ThreatEvent& event : progress().events) reported.insert(event.path);
     for (const std::wstring& path : made) {

@@ -1,5 +1,5 @@
 // Windows Firewall through the unmodified service: over the pipe, by --fw and by korvelctl. A stand-in takes
-// the firewall's place; it tells which calls reached it and what is left over of them.
+// the firewall's place; it records which calls reached it and which objects are left over.
 #include <nlohmann/json.hpp>
 #include <optional>
 

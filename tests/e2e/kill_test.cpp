@@ -18,7 +18,7 @@ namespace {
 
 using ipc::Opcode;
 
-/// From the first request to the kill, at most. Most of what is to be interrupted happens in the first
+/// The longest time from the first request to the kill. Most of the work to interrupt happens in the first
 /// milliseconds.
 constexpr uint32_t kLongestLifeMicroseconds = 12'000;
 
@@ -48,7 +48,7 @@ class Hammer {
   std::thread thread_;
 };
 
-/// Finer than the system's own sleep, whose steps would always hit the same places.
+/// Finer than the system's own sleep, whose steps would always hit the same moments of the service's work.
 void sleepMicroseconds(uint32_t count) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(count);
   while (std::chrono::steady_clock::now() < end) std::this_thread::yield();
@@ -85,8 +85,7 @@ class Kill : public ServiceTest {
     EXPECT_EQ(text.back(), '\n');
   }
 
-  /// How many whole copies of the user's file there are, at its place and in quarantine; every one must be
-  /// whole.
+  /// How many copies of the user's file there are, at its place and in quarantine. Each must be whole.
   int copiesOfUserFile() {
     int copies = 0;
     const auto look = [&copies](const std::wstring& path) {

@@ -5,7 +5,7 @@
 namespace korvel::test {
 namespace {
 
-/// A handler and not the switch that ignores Ctrl+C: children inherit that one.
+/// A handler instead of the switch that ignores Ctrl+C, because children inherit the switch.
 BOOL WINAPI ignoreCtrlC(DWORD event) { return event == CTRL_C_EVENT; }
 
 bool taken = false;

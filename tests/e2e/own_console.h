@@ -5,14 +5,14 @@
 
 namespace korvel::test {
 
-/// Gives this process a console of its own, which the processes started from now on share. Does nothing where
-/// it has one already. Throws when there is none to be had.
+/// Gives this process a console of its own, which the processes started from now on share. Does nothing when
+/// it already has one. Throws when the system gives none.
 void useOwnConsole();
 
 /// Ctrl+C in that console. It reaches every process of the console; this one ignores it.
 void pressCtrlC();
 
-/// Leaves this process without a console; those started from now on have none to share.
+/// Leaves this process without a console, so that processes started from now on share none.
 void leaveConsole();
 
 /// Whether `process` has a console. Call after leaveConsole().

@@ -147,7 +147,7 @@ TEST_F(Protocol, TheLogTellsOfEachClientInOrder) {
     at = end;
     ++pairs;
   }
-  EXPECT_GE(pairs, 3);  // two pings and the stop request; also the look whether the service is up
+  EXPECT_GE(pairs, 3);  // two pings, the stop request and the probe whether the service is up
 }
 
 TEST_F(Protocol, SurvivesAThousandMalformedFrames) {

@@ -49,8 +49,8 @@ class Realtime : public ServiceTest {
       return paths_.count(path) != 0;
     });
   }
-  /// Writes the file until it is reported: the watcher may be reading it when it is to be written, or it may
-  /// still be being written when the watcher is to read it.
+  /// Writes the file until it is reported: a write fails while the watcher reads the file, and the watcher
+  /// cannot read the file while it is written.
   bool reportedOnceWritten(const std::wstring& path, const std::string& bytes) {
     return eventually(kLimitMs, [&] {
       (void)rewritten(path, bytes);
@@ -73,8 +73,8 @@ class Realtime : public ServiceTest {
     ASSERT_EQ(paths_.count(probe), 1u) << "the watch was never armed";
   }
 
-  /// Makes an empty folder that the watch has reached. The test platform learns of a new folder a moment
-  /// after it was made, and of nothing that was made in it before.
+  /// Makes an empty folder that the watch has reached. The test platform notices a new folder only a moment
+  /// after it was made, and misses what was made in it until then.
   std::wstring watchedFolder(const std::wstring& path) {
     const std::wstring probe = path + L"\\probe.pdf.exe";
     EXPECT_TRUE(reportedOnceWritten(probe, "x")) << toUtf8(path);
@@ -204,7 +204,7 @@ TEST_F(Realtime, EachEventIsHandedOutOnce) {
   writeFile(path, "x");
   ASSERT_TRUE(reported(path));
   writeFile(next, "x");
-  ASSERT_TRUE(reported(next));  // and with it every event of the file before
+  ASSERT_TRUE(reported(next));  // so every event of the file before it has come too
   for (const ThreatEvent& event : progress().events) EXPECT_NE(event.path, path);
 }
 
@@ -213,7 +213,7 @@ TEST_F(Realtime, ABurstOfAThousandFilesIsSurvived) {
   for (int i = 0; i < 1'000; ++i) {
     writeFile(L"C:\\Users\\korvel-test\\burst\\" + std::to_wstring(i) + L".pdf.exe", "x");
   }
-  // What overflows the buffer is lost, and this file may be part of that.
+  // What overflows the buffer is lost, which may include this file.
   EXPECT_TRUE(reportedOnceWritten(L"C:\\Users\\korvel-test\\t5\\after.pdf.exe", "x"));
   EXPECT_TRUE(service().running());
 }

@@ -1,4 +1,4 @@
-// Files that the service is set upon.
+// Files for the service to scan.
 #pragma once
 
 #include <string>
@@ -18,10 +18,10 @@ const std::wstring& manyEmptyFiles();
 const std::wstring& manyPrograms();
 inline constexpr int kManyPrograms = 3'000;
 
-/// Makes a program of 500 MiB of zeros, nearly as large as is scanned at all: long to scan. It takes no room
-/// on disk.
+/// Makes a program of 500 MiB of zeros, just below the limit of a scan: long to scan. It takes no room on
+/// disk.
 void writeLargeProgram(const std::wstring& path);
-/// True while somebody who allows others no more than to read it has the file open, as a scan does.
+/// True while the file is open for someone who lets others only read it, as a scan does.
 bool isBeingRead(const std::wstring& path);
 
 }  // namespace korvel::test

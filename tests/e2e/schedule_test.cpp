@@ -1,6 +1,6 @@
-// The daily scan, by a clock that the test sets. The system's time of day is off by the seconds that the file
-// C:\korvel-clock tells (scripts/test arranges that); waits are not, and the service looks at the clock once
-// a minute.
+// The daily scan, by a clock that the test sets. The system's time of day is off by the seconds in the file
+// C:\korvel-clock (scripts/test arranges that); waits are not affected. The service looks at the clock once a
+// minute.
 #include <algorithm>
 
 #include "base/clock.h"
@@ -27,7 +27,7 @@ class Schedule : public ServiceTest {
     writeSettings("ScheduledScan=1\nScheduledHour=3\n");
   }
 
-  /// The time of day behind the clock, which only the first call asks: later ones count on.
+  /// The true time of day. The first call reads the clock; later calls add the time passed since then.
   static int64_t trueTime() {
     static const auto start = static_cast<int64_t>(unixSecondsNow());
     static const ULONGLONG startMs = ::GetTickCount64();
@@ -48,7 +48,7 @@ class Schedule : public ServiceTest {
 
   static int finishedScans() { return logMentions("[INF] scan finished: "); }
   static int skippedScans() { return logMentions("[WRN] scheduled scan skipped: "); }
-  /// Nothing scheduled has happened up to now, and no scan runs.
+  /// Expects that no scheduled scan has run or been skipped so far, and that no scan runs.
   void expectNothingYet() {
     EXPECT_FALSE(progress().scanning);
     EXPECT_EQ(finishedScans(), 0);
@@ -57,14 +57,14 @@ class Schedule : public ServiceTest {
 };
 
 TEST_F(Schedule, StartedShortlyBeforeItsHourScansOnceInTheWindow) {
-  startAt(2, 59, 20);  // a slow start is over before the hour begins, and the second look is behind it
+  startAt(2, 59, 20);  // even a slow start ends before the hour begins; the second look at the clock follows it
   const ULONGLONG started = ::GetTickCount64();
   ::Sleep(3'000);
   expectNothingYet();
   ASSERT_TRUE(eventually(kPeriodMs + kMarginMs, [this] { return progress().scanning; }));
   waitForScanEnd();
   EXPECT_GE(::GetTickCount64() - started, kPeriodMs - kClockIsReadMs);
-  // Local time is far from here.
+  // The hour is UTC: local time is far from it.
   const auto lastScan = static_cast<int64_t>(settings().lastScanUtc);
   EXPECT_GE(lastScan, kDay + 3 * 3'600);
   EXPECT_LT(lastScan, kDay + 3 * 3'600 + 10 * 60);

@@ -72,7 +72,7 @@ void ServiceTest::startService() {
                              (exitCode ? ", exit code " + std::to_string(*exitCode) : std::string()) + ": " +
                              service_.output() + service_.errorOutput());
   }
-  // The test begins with a service that waits for clients, not with one that still sees the last one off.
+  // The test begins with a service that waits for clients, not with one that still disconnects the last.
   (void)eventually(kSeenOffLimitMs, [this, logBefore] {
     return log().find("client disconnected\n", logBefore) != std::string::npos || !service_.running();
   });

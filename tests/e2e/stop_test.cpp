@@ -43,7 +43,7 @@ class Stop : public ServiceTest {
     ASSERT_EQ(service().waitForExit(kLimitMs), 0u);
     times_.push_back(static_cast<DWORD>(::GetTickCount64() - asked));
   }
-  /// One life after the other: start, `prepare` brings the service into its phase, stop.
+  /// Repeats: start, `prepare` brings the service into its phase, stop.
   void expectPromptStops(const std::function<void()>& prepare, const std::function<void()>& ask) {
     for (int i = 0; i < stopCount(); ++i) {
       startService();
@@ -107,7 +107,7 @@ TEST_F(Stop, WhileStarting) {
   expectPromptTimes();
   expectNoScan();
   EXPECT_GT(inTime, stopCount() / 2) << "the phase was missed";
-  // The start is brought to its end first.
+  // The service completes its start first.
   EXPECT_EQ(logCount("running in console mode (Ctrl+C to stop)"), stopCount());
   EXPECT_EQ(logCount("[INF] stopped"), stopCount());
 }
@@ -167,7 +167,7 @@ TEST_F(Stop, InTheMiddleOfAReply) {
   for (int i = 0; i < 2'000; ++i) requests += frame(11);
   const auto fillThePipe = [&] {
     hold(requests);
-    // Full once nothing more comes: a stop between two replies leaves the client its grace to read them.
+    // The pipe is full once no more bytes come. A stop between two replies would wait for the client to read.
     DWORD before = 0;
     int unchanged = 0;
     ASSERT_TRUE(eventually(kPhaseLimitMs, [&] {
@@ -203,7 +203,7 @@ TEST_F(Stop, WhileFilesAreScanned) {
 TEST_F(Stop, WhileLargeFilesAreScanned) {
   const std::wstring names[] = {L"large\\1.exe", L"large\\2.exe", L"large\\3.exe"};
   for (const std::wstring& name : names) writeLargeProgram(folder().at(name));
-  // Looking at a file in the very moment in which the service opens it makes that fail: hence any of them.
+  // A look at a file while the service opens it makes the service skip the file, so any of them will do.
   const auto anyIsBeingRead = [&] {
     return std::any_of(std::begin(names), std::end(names),
                        [this](const std::wstring& name) { return isBeingRead(folder().at(name)); });
@@ -213,7 +213,7 @@ TEST_F(Stop, WhileLargeFilesAreScanned) {
     ASSERT_TRUE(eventually(kPhaseLimitMs, anyIsBeingRead));
   };
   expectPromptStops(scanThem, stopRequest_);
-  EXPECT_GT(logMentions("scan finished: files=0 threats=0 "), stopCount() / 2);  // half a file is none
+  EXPECT_GT(logMentions("scan finished: files=0 threats=0 "), stopCount() / 2);  // a file scanned in part does not count
 }
 
 TEST_F(Stop, WhileTheWatcherScansALargeFile) {

@@ -6,7 +6,7 @@ operator through this script, which answers on a port of its own (KORVEL_TEST_OP
 
     /start, /stop        of nginx, at the address KORVEL_TEST_UPDATE_SERVER
     /publish?version=V   publishes what lies in C:\\korvel-update: signatures, blocklist, and the installer as version V
-    /stall/...           does not answer until /release is asked for, and then with status 404; /start stalls anew
+    /stall/...           answers only after /release was requested, with status 404; after /start it stalls again
 
 The prefix of the test program is WINEPREFIX. Everything ends with the test program.
 """
@@ -37,7 +37,7 @@ class Operator:
         self.released = threading.Event()
 
     def answer(self, path):
-        """The text for a request; raises whatever went wrong."""
+        """Returns the text that answers a request; raises on any failure."""
         url = urllib.parse.urlsplit(path)
         if url.path == "/start":
             self.released.clear()

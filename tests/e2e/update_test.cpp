@@ -1,5 +1,5 @@
 // Updates from a real server: a tree published with the kit of deploy/update-server, served by nginx with the
-// kit's configuration. update_operator.py runs both at this program's word.
+// kit's configuration. update_operator.py runs both on this program's requests.
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -9,9 +9,9 @@
 #include "config/data_paths.h"
 #include "e2e/machine.h"
 #include "e2e/service_test.h"
+#include "hash/sha256.h"
 #include "net/http_client.h"
 #include "remedy/hosts_file.h"
-#include "hash/sha256.h"
 #include "support/test_servers.h"
 
 namespace korvel::test {
@@ -24,7 +24,7 @@ constexpr char kBlock[] =
     "127.0.0.1 www.phish.example # korvel-blocked\n"
     "127.0.0.1 www.mal.example # korvel-blocked\n"
     "# KORVEL WEB SHIELD END\n";
-/// What keeps the server's newest release from a client for a few seconds is its cache of open files.
+/// The server's cache of open files hides a new release from clients for a few seconds.
 constexpr DWORD kServerCacheLimitMs = 30'000;
 /// The shield's first run comes 30 s after the start.
 constexpr DWORD kFirstShieldLimitMs = 90'000;
@@ -98,8 +98,8 @@ class Update : public ServiceTest {
     return text.substr(text.find("SIZE "));
   }
   static std::string hosts() { return readFile(hostsFilePath()); }
-  /// Waits until the hosts file has the size of `text`, and does not open it before: the system replaces no
-  /// file that somebody holds open.
+  /// Waits until the hosts file has the size of `text`, without opening it: the system cannot replace a file
+  /// that is open.
   static bool hostsGetTheSizeOf(const std::string& text) {
     return eventually(kHostsLimitMs, [&] { return fileSize(hostsFilePath()) == text.size(); });
   }

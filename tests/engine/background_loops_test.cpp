@@ -1,6 +1,6 @@
 // When the live update and the web shield run by themselves, with periods of milliseconds, and what the
-// engine makes of how they end. Where nothing else is said nobody answers at the addresses, so that nothing
-// but the log is touched.
+// engine makes of how they end. Unless a test says otherwise, no server answers at the addresses, so
+// only the log changes.
 #include <gtest/gtest.h>
 
 #include "base/files.h"

@@ -8,7 +8,7 @@ namespace korvel::test {
 namespace {
 
 void removeData() {
-  Log::instance().open(L"NUL");  // lets go of the log file of the test before
+  Log::instance().open(L"NUL");  // closes the log file of the previous test
   removeTree(dataDir());
   removeTree(scanCachePath());
 }

@@ -26,11 +26,11 @@ class EngineTest : public testing::Test {
   static std::string log();
   static bool logged(const std::string& text) { return logCount(text) > 0; }
   static int logCount(const std::string& text);
-  /// Waits until the log has so many of the text.
+  /// Waits until the log holds `text` at least `count` times.
   static bool logGets(const std::string& text, int count = 1) {
     return eventually([&] { return logCount(text) >= count; });
   }
-  /// What settings.ini holds now.
+  /// The content of settings.ini.
   static SettingsFields savedSettings();
 
   TempFolder folder_;

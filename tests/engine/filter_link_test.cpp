@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "engine/filter_messages.h"
-#include "support/fake_driver.h"
 #include "support/eventually.h"
+#include "support/fake_driver.h"
 
 namespace korvel::svc {
 namespace {

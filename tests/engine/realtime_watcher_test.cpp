@@ -10,10 +10,10 @@
 #include "base/files.h"
 #include "base/utf.h"
 #include "base/win.h"
-#include "signatures/signature_database.h"
 #include "runtime/log.h"
-#include "support/temp_folder.h"
+#include "signatures/signature_database.h"
 #include "support/eventually.h"
+#include "support/temp_folder.h"
 
 namespace korvel::svc {
 namespace {
@@ -25,7 +25,7 @@ class RealtimeWatcherTest : public testing::Test {
   RealtimeWatcherTest() { Log::instance().open(logFolder_.at(L"log")); }
   void TearDown() override {
     stop();
-    Log::instance().open(L"NUL");  // lets go of the file
+    Log::instance().open(L"NUL");  // closes the file
   }
   bool logged(const std::string& text) const {
     return test::readFile(logFolder_.at(L"log")).find(text) != std::string::npos;
@@ -41,7 +41,7 @@ class RealtimeWatcherTest : public testing::Test {
                                                    while (held_) ::Sleep(10);
                                                  });
     thread_ = std::thread([this, roots] { watcher_->run(roots); });
-    ::Sleep(300);  // there is no sign of being armed; the files below are made again until they are seen
+    ::Sleep(300);  // nothing shows that it is armed; the files below are written until they are seen
   }
   void stop() {
     held_ = false;

@@ -364,7 +364,7 @@ TEST_F(ScanWorkerTest, ACancelDuringTheScanningEndsIt) {
   EXPECT_LT(worker.getLastSummary().filesScanned, 501u);
 }
 
-// It comes before there is a scan to cancel, and spoils every later one too.
+// It comes before there is a scanner to cancel, and makes later cancels of the same scan ineffective too.
 TEST_F(ScanWorkerTest, ACancelBeforeTheScanningIsLost) {
   for (int i = 0; i < 300; ++i) folder_.write(std::to_wstring(i) + L".exe", "x");
   ScanWorker& worker = startWorker();
@@ -406,7 +406,7 @@ TEST_F(ScanWorkerTest, AnUpdateCheckWithoutAServerEndsWithItsTextInTheStatus) {
 }
 
 TEST_F(ScanWorkerTest, AFailedLiveUpdateLeavesItsTimeAlone) {
-  settings_.updateServer = "http://127.0.0.1:1";  // nobody listens there
+  settings_.updateServer = "http://127.0.0.1:1";  // no server listens there
   settings_.lastLiveUpdateUtc = 77;
   ScanWorker& worker = startWorker();
   ASSERT_TRUE(worker.startLiveUpdate(nullptr));

@@ -1,4 +1,4 @@
-// Every line is judged as a plain reading of the rules does; every domain of a list is valid, in lower case,
+// Every line is judged as by a plain reading of the rules; every domain of a list is valid, in lower case,
 // listed once, and makes one or two entries in a block.
 #include <algorithm>
 #include <cstdlib>

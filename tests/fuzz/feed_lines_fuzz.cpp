@@ -1,5 +1,5 @@
-// A feed cut into pieces gives the same digests as the whole text, each line's as a plain reading of the line
-// does; the set and its text agree with a plain ordered set. The first byte chooses the cut.
+// A feed cut into pieces gives the same digests as the whole text, and each line the same as a
+// plain reading of it; the set and its text agree with a plain ordered set. The first byte chooses the cut.
 #include <charconv>
 #include <cstdlib>
 #include <set>
@@ -11,7 +11,7 @@ using namespace korvel;
 
 namespace {
 
-/// The rules one after another, without the decoder's haste.
+/// The rules one after another, without the decoder's short cuts.
 std::optional<FeedKey> plainKeyOfLine(std::string_view line) {
   const std::string_view text = trimmed(line, " \t\r\n");
   const std::string_view token = text.substr(0, text.find_first_of(" \t"));

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "scan/file_rules.h"
 #include "pe/pe_analysis.h"
 #include "pe/pe_imports.h"
+#include "scan/file_rules.h"
 
 namespace {
 

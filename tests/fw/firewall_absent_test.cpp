@@ -47,7 +47,7 @@ class UnusableFirewall : public testing::Test {
  protected:
   void SetUp() override {
     if (!test::fwfake::isWine()) GTEST_SKIP() << "would change this machine's firewall";
-    // Whoever takes the stand-in's place away also puts back what a crashed run left behind.
+    // Its destructor also puts back the registration that a crashed run left replaced.
     const test::fwfake::FakeFirewall gone;
   }
   std::string error_;

@@ -25,7 +25,7 @@ class FirewallChanges : public FirewallTest {
  protected:
   using Change = bool (*)(const std::string&, std::string*);
 
-  /// "" for true, else the error; asked for under the eyes of those who look for leftovers.
+  /// Runs the change and checks that nothing is left over; "" for true, else the error.
   std::string run(Change change, const std::string& request) {
     std::string error = "from before";
     error.reserve(1 << 10);
@@ -287,7 +287,7 @@ TEST_F(FirewallChanges, KeepTheBlockingRulesThatWereAddedBeforeAFailure) {
 
 // Failures of every kind
 
-/// What the failure of a call leads to; empty: the operation goes on without it.
+/// The beginning of the error when a call fails; empty when the operation goes on without the call.
 std::string contextOf(const std::string& call, bool whileWalking) {
   if (call == "create.policy" || call == "policy.QueryInterface") return "брандмауэр недоступен: ";
   if (call == "policy.put_FirewallEnabled") return "не удалось изменить состояние профиля: ";

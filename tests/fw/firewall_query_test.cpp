@@ -30,14 +30,14 @@ class FirewallQuery : public FirewallTest {
     queryFirewallStatus();  // looks up the Windows directory, which is kept from then on
     given({});
   }
-  /// The reply, asked for under the eyes of those who look for leftovers.
+  /// The reply; checks that the query leaves nothing over.
   std::string reply() {
     std::string text;
     text.reserve(1 << 20);  // so that the reply below replaces no block of this string
     runWithoutLeftovers([&] { text.append(queryFirewallStatus()); });
     return text;
   }
-  /// The reply behind the profile lines.
+  /// The reply after the profile lines.
   std::string replyAfterProfiles() {
     const std::string text = reply();
     EXPECT_EQ(text.rfind(kProfilesOn, 0), 0u) << text;

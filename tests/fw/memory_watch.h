@@ -1,5 +1,4 @@
-// Looks at the memory of this test program from below: blocks in use, and an allocation that fails on
-// purpose.
+// Watches the memory of this test program: counts blocks in use and makes an allocation fail on purpose.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +9,7 @@ namespace korvel::test {
 size_t heapBlocks();
 
 /// The nth allocation of this thread from here on (1 is the next one) throws std::bad_alloc, once. The
-/// scope's end calls it off.
+/// end of the scope cancels it.
 class FailingAllocation {
  public:
   explicit FailingAllocation(size_t nth);

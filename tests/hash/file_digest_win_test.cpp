@@ -130,7 +130,7 @@ std::string digestOfAbcAndThenAFailingRead(std::string (*digestFile)(const std::
                                                /*timeoutMs=*/0, /*security=*/nullptr));
   if (!server) return "no pipe";
   std::thread serving([&server] {
-    // A client that was there first counts as an error here and is none; a write that fails shows below.
+    // Reports an error when the client connected first, which is harmless; a failed write shows below.
     (void)::ConnectNamedPipe(server.get(), /*overlapped=*/nullptr);
     (void)writeAll(server.get(), "abc");
     (void)::FlushFileBuffers(server.get());

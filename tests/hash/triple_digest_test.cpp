@@ -96,7 +96,7 @@ TEST(TripleDigest, StartsAnewAfterReset) {
   }
 }
 
-// Lengths on both sides of where counting starts to happen on the way, and of where tables are added up.
+// Lengths around the one from which bytes are counted while digested, and around the one of a full table.
 TEST(TripleDigest, CountsWhatItDigestsFromAnyPlaceInABlock) {
   constexpr size_t kMax = ByteTables::kMaxBytes;
   for (const size_t before : test::Lengths{0, 1, 63, 64}) {

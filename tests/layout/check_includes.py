@@ -114,7 +114,7 @@ def check_plan(plan, rooms):
 
 
 def rooms_in_cycles(plan):
-    """The rooms that are left when those without another room below or above them are taken away again and again."""
+    """The rooms that remain after repeatedly removing those with no remaining room below or above them."""
     arrows = {(room, other) for room, allowed in plan.items() for other in allowed}
     while True:
         including, included = {a for a, _ in arrows}, {b for _, b in arrows}

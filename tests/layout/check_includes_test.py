@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows that check_includes.py notices what it is there for: every rule is kept once here, and broken."""
+"""Shows that check_includes.py notices what it is there for: here each rule is kept once and broken once."""
 import pathlib
 import tempfile
 import unittest

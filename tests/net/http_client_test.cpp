@@ -1,5 +1,4 @@
 #include "net/http_client.h"
-#include "net/http_exchange.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +6,9 @@
 #include <vector>
 
 #include "base/win.h"
-#include "support/test_servers.h"
+#include "net/http_exchange.h"
 #include "support/eventually.h"
+#include "support/test_servers.h"
 
 namespace korvel {
 namespace {
@@ -213,7 +213,7 @@ TEST(HttpGet, RedirectLoopFailsInReceiving) {
 }
 
 TEST(HttpGet, BodyThatEndsEarlyNeverYieldsMoreThanArrived) {
-  // Windows reports it, Wine takes it for complete: both are the platform's word.
+  // Windows reports an error, Wine takes the body for complete; the test accepts both.
   const Answer answer = get(oddUrl("/truncated"));
   EXPECT_EQ(answer.body, "0123456789");
   EXPECT_TRUE(answer.ok || failingStep(answer.error).starts_with("WinHttp")) << answer.error;

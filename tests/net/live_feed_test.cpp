@@ -321,7 +321,7 @@ TEST_F(LiveFeed, StopEndsADownloadAndWritesNothing) {
     stop.request_stop();
   });
   std::string error;
-  // The first source alone would yield a database; after a stop nobody waits for one.
+  // The first source alone would yield a database, but after a stop none is built.
   EXPECT_FALSE(buildLiveDatabaseFrom({nginxUrl("/good"), oddUrl("/drip")}, target_, nullptr, &error,
                                      stop.get_token()));
   stopper.join();

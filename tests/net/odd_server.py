@@ -2,7 +2,7 @@
 """A server that answers in the ways an ordinary one never would, for the tests of the HTTP client.
 
 Listens on a free port of 127.0.0.1, prints the port and serves until it is ended. The path says what
-happens; see BEHAVIOURS. One thread a connection, one request a connection.
+happens; see BEHAVIOURS. One thread and one request per connection.
 """
 import socket
 import struct
@@ -110,7 +110,7 @@ def silent(conn, argument):
 
 
 def speak(conn, _):
-    """Ends every silence, and tells how many there were."""
+    """Ends every silence and returns their number."""
     with counter_lock:
         text = str(silent_count)
     speak_up.set()

@@ -97,7 +97,7 @@ CONF
 }
 
 start_nginx() {
-  for _ in 1 2 3; do  # somebody else may take a free port before nginx does
+  for _ in 1 2 3; do  # another process may take a free port before nginx does
     http_port=$(free_port) https_port=$(free_port) stranger_port=$(free_port)
     write_nginx_config
     nginx -p "$work" -c "$work/nginx.conf" -e "$work/nginx.log" &
@@ -131,7 +131,7 @@ trust_authority
 printf 'plain text\n' > "$stage/www/plain.txt"
 truncate -s 134217728 "$stage/www/largest.bin"
 truncate -s 134217729 "$stage/www/too-large.bin"
-# Temporary files that take no byte: each of these names is a full disk to whoever writes it.
+# Names of temporary files for which the disk is full: a write to them fails at the first byte.
 mkdir "$stage/full"
 for name in signatures.live.txt.tmp hosts.korvel.tmp KorvelSetup-1.3.0.exe.tmp; do
   ln -s /dev/full "$stage/full/$name"
@@ -146,7 +146,7 @@ export KORVEL_TEST_HTTP_PORT=$http_port KORVEL_TEST_HTTPS_PORT=$https_port
 export KORVEL_TEST_STRANGER_PORT=$stranger_port KORVEL_TEST_ODD_PORT=$odd_port
 export KORVEL_TEST_WWW="C:\\$stage_name\\www" KORVEL_TEST_FULL="C:\\$stage_name\\full"
 cd "$stage"
-# In the background, so that a signal is acted upon at once and not when the program is done.
+# In the background, so that the shell handles a signal at once and not after the program has ended.
 wine "C:\\$stage_name\\$(basename "$program")" "$@" < /dev/null &
 wine_pid=$!
 status=0

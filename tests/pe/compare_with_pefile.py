@@ -6,9 +6,9 @@ usage: compare_with_pefile.py FOLDER [--dump PATH_OF_pe_dump] [--verbose]
 Prints each difference and 'N files, N differences'; exit status 1 when there is one, or no file. Build pe_dump first:
 cmake --build build/native --target pe_dump
 
-Two of pefile's habits are set aside, because they are its own choices and not facts about a file: names with
-characters that pefile finds unusual would be dropped (our rule is printable ASCII, 1 to 127 characters), and it
-would stop at 8,192 thunks, both tables counted. Entropies and the overlay are computed here from the raw header
+Two of pefile's rules are switched off, because they are its own choices and not facts about a file: it drops names
+with characters that it finds unusual (our rule is printable ASCII, 1 to 127 characters), and it stops at 8,192
+thunks, both tables counted. Entropies and the overlay are computed here from the raw header
 fields; pefile's own figures start sections at aligned file offsets and count a signature as part of the image.
 """
 import argparse
@@ -50,7 +50,7 @@ def import_names(pe):
     pe.parse_data_directories([pefile.DIRECTORY_ENTRY["IMAGE_DIRECTORY_ENTRY_IMPORT"]])
     names = []
     for library in getattr(pe, "DIRECTORY_ENTRY_IMPORT", []):
-        # By ordinal pefile looks names up in tables of its own; the file has none.
+        # For an import by ordinal pefile takes the name from a table of its own; the file has none.
         names += [i.name.decode("ascii") for i in library.imports if not i.import_by_ordinal and i.name]
     return names[:NAME_LIMIT]
 

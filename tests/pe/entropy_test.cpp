@@ -21,8 +21,8 @@ double entropyOf(ByteView bytes) {
 
 double entropyOf(const Bytes& bytes) { return entropyOf(ByteView(bytes)); }
 
-/// The answers that one sweep gives must be those of counting each range on its own, and the digests it feeds
-/// on the way those of the buffer in one piece.
+/// One sweep must give the same entropies as counting each range on its own, and the same digests as the
+/// buffer in one piece.
 void expectSameAsCountedAlone(const Bytes& bytes, const std::vector<ByteRange>& ranges) {
   hash::TripleDigest fed;
   const BufferEntropies measured = measureEntropies(ByteView(bytes), ranges, &fed);

@@ -1,5 +1,5 @@
-// Prints what the PE analysis sees in files, one JSON object a line, for comparison with other parsers.
-// Files are named as arguments or, without any, one a line on standard input.
+// Prints what the PE analysis sees in files, one JSON object per line, for comparison with other parsers.
+// Files are named as arguments or, without arguments, one per line on standard input.
 #include <cstdio>
 #include <fstream>
 #include <iostream>

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "support/allocation_meter.h"
 #include "protocol/wire.h"
+#include "support/allocation_meter.h"
 
 namespace korvel::test {
 

@@ -127,7 +127,7 @@ TEST(ApplyHostsBlock, BlanksAroundADomainAreWrittenAsGiven) {
 }
 
 TEST(ApplyHostsBlock, BudgetIsTestedBeforeEachDomain) {
-  // Two lines a domain: the counter goes 2, 4, ... 60,000, which is not above the budget, then 60,002.
+  // Two lines per domain: the counter goes 2, 4, ... 60,000, which is not above the budget, then 60,002.
   std::vector<std::string> plain;
   for (int i = 0; i < 30'100; ++i) plain.push_back("d" + std::to_string(i) + ".com");
   const std::string text = applyHostsBlock("", plain);
@@ -138,7 +138,7 @@ TEST(ApplyHostsBlock, BudgetIsTestedBeforeEachDomain) {
   plain.resize(30'000);
   EXPECT_EQ(applyHostsBlock("", plain), text);
 
-  // One line a domain: 59,999 of them bring the counter to 60,001.
+  // One line per domain: 59,999 of them bring the counter to 60,001.
   std::vector<std::string> www;
   for (int i = 0; i < 60'100; ++i) www.push_back("www.d" + std::to_string(i) + ".com");
   EXPECT_EQ(countHostsBlockEntries(applyHostsBlock("", www)), 59'999u);
@@ -242,7 +242,7 @@ std::vector<std::string> userLines(const std::string& text) {
   return lines;
 }
 
-/// A line that ends in several CRs loses one a round, as every rewrite does; compare without them.
+/// Every rewrite removes one CR from a line that ends in several; compare without them.
 std::vector<std::string> withoutTrailingReturns(std::vector<std::string> lines) {
   for (std::string& line : lines) {
     while (line.ends_with('\r')) line.pop_back();

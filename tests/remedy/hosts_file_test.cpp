@@ -6,9 +6,9 @@
 
 #include "base/files.h"
 #include "base/unique_resource.h"
+#include "support/eventually.h"
 #include "support/temp_folder.h"
 #include "support/test_servers.h"
-#include "support/eventually.h"
 
 namespace korvel {
 namespace {
@@ -132,7 +132,7 @@ TEST_F(HostsFile, UnreadableFileKeepsTheUserLines) {
     const UniqueHandle holder = hold(/*sharing=*/0);
     EXPECT_FALSE(apply({"b.com"}));
     EXPECT_EQ(error_, "cannot replace hosts, win32=32");
-    EXPECT_TRUE(remove());  // no marker to be seen
+    EXPECT_TRUE(remove());  // sees no marker, so there is nothing to remove
     EXPECT_EQ(countBlockedEntriesIn(hosts_), 0u);
   }
   EXPECT_EQ(text(), kApplied);

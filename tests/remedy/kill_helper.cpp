@@ -1,5 +1,5 @@
-// The process that kill_test.cpp kills: does one kind of file operation until somebody ends it. It ends by
-// itself after a few seconds, should the test be gone. Uses no library beyond kernel32, so that it starts
+// The process that kill_test.cpp kills: does one kind of file operation until it is ended. If the test is
+// gone, it ends by itself after a few seconds. Uses no library beyond kernel32, so that it starts
 // fast.
 #include <cstdio>
 #include <string>

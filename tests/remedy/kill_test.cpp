@@ -44,7 +44,7 @@ std::wstring helperPath() {
   return parentDirectory(executable) + L"\\kill_helper.exe";
 }
 
-/// Busy in its last part: Sleep() is coarser than one file operation.
+/// Waits busily in the last part, because Sleep() is coarser than one file operation.
 void waitMs(double milliseconds) {
   constexpr double kBusyMs = 2;
   LARGE_INTEGER frequency{};
@@ -145,7 +145,7 @@ class KillTest : public testing::Test {
     return quarantineIn(folder_.path()) + L"\\" + entry.cFileName;
   }
 
-  /// Whole at exactly one of its two places.
+  /// The file is whole at exactly one of its two places.
   void expectFileIsSomewhere(int number) {
     const std::wstring original = userFileIn(folder_.path(), number);
     const std::optional<std::wstring> stored = findStored(number);
@@ -156,14 +156,14 @@ class KillTest : public testing::Test {
   void TearDown() override {
     RecordProperty("interrupted", interrupted_);
     if (HasFailure()) return;
-    // Otherwise this test would have shown nothing.
+    // With fewer interruptions the test would show nothing.
     EXPECT_GT(interrupted_, kills_ / 4);
   }
 
   TempFolder folder_;
   const UniqueHandle ready_{::CreateEventW(nullptr, TRUE, FALSE, ownName(L"ready").c_str())};
   const UniqueHandle finished_{::CreateEventW(nullptr, TRUE, FALSE, ownName(L"finished").c_str())};
-  std::mt19937 random_{20'241'115};  // the moments differ all the same: the machine is never twice as fast
+  std::mt19937 random_{20'241'115};  // the moments still differ: no two runs have the same speed
   const int kills_ = killsWanted();
   double spanMs_ = kFirstSpanMs;
   int interrupted_ = 0;
@@ -194,7 +194,7 @@ TEST_F(KillTest, AddingLosesNoFileAndNoRecord) {
       ASSERT_NO_FATAL_FAILURE(expectFileIsSomewhere(i));
       stored += findStored(i) ? 1 : 0;
     }
-    // The move comes before the index, so one file may have lost its record, and no record its file.
+    // A file moves before the index is written, so one file may lack its record, but no record its file.
     EXPECT_TRUE(static_cast<int>(records.size()) == stored || static_cast<int>(records.size()) == stored - 1);
     for (const QuarantineRecord& record : records) EXPECT_TRUE(pathExists(record.storedPath));
     ASSERT_FALSE(HasFailure()) << "kill " << kill;

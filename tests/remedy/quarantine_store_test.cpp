@@ -10,8 +10,8 @@
 #include "base/paths.h"
 #include "base/utf.h"
 #include "remedy/quarantine_index.h"
-#include "support/temp_folder.h"
 #include "support/eventually.h"
+#include "support/temp_folder.h"
 
 namespace korvel {
 namespace {

@@ -61,7 +61,7 @@ TEST(StopSignal, ARequestEndsAWait) {
   requester.join();
 }
 
-// The number of a closed handle is soon given to another object, which nobody may signal by mistake.
+// The system soon gives the number of a closed handle to another object, which must not be signalled.
 TEST(StopSignal, ARequestNeverSignalsAHandleThatHasBeenClosed) {
   StopSignal stop;
   std::atomic<bool> done{false};

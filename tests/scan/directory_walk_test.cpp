@@ -84,7 +84,7 @@ TEST_F(DirectoryWalkTest, FilesBelowVeryLongPathsAreFound) {
   EXPECT_EQ(walk(folder_.path(), true), std::vector<std::wstring>{path});
 }
 
-/// Folders beside a real excluded one, whose names begin as its name does or nearly so.
+/// Folders beside a real excluded one, whose names begin like its name or nearly so.
 class ExcludedDirectoryTest : public DirectoryWalkTest {
  protected:
   void SetUp() override {

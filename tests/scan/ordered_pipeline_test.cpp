@@ -1,11 +1,12 @@
 #include "scan/ordered_pipeline.h"
-#include "support/eventually.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
+
+#include "support/eventually.h"
 
 namespace korvel {
 namespace {

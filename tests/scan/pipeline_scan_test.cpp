@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "scan/file_rules.h"
 #include "hash/triple_digest.h"
-#include "scan/ordered_pipeline.h"
 #include "pe/pe_analysis.h"
+#include "scan/file_rules.h"
+#include "scan/ordered_pipeline.h"
 #include "signatures/signature_text.h"
 #include "support/pe_builder.h"
 

@@ -1,9 +1,9 @@
 // How a session begins and ends, whatever is asked in it.
 #include <gtest/gtest.h>
 
-#include "support/allocation_meter.h"
-#include "server/session_fixture.h"
 #include "runtime/stop_signal.h"
+#include "server/session_fixture.h"
+#include "support/allocation_meter.h"
 
 namespace korvel::ipc {
 namespace {
@@ -61,7 +61,7 @@ TEST_F(DispatcherSession, ARequestThatDoesNotFitIntoMemoryEndsOnlyTheSession) {
   std::thread sender([&] {
     const std::string piece(60'000, 'x');
     DWORD written = 0;
-    // Until nobody reads any more.
+    // Until the service stops reading.
     for (size_t sent = 0; sent < raw.length; sent += piece.size()) {
       if (!::WriteFile(pipe_.client(), piece.data(), 60'000, &written, nullptr)) break;
     }

@@ -7,13 +7,13 @@
 #include <cstring>
 #include <thread>
 
-#include "support/allocation_meter.h"
-#include "protocol/frame.h"
 #include "client/exchange.h"
+#include "protocol/frame.h"
+#include "protocol/wire.h"
 #include "server/pipe_fixture.h"
 #include "server/server_pipe.h"
 #include "server/transfers.h"
-#include "protocol/wire.h"
+#include "support/allocation_meter.h"
 
 namespace korvel::ipc {
 namespace {

@@ -4,10 +4,10 @@
 #include <thread>
 
 #include "protocol/frame.h"
+#include "protocol/wire.h"
 #include "server/pipe_fixture.h"
 #include "server/server_pipe.h"
 #include "server/transfers.h"
-#include "protocol/wire.h"
 
 namespace korvel::ipc {
 namespace {

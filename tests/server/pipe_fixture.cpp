@@ -6,9 +6,9 @@
 #include "base/byte_view.h"
 #include "base/text.h"
 #include "protocol/frame.h"
+#include "runtime/log.h"
 #include "server/server_pipe.h"
 #include "server/transfers.h"
-#include "runtime/log.h"
 
 namespace korvel::test {
 namespace {

@@ -12,7 +12,7 @@ namespace korvel::test {
 
 /// Opens the service pipe, waiting until there is a free instance. Throws when there is none for a minute.
 UniqueHandle openPipe();
-/// One try to open the service pipe; the last error tells why the handle is empty.
+/// One try to open the service pipe; the last error is the reason for an empty handle.
 UniqueHandle tryOpenPipe();
 
 /// Plain transfers of the client's end. Throw on failure.

@@ -5,13 +5,13 @@
 #include <atomic>
 #include <thread>
 
-#include "server/scripted_engine.h"
 #include "protocol/frame.h"
 #include "protocol/messages.h"
-#include "server/pipe_fixture.h"
-#include "server/server_pipe.h"
 #include "protocol/wire.h"
 #include "runtime/stop_signal.h"
+#include "server/pipe_fixture.h"
+#include "server/scripted_engine.h"
+#include "server/server_pipe.h"
 
 namespace korvel::ipc {
 namespace {
@@ -41,7 +41,7 @@ class PipeServer : public testing::Test {
   void join() {
     if (server_.joinable()) server_.join();
   }
-  /// Waits until the server has written so many log lines.
+  /// Waits until the log has at least `count` lines.
   void waitForLines(size_t count) {
     while (log_.lines().size() < count) ::Sleep(5);
   }
@@ -218,7 +218,7 @@ TEST_F(PipeServer, APipeThatCannotBeCreatedIsReportedAndTriedAgain) {
     ++sleeps;
     while (sleeps == 2 && !*released) ::Sleep(1);
   };
-  // Somebody else owns the name and allows one instance.
+  // Another owner of the name allows only one instance.
   UniqueHandle other(::CreateNamedPipeW(kPipeName, PIPE_ACCESS_DUPLEX, 0, 1, 0, 0, 0, nullptr));
   ASSERT_TRUE(other);
   ASSERT_EQ(createServerPipe(PIPE_ACCESS_DUPLEX), INVALID_HANDLE_VALUE);
@@ -291,7 +291,7 @@ TEST_F(PipeServer, AClientThatCameBeforeTheConnectIsServed) {
     static bool failure = false;
     failure = reportedAsFailure;
     calls_.connectNamedPipe = [](HANDLE pipe, OVERLAPPED* overlapped) -> BOOL {
-      // The real call has seen the client; what it says of that depends on who came first.
+      // The real call has seen the client; its result depends on whether the client came before it.
       if (!ServerCalls::windows().connectNamedPipe(pipe, overlapped) &&
           ::GetLastError() == ERROR_IO_PENDING) {
         ::WaitForSingleObject(overlapped->hEvent, INFINITE);

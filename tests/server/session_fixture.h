@@ -6,11 +6,11 @@
 #include <string>
 #include <thread>
 
-#include "server/scripted_engine.h"
 #include "protocol/messages.h"
+#include "protocol/wire.h"
 #include "server/pipe_fixture.h"
 #include "server/request_dispatcher.h"
-#include "protocol/wire.h"
+#include "server/scripted_engine.h"
 
 namespace korvel::test {
 

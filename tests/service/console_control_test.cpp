@@ -63,7 +63,7 @@ TEST(ConsoleControl, EveryOtherEventIsLeftToTheSystem) {
   EXPECT_EQ(::WaitForSingleObject(stop.event(), 0), DWORD{WAIT_TIMEOUT});
 }
 
-// A process ends as soon as the answer to a closing console is given.
+// The system ends a process as soon as its handler has answered a closing console.
 TEST(ConsoleControl, ACloseIsAnsweredOnceTheMainThreadHasStoppedCleanly) {
   struct Main {
     StopSignal stop;

@@ -1,4 +1,4 @@
-// The crash filter in real processes: crash_child.exe crashes, the file tells.
+// The crash filter in real processes: crash_child.exe crashes, and the test reads its log.
 #include "service/crash_filter.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Every way in which the engine can fail to come up, and what is left afterwards: nothing.
+// Every way in which the engine can fail to start; nothing may be left afterwards.
 #include "service/engine_host.h"
 
 #include <gtest/gtest.h>
@@ -83,7 +83,7 @@ class EngineHostTest : public testing::Test {
   }
   void TearDown() override {
     engineStop();
-    Log::instance().open(folder_.path());  // a folder: only lets go of the file
+    Log::instance().open(folder_.path());  // a folder: this only closes the file
   }
 
   static ScriptedEngine::Script& engine() { return ScriptedEngine::script(); }

@@ -41,7 +41,7 @@ class ServiceHostTest : public testing::Test {
     Log::instance().open(logFile_);
   }
   void TearDown() override {
-    Log::instance().open(folder_.path());  // a folder: only lets go of the file
+    Log::instance().open(folder_.path());  // a folder: this only closes the file
     current = nullptr;
   }
 
@@ -62,7 +62,7 @@ class ServiceHostTest : public testing::Test {
   }
 
   // What the test decides.
-  SERVICE_STATUS_HANDLE registered_ = reinterpret_cast<SERVICE_STATUS_HANDLE>(this);  // never looked behind
+  SERVICE_STATUS_HANDLE registered_ = reinterpret_cast<SERVICE_STATUS_HANDLE>(this);  // never dereferenced
   bool engineStarts_ = true;
   std::function<void()> whileStarting_ = [] {};
   std::function<void()> whileStopping_ = [] {};

@@ -98,7 +98,7 @@ inline void referenceMerge(std::map<std::string, ReferenceEntry>& held, const Re
   }
 }
 
-/// The first digest of which the table and the reference do not say the same, or empty.
+/// The first digest on which the table and the reference differ, or empty.
 inline std::string firstDifference(const SignatureTable& table,
                                    const std::map<std::string, ReferenceEntry>& held) {
   if (table.size() != held.size()) {

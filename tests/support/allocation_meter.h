@@ -6,7 +6,7 @@
 
 namespace korvel::test {
 
-/// From construction to destruction every `new` of this thread is added up. At most one a thread at a time.
+/// From construction to destruction every `new` of this thread is added up. At most one per thread at a time.
 class AllocationMeter {
  public:
   AllocationMeter();

@@ -7,7 +7,7 @@
 
 namespace korvel::test {
 
-/// How long a test waits for what should come at once: long enough for the busiest machine.
+/// How long a test waits for something that should happen at once: long enough for the busiest machine.
 inline constexpr uint32_t kPatienceMs = 60'000;
 
 /// Looks every few milliseconds until `done()` is true; false when it is not within the limit.

@@ -8,8 +8,8 @@
 
 namespace korvel::test {
 
-/// The process-wide stop, as new for each test and with its event. The flag is never reset, which is right
-/// for a process and wrong for a row of tests: it is built anew in place.
+/// Gives a test a new process-wide stop with its event. The product never resets the flag of the stop, but
+/// several tests run in one process, so the stop is constructed again in place.
 class FreshStopSignal {
  public:
   FreshStopSignal() {

@@ -19,7 +19,7 @@ std::string eicarText() {
 
 std::string textOf(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
-/// A program that a careful eye finds nothing wrong with: code that returns 0, and one ordinary import.
+/// A program in which the analysis finds nothing: code that returns 0, and one ordinary import.
 std::string plainProgram() {
   const Bytes code = {0x31, 0xC0, 0xC3};  // xor eax, eax; ret
   return textOf(PeBuilder()

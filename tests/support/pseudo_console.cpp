@@ -61,7 +61,7 @@ UniqueHandle start(const std::wstring& program, const std::wstring& arguments, H
   }
   STARTUPINFOEXW startup{};
   startup.StartupInfo.cb = sizeof startup;
-  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;  // none, lest it gets those of this process
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;  // none, so that it does not get those of this process
   startup.lpAttributeList = attributes;
   std::wstring commandLine = L"\"" + program + L"\" " + arguments;
   PROCESS_INFORMATION info{};

@@ -7,7 +7,7 @@
 
 namespace korvel::test {
 
-/// Clients can connect from construction on, before anybody takes them. Throws when it cannot listen.
+/// Clients can connect from construction on, before takeClient() is called. Throws when it cannot listen.
 class SilentServer {
  public:
   SilentServer();

@@ -1,6 +1,6 @@
-// The two servers that tests/net/run_net_tests.sh starts, and what such scripts tell their test program. A
-// program that was started without its servers fails its server tests with the hint below instead of passing
-// them over. Windows only.
+// The two servers that tests/net/run_net_tests.sh starts, and the variables that they set for the test
+// program. A program that was started without its servers fails its server tests with the hint below instead
+// of skipping them. Windows only.
 #pragma once
 
 #include <cstdlib>

@@ -6,8 +6,8 @@
 #include <variant>
 #include <vector>
 
-#include "records/scan_scope.h"
 #include "records/scan_progress.h"
+#include "records/scan_scope.h"
 
 namespace korvel::ctl {
 

@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "protocol/messages.h"
 #include "korvelctl/exit_codes.h"
+#include "protocol/messages.h"
 
 namespace korvel::ctl {
 

@@ -3,13 +3,13 @@
 #include <nlohmann/json.hpp>
 
 #include "base/utf.h"
-#include "protocol/messages.h"
 #include "korvelctl/connection.h"
 #include "korvelctl/exit_codes.h"
 #include "korvelctl/firewall_listing.h"
 #include "korvelctl/json_output.h"
 #include "korvelctl/printable.h"
 #include "korvelctl/whole_path.h"
+#include "protocol/messages.h"
 
 namespace korvel::ctl {
 namespace {

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "records/settings_fields.h"
 #include "records/engine_status.h"
-#include "records/threat_record.h"
 #include "records/quarantine_record.h"
 #include "records/scan_progress.h"
+#include "records/settings_fields.h"
+#include "records/threat_record.h"
 
 namespace korvel::ctl {
 

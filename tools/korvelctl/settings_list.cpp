@@ -5,8 +5,8 @@
 
 #include "base/utf.h"
 #include "config/settings_text.h"
-#include "records/settings_keys.h"
 #include "korvelctl/printable.h"
+#include "records/settings_keys.h"
 
 namespace korvel::ctl {
 namespace {

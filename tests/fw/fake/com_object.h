@@ -13,8 +13,8 @@
 
 namespace korvel::test::fwfake {
 
-/// Implements `Interface`. An object whose count reached zero stays in memory, so that a release too many is
-/// noticed ("!rule released too often") and not undefined; tests are short.
+/// Implements `Interface`. An object whose count reached zero stays in memory, so that one release too many
+/// is noticed ("!rule released too often") instead of being undefined. Tests are short, so the memory suffices.
 template <typename Interface>
 class ComObject : public Interface {
  public:

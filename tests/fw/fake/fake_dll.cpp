@@ -1,5 +1,5 @@
 // fwfake.dll: an in-process COM server that takes the place of Windows Firewall for an unmodified program.
-// See fake_state.h for the files that steer it and tell what happened.
+// See fake_state.h for the files that control it and record what happened.
 //
 // regsvr32 fwfake.dll puts it in, regsvr32 /u fwfake.dll puts back what was there. Only for throw-away Wine
 // prefixes: it changes the machine's own registration of the firewall classes.
@@ -74,7 +74,7 @@ STDAPI DllGetClassObject(REFCLSID classId, REFIID id, void** out) {
   return result;
 }
 
-/// Never: objects at the end of their lives are still looked at.
+/// Never: tests still look at objects that were released.
 STDAPI DllCanUnloadNow() { return S_FALSE; }
 
 STDAPI DllRegisterServer() {
@@ -96,7 +96,7 @@ STDAPI DllUnregisterServer() {
     const LSTATUS result =
         before.empty() ? ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, key) : setText(key, nullptr, before);
     if (result != ERROR_SUCCESS) return kNotRegistered;
-    (void)::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, kReplacedValue);  // gone already with the whole key
+    (void)::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, kReplacedValue);  // fails when the whole key has been deleted
   }
   return S_OK;
 }

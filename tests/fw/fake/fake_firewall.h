@@ -28,9 +28,9 @@ class FakeFirewall {
   /// Forgets the log so far.
   void clearLog();
   std::vector<std::string> log() const;
-  /// The log's calls alone: without lives of objects, and without what COM itself asks them.
+  /// Only the calls in the log, without the creation and end of objects and without COM's own queries.
   std::vector<std::string> calls() const;
-  /// Objects that came into being in the log and are still there; -1 when one was used after its end.
+  /// The number of objects created in the log and not yet ended; -1 when one was used after its end.
   int liveObjects() const;
 
  private:

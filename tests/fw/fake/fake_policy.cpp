@@ -5,7 +5,7 @@ namespace {
 
 Recorder& recorder() { return Recorder::instance(); }
 
-/// What the product does not use answers E_NOTIMPL, so that a call too many shows.
+/// Calls that the product does not need return E_NOTIMPL, so that an unexpected call shows.
 class Policy final : public DispatchObject<INetFwPolicy2> {
  public:
   Policy() : DispatchObject("policy") {}

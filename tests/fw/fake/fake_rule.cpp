@@ -43,7 +43,7 @@ HRESULT putNumber(const char* call, int32_t& to, int32_t value) {
   return S_OK;
 }
 
-/// What the product does not use answers E_NOTIMPL, so that a call too many shows.
+/// Calls that the product does not need return E_NOTIMPL, so that an unexpected call shows.
 class Rule final : public DispatchObject<INetFwRule> {
  public:
   explicit Rule(const Element& properties) : DispatchObject("rule"), it_(properties) {}

@@ -10,7 +10,7 @@ constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80070002);
 
 Recorder& recorder() { return Recorder::instance(); }
 
-/// An object that is a dispatch interface, but no rule.
+/// An object with a dispatch interface that is not a rule.
 class Foreign final : public DispatchObject<IDispatch> {
  public:
   Foreign() : DispatchObject("foreign") {}
@@ -49,7 +49,7 @@ class Enumerator final : public ComObject<IEnumVARIANT> {
   Enumerator() : ComObject("enum") {}
 
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* out, ULONG* fetched) override {
-    *fetched = 0;  // as enumerators do that count on being told where
+    *fetched = 0;  // like enumerators that rely on a valid pointer here
     if (const auto injected = recorder().enter("enum.Next", std::to_string(count))) return *injected;
     if (count != 1) return E_INVALIDARG;
     const std::vector<Element>& elements = recorder().state.elements;

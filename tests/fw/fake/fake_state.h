@@ -1,20 +1,18 @@
 // The files through which a test and the stand-in firewall talk. They lie beside fwfake.dll, are UTF-8 and
-// have one entry a line, its fields split by tabs:
+// have one entry per line, its fields split by tabs:
 //
 //   fwfake.state   profiles and rules. Read when an operation begins (a policy object is created), written
 //                  back after each change, so that it holds the outcome.
 //     profile  TYPE  ENABLED
 //     rule  ENABLED  ACTION  DIRECTION  PROTOCOL  PROFILES  NAME  APPLICATION  DESCRIPTION
-//     bstr | empty | unknown | null | foreign     elements of the enumeration that are no rules
+//     bstr | empty | unknown | null | foreign     elements of the enumeration that are not rules
 //   fwfake.faults  calls that fail, read when an operation begins.
-//     CALL  N  HRESULT      the Nth such call of the operation ("*": each) returns the hexadecimal HRESULT
-//     and
-//                           does nothing; a success code then means success without a result
-//   fwfake.log     one line a call, appended: "rule.put_Action(0)", " = 80070005" after it when it was made
-//   to
-//                  fail, and "+rule"/"-rule" whenever an object comes into being or goes.
+//     CALL  N  HRESULT      the Nth such call of the operation ("*": each) does nothing and returns the
+//                           hexadecimal HRESULT; a success code then means success without a result
+//   fwfake.log     one appended line per call: "rule.put_Action(0)", followed by " = 80070005" when the call
+//                  was made to fail; and "+rule"/"-rule" whenever an object is created or ends.
 //
-// In texts \t, \n, \r and \\ stand for themselves escaped; the two characters \0 alone are a null BSTR.
+// In texts \t, \n, \r and \\ are escapes; a text of only the two characters \0 is a null BSTR.
 #pragma once
 
 #include <cstdint>

@@ -13,7 +13,7 @@ namespace korvel::test::fwfake {
 /// The path of this DLL.
 std::wstring modulePath();
 
-/// One thread at a time uses the stand-in, as the service has one that changes the firewall.
+/// One thread at a time uses the stand-in, because the service changes the firewall on one thread only.
 class Recorder {
  public:
   static Recorder& instance();
@@ -22,8 +22,7 @@ class Recorder {
   void begin();
   /// Writes the state back.
   void save();
-  /// Writes a call to the log. What comes back is the result that the call must return without doing
-  /// anything.
+  /// Writes a call to the log. When this returns a value, the call must return it and do nothing else.
   std::optional<HRESULT> enter(const std::string& call, const std::string& arguments = {});
   void note(const std::string& line);
 
