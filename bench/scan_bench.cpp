@@ -153,7 +153,7 @@ class ScanBench {
 #ifdef _WIN32
     figures_.atMost(name, best[1] / best[0], 1.5);
 #else
-    figures_.plain(name, best[1] / best[0]);  // natively a file costs a tenth of that under Wine, its digests the same
+    figures_.plain(name, best[1] / best[0]);  // a file costs a tenth of that under Wine
 #endif
     figures_.plain("a small file", best[1] / static_cast<double>(paths.size()) * 1e6, "us");
   }

@@ -1,5 +1,6 @@
 #!/bin/bash
-# Checks with clang, for Windows, that every header of the product compiles alone: it includes what it needs. Builds nothing.
+# Checks with clang, for Windows, that every header of the product compiles alone: each includes what it needs. Builds
+# nothing.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$KORVEL_ROOT/scripts/lib/clang_for_windows.sh"
 

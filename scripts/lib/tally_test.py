@@ -44,7 +44,7 @@ class TallyTest(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def leave(self, name, status, log="", cases=None):
-        """Writes the files that one program or check leaves behind. `cases` maps the names of a suite's cases to their records."""
+        """Writes what one program or check leaves behind. `cases` maps the names of a suite's cases to their records."""
         (self.folder / f"{name}.status").write_text(f"{status}\n")
         (self.folder / f"{name}.log").write_text(log)
         if cases is not None:

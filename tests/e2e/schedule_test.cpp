@@ -57,7 +57,7 @@ class Schedule : public ServiceTest {
 };
 
 TEST_F(Schedule, StartedShortlyBeforeItsHourScansOnceInTheWindow) {
-  startAt(2, 59, 20);  // even a slow start ends before the hour begins; the second look at the clock follows it
+  startAt(2, 59, 20);  // even a slow start ends before the hour, the second look comes after
   const ULONGLONG started = ::GetTickCount64();
   ::Sleep(3'000);
   expectNothingYet();

@@ -213,7 +213,7 @@ TEST_F(Stop, WhileLargeFilesAreScanned) {
     ASSERT_TRUE(eventually(kPhaseLimitMs, anyIsBeingRead));
   };
   expectPromptStops(scanThem, stopRequest_);
-  EXPECT_GT(logMentions("scan finished: files=0 threats=0 "), stopCount() / 2);  // a file scanned in part does not count
+  EXPECT_GT(logMentions("scan finished: files=0 threats=0 "), stopCount() / 2);  // a part does not count
 }
 
 TEST_F(Stop, WhileTheWatcherScansALargeFile) {

@@ -1,4 +1,4 @@
-// Waiting for what another thread or process brings about.
+// Waits for what another thread or process does.
 #pragma once
 
 #include <chrono>

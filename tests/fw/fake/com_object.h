@@ -14,7 +14,7 @@
 namespace korvel::test::fwfake {
 
 /// Implements `Interface`. An object whose count reached zero stays in memory, so that one release too many
-/// is noticed ("!rule released too often") instead of being undefined. Tests are short, so the memory suffices.
+/// is noticed ("!rule released too often") instead of being undefined; tests are short.
 template <typename Interface>
 class ComObject : public Interface {
  public:

@@ -96,7 +96,7 @@ STDAPI DllUnregisterServer() {
     const LSTATUS result =
         before.empty() ? ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, key) : setText(key, nullptr, before);
     if (result != ERROR_SUCCESS) return kNotRegistered;
-    (void)::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, kReplacedValue);  // fails when the whole key has been deleted
+    (void)::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, kReplacedValue);  // fails when the key is deleted
   }
   return S_OK;
 }
