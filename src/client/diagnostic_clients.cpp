@@ -103,8 +103,7 @@ int runUpdateCheckClient(const ClientCalls& calls) {
   if (!pipe) return 1;
   std::string error;
   Frame reply;
-  // The reply itself is ignored: a check that is already running serves as well, and the status shows how it
-  // ends.
+  // The reply is ignored: a check that is already running serves as well, and the status shows its outcome.
   if (!ask(pipe.get(), Opcode::kStartUpdateCheck, &reply, &error, calls)) {
     print(L"запуск проверки не удался: ", error);
     return 2;

@@ -1,6 +1,6 @@
 // The client's end of the control pipe: connecting to the service and exchanging frames with it.
 //
-// No state is kept between calls, so threads may work in parallel, each with its own pipe. `calls` is for tests.
+// Keeps no state between calls, so threads may work in parallel on their own pipes. `calls` is for tests.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The paths of the service's files. Every function computes its result on each call and cannot fail; dataDir()
-// states the fallbacks. Paths are UTF-16 with backslashes. Thread-safe.
+// The paths of the service's files. Every function computes its result on each call and cannot fail;
+// dataDir() states the fallbacks. Paths are UTF-16 with backslashes. Thread-safe.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 namespace korvel {
 
 /// The ProgramData folder + "\KORVEL Antivirus", created with its parents when missing. If the ProgramData
-/// folder cannot be looked up: the local application-data folder + "\KorvelAntivirus", else empty. A failure to
-/// create the directory does not change the result.
+/// folder cannot be looked up: the local application-data folder + "\KorvelAntivirus", else empty. A failure
+/// to create the directory does not change the result.
 std::wstring dataDir();
 
 std::wstring logPath();               ///< dataDir() + "\korvel.log"

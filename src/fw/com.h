@@ -16,8 +16,8 @@
 
 namespace korvel::fw {
 
-/// Enters a single-threaded apartment and, if that succeeded, leaves it on destruction. A thread that is already
-/// in another kind of apartment stays there, where in-process classes can be used as well.
+/// Enters a single-threaded apartment and, if that succeeded, leaves it on destruction. A thread that is
+/// already in another kind of apartment stays there, where in-process classes can be used as well.
 class ComApartment {
  public:
   ComApartment() : entered_(SUCCEEDED(::CoInitializeEx(/*reserved=*/nullptr, COINIT_APARTMENTTHREADED))) {}
@@ -47,7 +47,7 @@ class ComPtr : public UniqueResource<InterfaceTraits<Interface>> {
   Interface* operator->() const { return this->get(); }
 };
 
-/// The result of a call that returns an interface through `pointer`; success with a null pointer is a failure.
+/// The result of a call that returns an interface through `pointer`; success with a null pointer is an error.
 template <typename Interface>
 HRESULT received(HRESULT result, const ComPtr<Interface>& pointer) {
   return SUCCEEDED(result) && !pointer ? E_POINTER : result;

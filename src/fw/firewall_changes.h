@@ -2,8 +2,8 @@
 //
 // Every function takes its request as one UTF-8 text (see firewall_request.h) and returns false with a
 // sentence for the user in `error` (may be null; emptied first). Nothing is rolled back: what was changed
-// before a failure stays. None throws, as long as there is memory for the sentence. Thread-safe: each call
-// uses COM objects of its own, which does not keep two calls from changing the same rules.
+// before a failure stays. None throws, as long as there is memory for the sentence. Thread-safe, as each call
+// uses its own COM objects, but concurrent calls may change the same rules.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@ bool setProfileEnabled(const std::string& request, std::string* error);
 /// "<action>|<direction>|<path>": blocks or allows a program. Rules of the same names are replaced.
 bool addApplicationRule(const std::string& request, std::string* error);
 
-/// "1" blocks all inbound traffic by one rule per profile, in place of older ones; "0" removes the rules.
+/// "1" blocks all inbound traffic with one rule per profile, replacing older ones; "0" removes these rules.
 bool setBlockAllInbound(const std::string& request, std::string* error);
 
 /// Removes every rule of this product; true also when there is none.

@@ -1,5 +1,5 @@
-// Operations on the COM objects of Windows Firewall that queries and changes share. Calls need an apartment on
-// the calling thread and throw only std::bad_alloc.
+// Operations on the COM objects of Windows Firewall that queries and changes share. Calls need an apartment
+// on the calling thread and throw only std::bad_alloc.
 #pragma once
 
 #include <string>

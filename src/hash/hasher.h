@@ -15,8 +15,7 @@ class Hasher {
   /// Feeds bytes: any length, 0 included, in any number of calls.
   virtual void update(const uint8_t* data, size_t length) = 0;
 
-  /// The digest of everything fed so far, in lower-case hexadecimal. The object is unchanged, so feeding may
-  /// continue.
+  /// The digest of everything fed so far, in lower-case hexadecimal. Feeding may continue afterwards.
   virtual std::string hexDigest() const = 0;
 
   /// The block size of the compression function, in bytes: 64 for every digest here.

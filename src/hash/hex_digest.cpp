@@ -46,8 +46,7 @@ __m128i atMost(__m128i value, char limit) {
   return _mm_cmpeq_epi8(_mm_min_epu8(value, _mm_set1_epi8(limit)), value);
 }
 
-/// Decodes 16 characters to 8 bytes; databases of a million lines need the speed. Every 64-bit processor has
-/// SSE2.
+/// Decodes 16 characters to 8 bytes; databases of a million lines need the speed.
 bool decodeBlock(const char* text, uint8_t* out) {
   const __m128i chars = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
   const __m128i digit = _mm_sub_epi8(chars, _mm_set1_epi8('0'));

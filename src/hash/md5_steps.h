@@ -22,13 +22,13 @@ inline constexpr uint32_t kMd5Sines[64] = {
     0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391,
 };
 
-/// The four words of the state. Not an array, because the compiler would move it to a vector register and back,
-/// which costs more than it gains.
+/// The four words of the state. Not an array, because the compiler would move it to a vector register and
+/// back, which costs more than it gains.
 struct Md5Words {
   uint32_t a, b, c, d;
 };
 
-/// One step. The caller rotates the arguments by one place per step; after four steps they are in order again.
+/// One step. The caller rotates the arguments by one place per step; every four steps restore their order.
 template <int kStep>
 [[gnu::always_inline]] inline void md5Step(uint32_t& a, uint32_t b, uint32_t c, uint32_t d,
                                            const uint8_t* block) {

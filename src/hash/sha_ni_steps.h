@@ -100,7 +100,7 @@ template <int kGroup>
     words = _mm_sha256msg1_epu32(words, sha256.words[(kGroup + 1) % 4]);
     words = _mm_sha256msg2_epu32(_mm_add_epi32(words, sevenBack), last);
   }
-  // Each instruction does two rounds with the two lowest words of the sums, and the two state vectors swap roles.
+  // Each instruction does two rounds with the two lowest words of `sums`; the state vectors swap roles.
   const __m128i sums = _mm_add_epi32(words, loadVector(kSha256Constants + size_t{4} * kGroup));
   sha256.cdgh = _mm_sha256rnds2_epu32(sha256.cdgh, sha256.abef, sums);
   sha256.abef = _mm_sha256rnds2_epu32(sha256.abef, sha256.cdgh, _mm_shuffle_epi32(sums, 0x0e));

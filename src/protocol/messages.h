@@ -73,7 +73,7 @@ std::string encodeSettings(const SettingsFields& settings);
 /// Decodes over `base` and keeps its updateServer. The hour is taken modulo 24.
 std::optional<SettingsFields> decodeSettings(const std::string& payload, SettingsFields base = {});
 
-/// Encodes the report with as many of its first events as fit into one frame; `eventsTaken` receives how many.
+/// Encodes the report with as many of its first events as fit into one frame; `eventsTaken` is their number.
 std::string encodeProgress(const ScanReport& report, size_t* eventsTaken);
 std::optional<ScanReport> decodeProgress(const std::string& payload);
 

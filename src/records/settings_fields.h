@@ -1,5 +1,5 @@
-// The configuration and a few persisted counters as plain values: the content of settings.ini. All of them but
-// the update server also travel on the pipe.
+// The configuration and a few persisted counters as plain values: the content of settings.ini. All of them
+// but the update server also travel on the pipe.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,8 @@
 
 namespace korvel {
 
-/// A plain value. The two paths are empty by default: the service supplies their defaults (config/settings.h).
+/// A plain value. The two paths are empty by default: the service supplies their defaults
+/// (config/settings.h).
 struct SettingsFields {
   bool protectionEnabled = true;  ///< master switch of protection
   bool realTimeEnabled = true;

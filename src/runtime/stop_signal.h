@@ -1,6 +1,6 @@
 // The process-wide stop: a flag that is set once and never reset, and a manual-reset event that ends every
-// blocking pipe wait. Stops are requested by console events, the service's control handler and the pipe's stop
-// request.
+// blocking pipe wait. Stops are requested by console events, the service's control handler and the pipe's
+// stop request.
 #pragma once
 
 #include <atomic>

@@ -49,8 +49,8 @@ class EngineOperations {
 
   /// Reloads the signature files.
   virtual bool reloadSignatures(std::string* error) = 0;
-  /// Each starts its job on a thread of the engine; refused while that job runs. getStatus() shows when the job
-  /// has ended.
+  /// Each starts its job on a thread of the engine, and refuses while that job runs. getStatus() shows
+  /// whether the job is running and how an update check ended.
   virtual bool startLiveUpdate(std::string* error) = 0;
   virtual bool startUpdateCheck(std::string* error) = 0;
 

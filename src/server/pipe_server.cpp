@@ -51,8 +51,8 @@ DWORD WINAPI flushPipe(void* pipe) {
 }
 
 /// Disconnects the client. If its replies were written whole, first waits until the client has read them or
-/// has disconnected, but for kLastReplyGraceMs at most. FlushFileBuffers() waits for the reader without a time
-/// limit, so it runs on a helper thread, which DisconnectNamedPipe() releases.
+/// has disconnected, but for kLastReplyGraceMs at most. FlushFileBuffers() waits for the reader without a
+/// time limit, so it runs on a helper thread, which DisconnectNamedPipe() releases.
 void disconnectClient(HANDLE pipe, bool repliesAreWhole) {
   UniqueHandle flusher;
   const bool clientGone = !::PeekNamedPipe(pipe, /*buffer=*/nullptr, 0, nullptr, nullptr, nullptr);

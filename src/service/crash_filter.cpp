@@ -35,8 +35,8 @@ void writeCrashLine(const char* line) {
   ::WriteFile(file, line, static_cast<DWORD>(std::strlen(line)), &written, /*overlapped=*/nullptr);
 }
 
-/// The runtime ends a process after an uncaught C++ exception without calling the filter. This terminate handler
-/// calls it by raising a system exception.
+/// The runtime ends a process after an uncaught C++ exception without calling the filter. This terminate
+/// handler calls it by raising a system exception.
 [[noreturn]] void raiseForFilter() {
   ::RaiseException(kUncaughtCppException, EXCEPTION_NONCONTINUABLE, /*argumentCount=*/0,
                    /*arguments=*/nullptr);

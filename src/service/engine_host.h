@@ -67,7 +67,7 @@ class EngineHost {
     return true;
   }
 
-  /// The destructor also ends the threads that the engine has started. engine() is already null while it runs.
+  /// Also ends the threads that the engine has started. engine() is null before its destructor runs.
   void destroy() { const std::unique_ptr<Engine> last = std::move(engine_); }
 
   Stop& stop_;

@@ -11,8 +11,8 @@
 
 namespace {
 
-/// The executable has no console by default; this creates one for a mode that prints, unless the standard output
-/// is redirected or a console exists already.
+/// The executable has no console by default; this creates one for a mode that prints, unless the standard
+/// output is redirected or a console exists already.
 void attachConsole() {
   if (korvel::KernelHandleTraits::valid(::GetStdHandle(STD_OUTPUT_HANDLE))) return;
   if (::GetConsoleWindow() == nullptr) ::AllocConsole();

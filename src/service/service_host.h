@@ -1,4 +1,4 @@
-// One run as a Windows service: reports states to the Service Control Manager and turns controls into the stop.
+// One run as a Windows service: reports states to the Service Control Manager and handles its controls.
 #pragma once
 
 #include "base/win.h"
@@ -13,8 +13,8 @@ class ServiceHost {
   ServiceHost(const ServiceSystem& system, StopSignal& stop)
       : system_(system), stop_(stop), status_(system) {}
 
-  /// Runs the service from start pending to stopped, on the service thread. `handler` must call control(). If it
-  /// cannot be registered, does nothing, because no state can be reported.
+  /// Runs the service from start pending to stopped, on the service thread. `handler` must call control(). If
+  /// it cannot be registered, does nothing, because no state can be reported.
   void run(LPHANDLER_FUNCTION_EX handler);
 
   /// Handles a control, on the dispatcher's thread, at any time during run(). A stop during the start of the

@@ -1,6 +1,6 @@
 // A table of the functions that a run as a Windows service calls: the service control functions, and those of
-// the engine and the pipe server. Tests replace them to run the service without a Service Control Manager; the
-// product always uses the real ones.
+// the engine and the pipe server. Tests replace them to run the service without a Service Control Manager;
+// the product always uses the real ones.
 #pragma once
 
 #include <string>

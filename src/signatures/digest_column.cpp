@@ -12,16 +12,16 @@
 namespace korvel {
 namespace {
 
-constexpr size_t kKeysPerBucket = 16;  // on average: the index costs a quarter of a byte a key
+constexpr size_t kKeysPerBucket = 16;  // at most, on average: the index costs 1/4 to 1/2 byte per key
 constexpr unsigned kMaxBucketBits = 28;
 constexpr unsigned kSortBits = 16;
-constexpr size_t kSpareKeys = 1024;  // room beyond the keys that is not worth giving back
+constexpr size_t kSpareKeys = 1024;  // unused capacity that is not worth releasing
 
 uint32_t leadingBits(const uint8_t* key) {
   return uint32_t{key[0]} << 24 | uint32_t{key[1]} << 16 | uint32_t{key[2]} << 8 | key[3];
 }
 
-/// Positions are 32 bits wide.
+/// Throws unless `count` positions fit into 32 bits.
 void requireCountable(size_t count) {
   if (count >= std::numeric_limits<uint32_t>::max()) throw std::length_error("too many digests");
 }
@@ -51,8 +51,8 @@ void DigestColumn<kBytes>::seal() {
   buildBuckets();
 }
 
-/// The positions of all keys in ascending order of the keys, equal keys in the order they came. Distributes
-/// by the leading bits first, so that the comparisons of one bucket stay in the cache.
+/// The positions of all keys in ascending order of the keys, equal keys in the order in which they were
+/// appended. Distributes by the leading bits first, so that the comparisons of one bucket stay in the cache.
 template <size_t kBytes>
 std::vector<uint32_t> DigestColumn<kBytes>::stableOrder() {
   const auto bucket = [](const Key& key) { return leadingBits(key.data()) >> (32 - kSortBits); };
@@ -67,15 +67,15 @@ std::vector<uint32_t> DigestColumn<kBytes>::stableOrder() {
     return relation != 0 ? relation < 0 : a < b;
   };
   uint32_t begin = 0;
-  for (const uint32_t end : ends) {  // each has moved on to the end of its bucket
+  for (const uint32_t end : ends) {  // each now points to the end of its bucket
     std::sort(order.begin() + begin, order.begin() + end, before);
     begin = end;
   }
   return order;
 }
 
-/// Moves key order[i] to place i, along the cycles of the permutation: a second array of keys would double
-/// the memory. Leaves `order` the identity.
+/// Moves key order[i] to position i, following the cycles of the permutation, because a second array of keys
+/// would double the memory. `order` becomes the identity.
 template <size_t kBytes>
 void DigestColumn<kBytes>::permute(std::vector<uint32_t>& order) {
   for (uint32_t start = 0; start < order.size(); ++start) {
@@ -130,9 +130,9 @@ size_t DigestColumn<kBytes>::bucketOf(const uint8_t* key) const {
   return static_cast<size_t>(uint64_t{leadingBits(key)} >> (32 - bucketBits_));
 }
 
-/// Digests are spread evenly, so the bits below those of the bucket tell about where in it a key lies. The
-/// search starts there and doubles its steps: a line or two of memory for real digests, and no more than a
-/// binary search for made-up ones.
+/// Digests are distributed evenly, so the bits after those of the bucket give the approximate position in it.
+/// The search starts there and doubles its step each time: it touches one or two cache lines for real
+/// digests, and takes logarithmic time for crafted ones.
 template <size_t kBytes>
 std::optional<uint32_t> DigestColumn<kBytes>::find(std::span<const uint8_t> digest) const {
   if (keys_.empty() || digest.size() != kBytes) return std::nullopt;
@@ -141,7 +141,7 @@ std::optional<uint32_t> DigestColumn<kBytes>::find(std::span<const uint8_t> dige
   size_t last = bucketStarts_[bucket + 1];
   const uint64_t inBucket = uint64_t{leadingBits(digest.data())} << bucketBits_ & 0xFFFFFFFF;
   size_t probe = first + static_cast<size_t>((last - first) * inBucket >> 32);
-  records_.prefetch(probe);  // it is not in the cache either
+  records_.prefetch(probe);  // the record number is not in the cache either
   for (size_t step = 1; first < last; step *= 2) {
     const int relation = std::memcmp(keys_[probe].data(), digest.data(), kBytes);
     if (relation == 0) return records_.get(probe);
@@ -173,12 +173,13 @@ void DigestColumn<kBytes>::mergeOlder(const DigestColumn& older, const RecordMer
   size_t theirs = older.keys_.size();
   size_t out = mine + countMissing(older);
   requireCountable(out);
-  keys_.reserve(out);  // exactly; resize() alone would double what is there
+  keys_.reserve(out);  // exactly; resize() alone might double the capacity
   keys_.resize(out);
   records_.widenFor(merge.largest());
   records_.reserve(out);
   records_.resize(out);
-  // From the back: nothing is overwritten before it has moved, and what is left in front lies right already.
+  // Merge from the back, so that no key is overwritten before it is moved. Once `older` is used up, the
+  // remaining keys are in place already.
   while (theirs > 0) {
     const auto relation =
         mine == 0 ? std::strong_ordering::less : keys_[mine - 1] <=> older.keys_[theirs - 1];

@@ -1,9 +1,9 @@
-// All digests of one kind: sorted binary keys in one flat array, a record number beside each, and an index
-// over the leading bits. 33 to 34 bytes for a SHA-256 digest, where a map of texts takes about 200.
+// All digests of one kind: sorted binary keys in one flat array, a record number for each, and an index over
+// the leading bits. 33 to 34 bytes for a SHA-256 digest, where a map of texts takes about 200.
 //
-// Life: append() in any order, seal() once, then find() and mergeOlder(). Pure; find() is thread-safe once
-// the column no longer changes. Everything that grows throws std::bad_alloc, and std::length_error beyond
-// 2^32 - 1 digests; after that the column can only be destroyed.
+// Usage: append() in any order, seal() once, then find() and mergeOlder(). Pure; find() is thread-safe once
+// the column no longer changes. The functions that change a column throw std::bad_alloc, and
+// std::length_error beyond 2^32 - 1 digests; after that the column can only be destroyed.
 #pragma once
 
 #include <array>
@@ -28,29 +28,29 @@ class DigestColumn {
   size_t size() const { return keys_.size(); }
   uint64_t residentBytes() const;
 
-  /// Makes room for about `count` digests, so that nothing is moved while they come.
+  /// Reserves memory for about `count` digests, so that append() does not reallocate.
   void reserve(size_t count);
   void append(const Key& key, uint32_t record) {
     if (!keys_.empty() && !isBelow(keys_.back(), key)) {
-      repeats_ = true;  // or may, once sorted
+      repeats_ = true;  // possibly: only sorting shows
       ascending_ = ascending_ && keys_.back() == key;
     }
     keys_.push_back(key);
     records_.append(record);
   }
 
-  /// Sorts; of equal digests the first stays. A column that was filled in ascending order costs no sort.
+  /// Sorts, unless filled in ascending order; of equal digests the first one appended stays.
   void seal();
 
-  /// Adds the digests of `older` that this column lacks; where both have one, `merge` decides. Works inside
-  /// this column's memory when what was reserved suffices. Both are sealed.
+  /// Adds the digests of `older` that this column lacks; where both have one, `merge` chooses the record.
+  /// Uses this column's reserved memory if that suffices. Both columns must be sealed.
   void mergeOlder(const DigestColumn& older, const RecordMerge& merge);
 
   /// The record of a digest of exactly `kBytes` bytes.
   std::optional<uint32_t> find(std::span<const uint8_t> digest) const;
 
  private:
-  /// The order of the keys. Nearly always the leading bytes decide; they are compared without a call.
+  /// The order of the keys. The leading bytes nearly always decide, so they are compared inline.
   static bool isBelow(const Key& a, const Key& b) {
     const uint64_t leadA = leadingWord(a);
     const uint64_t leadB = leadingWord(b);
@@ -72,7 +72,7 @@ class DigestColumn {
   RecordNumbers records_;
   std::vector<uint32_t> bucketStarts_;  ///< first key of each bucket, then the number of keys
   unsigned bucketBits_ = 0;
-  // Of the keys appended so far.
+  // About the keys appended so far.
   bool ascending_ = true;  ///< none is below the one before it
   bool repeats_ = false;   ///< some may be equal
 };

@@ -1,5 +1,5 @@
-// A long row of record numbers, each in one, two or four bytes: as many as the largest of them needs. Most
-// tables need one. Pure; not thread-safe while changed.
+// An array of record numbers that uses one, two or four bytes for each: as many as the largest number needs.
+// Most tables need one. Pure; not thread-safe while changed.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@ class RecordNumbers {
     return value;
   }
 
-  /// Starts to fetch a number that will be asked for; `at` may be one past the end.
+  /// Prefetches a number into the cache; `at` may be one past the end.
   void prefetch(size_t at) const { __builtin_prefetch(bytes_.data() + (at << shift_)); }
 
   /// `value` must fit the width; see widenFor().
@@ -35,7 +35,7 @@ class RecordNumbers {
     set(size() - 1, value);
   }
 
-  /// Makes room for values up to `largestValue`.
+  /// Widens all numbers, if necessary, to hold values up to `largestValue`.
   void widenFor(uint32_t largestValue);
   void reserve(size_t count) { bytes_.reserve(count << shift_); }
   void resize(size_t count) { bytes_.resize(count << shift_); }
@@ -46,7 +46,7 @@ class RecordNumbers {
 
   // get() and set() copy the low-order bytes of a number.
   std::vector<uint8_t> bytes_;
-  unsigned shift_ = 0;  ///< a number has 1 << shift_ bytes
+  unsigned shift_ = 0;  ///< each number has 1 << shift_ bytes
 };
 
 }  // namespace korvel

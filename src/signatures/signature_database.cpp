@@ -12,7 +12,7 @@
 namespace korvel {
 namespace {
 
-// A file of hundreds of megabytes is not held in memory beside its entries.
+// Files are parsed in pieces, so that one of hundreds of megabytes is never in memory beside its entries.
 constexpr DWORD kReadPieceBytes = 512 * kKiB;
 
 /// Reads and parses the rest of an open file. False when a read fails; throws what the parser throws.
@@ -51,7 +51,7 @@ bool SignatureDatabase::loadFile(const std::wstring& path, std::string* error) {
   return fail(error, "parse error in " + toUtf8(path));
 }
 
-/// Merges one file's entries into a table of its own and puts that in force.
+/// Builds a new table from the current one and one file's entries, and makes it the current one.
 void SignatureDatabase::add(SignatureFile file, const std::wstring& path) {
   std::string source = toUtf8(path);
   const MutexLock merging(mergeMutex_);
@@ -60,7 +60,7 @@ void SignatureDatabase::add(SignatureFile file, const std::wstring& path) {
     next = std::make_shared<const SignatureTable>(mergedTable(std::move(file.table), *next));
   }
   const MutexLock lock(mutex_);
-  table_.swap(next);  // the table that was in force is freed after the lock
+  table_.swap(next);  // the previous table is freed after the lock is released
   info_.entryCount = table_->size();
   if (!file.version.empty()) info_.version.swap(file.version);
   if (file.generated != 0) info_.generated = file.generated;

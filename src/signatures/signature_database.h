@@ -1,4 +1,4 @@
-// The known-bad file digests: loaded from signature files, asked by every scan. Thread-safe; the engine
+// The known-bad file digests: loaded from signature files, queried by every scan. Thread-safe; the engine
 // shares one instance by std::shared_ptr and replaces it whole on a reload.
 #pragma once
 
@@ -15,14 +15,14 @@ namespace korvel {
 
 struct SignatureDbInfo {
   uint64_t entryCount = 0;
-  std::string version;     ///< of the most recent file that had a non-empty one
-  uint64_t generated = 0;  ///< of the most recent file that gave a non-zero one
+  std::string version;     ///< of the most recently loaded file with a non-empty version
+  uint64_t generated = 0;  ///< of the most recently loaded file with a non-zero one
   std::string source;      ///< UTF-8 path of the most recently loaded file
 };
 
 class SignatureDatabase {
  public:
-  /// Reads one signature file and merges it into what is loaded. On failure nothing changes and `error`
+  /// Reads one signature file and merges it into the loaded entries. On failure nothing changes and `error`
   /// holds "cannot open: " or "parse error in " and the path. Reading and parsing run without the lock.
   bool loadFile(const std::wstring& path, std::string* error) EXCLUDES(mutex_);
 
@@ -41,8 +41,8 @@ class SignatureDatabase {
   std::shared_ptr<const SignatureTable> table() const EXCLUDES(mutex_);
   void add(SignatureFile file, const std::wstring& path) EXCLUDES(mutex_);
 
-  // Held while one file is merged: the merge builds a new table from the one in force, so a second merge has
-  // to wait for its result. Taken before mutex_.
+  // Held while one file is merged: a merge starts from the current table, so a second merge must wait for the
+  // result of the first. Taken before mutex_.
   Mutex mergeMutex_;
 
   // Held only to copy or swap a value; a search works on its own copy of the pointer.

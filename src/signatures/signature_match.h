@@ -1,4 +1,4 @@
-// What a signature lookup returns.
+// The result of a signature lookup.
 #pragma once
 
 #include <string>

@@ -10,7 +10,7 @@ namespace korvel {
 namespace {
 
 constexpr size_t kBlockBytes = 16 * kKiB;
-constexpr size_t kOwnBlockBytes = 1 * kKiB;  // a text from this size on gets a block of exactly its size
+constexpr size_t kOwnBlockBytes = 1 * kKiB;  // a text of at least this size gets its own block
 
 uint32_t nextNumber(size_t count) {
   if (count >= std::numeric_limits<uint32_t>::max()) throw std::length_error("too many signature texts");

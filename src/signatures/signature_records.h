@@ -13,22 +13,22 @@
 
 namespace korvel {
 
-/// What an entry says of its digest; the texts are borrowed.
+/// The fields of an entry besides its digest; the texts are borrowed.
 struct SignatureFields {
-  std::string_view tag;  ///< carried, never reported
+  std::string_view tag;  ///< stored, never reported
   std::string_view threatName;
   std::string_view family;
   std::string_view reference;
   Severity severity = kSeverityHigh;
 };
 
-/// The threat name of an entry that gives none. Any other name is better.
+/// The threat name of an entry that has none. In a merge, any other name replaces it.
 inline constexpr std::string_view kGenericThreatName = "Win.Trojan.Generic";
 
 /// Movable only; a moved-from object can be destroyed or assigned.
 class SignatureRecords {
  public:
-  /// The record of an entry that is nothing but a digest; every instance has it.
+  /// The record of an entry that consists only of a digest; every instance has it.
   static constexpr uint32_t kBareDigest = 0;
 
   SignatureRecords();
@@ -39,13 +39,13 @@ class SignatureRecords {
   /// Memory held, in bytes.
   uint64_t residentBytes() const;
 
-  /// Whether an entry with record `newer` takes the place of one with record `older`.
+  /// Whether an entry with record `newer` replaces one with record `older`.
   bool replaces(uint32_t newer, uint32_t older) const;
 
  private:
   friend class SignatureInterner;
 
-  /// Texts by their numbers. Equal records are equal member by member.
+  /// Texts by number. Each text has one number, so equal records have equal members.
   struct Record {
     uint32_t tag;
     uint32_t threatName;
@@ -65,7 +65,7 @@ class SignatureRecords {
   std::vector<std::string_view> texts_;  ///< into the blocks
   std::vector<std::unique_ptr<char[]>> blocks_;
   uint64_t blockBytes_ = 0;  ///< of all blocks together
-  char* free_ = nullptr;     ///< the unused rest of the youngest shared block
+  char* free_ = nullptr;     ///< the unused rest of the newest shared block
   size_t freeBytes_ = 0;
 };
 
@@ -89,14 +89,14 @@ class SignatureInterner {
   std::unordered_map<SignatureRecords::Record, uint32_t, RecordHash> recordNumbers_;
 };
 
-/// How the records of an older table read in the numbers of a newer one, and which of two entries for the
-/// same digest stays. Thread-safe.
+/// Maps the record numbers of an older table to those of a newer one, and chooses between two entries for the
+/// same digest. Thread-safe.
 class RecordMerge {
  public:
   /// Adds the records of `older` to `newer`, which must outlive this object.
   RecordMerge(SignatureRecords& newer, const SignatureRecords& older);
 
-  /// A record of the older table as a record of the newer.
+  /// The newer table's number for a record of the older table.
   uint32_t fromOlder(uint32_t older) const { return fromOlder_[older]; }
   /// The record that stays, in the newer table's numbers.
   uint32_t choose(uint32_t newer, uint32_t older) const {

@@ -6,13 +6,13 @@
 namespace korvel {
 namespace {
 
-// Room made at once for the entries of a large file; a hint beyond it is not believed, so that a huge file
-// with few entries does not claim memory it never fills.
+// The most entries for which memory is reserved from a size hint: a huge file with few entries must not
+// reserve memory that it never fills.
 constexpr uint64_t kMostReservedEntries = uint64_t{1} << 22;
-// A share left free for the entries that a merge with a small older table adds.
+// One spare entry is reserved per so many, for those that a merge with a small older table adds.
 constexpr uint64_t kSpareShare = 128;
 
-/// Leaves the cleared record, but keeps the memory of the texts for the next hit.
+/// Resets to a default-constructed record, but keeps the memory of the texts for the next hit.
 void clearMatch(SignatureMatch& match) {
   match.threatName.clear();
   match.family.clear();

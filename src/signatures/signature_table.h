@@ -1,9 +1,9 @@
-// The signature entries of one or more files in compact form, made for four million of them: one column of
-// binary digests for each digest kind, and the entries' texts as shared records.
+// The signature entries of one or more files in compact form, designed for four million of them: one column
+// of binary digests for each digest kind, and the entries' texts as shared records.
 //
-// A table is filled once, by SignatureTableBuilder or by mergedTable(), and then only asked. Pure. Asking is
-// thread-safe. Building and merging throw std::bad_alloc, and std::length_error beyond 2^32 - 1 entries of a
-// kind.
+// A table is filled once, by SignatureTableBuilder or by mergedTable(), and then only queried. Pure. Queries
+// are thread-safe. Building and merging throw std::bad_alloc, and std::length_error beyond 2^32 - 1 entries
+// of a kind.
 #pragma once
 
 #include <cstdint>
@@ -27,14 +27,14 @@ class SignatureTable {
   /// Memory held, in bytes.
   uint64_t residentBytes() const;
 
-  /// Looks a digest up in the kind that its length tells: 16, 20 or 32 bytes; any other length is not listed.
-  /// On a hit fills `match`, when given; on a miss leaves it alone.
+  /// Looks a digest up. Its kind follows from its length: 16, 20 or 32 bytes; any other length is not listed.
+  /// On a hit fills `match`, which may be null; on a miss leaves it unchanged.
   bool find(std::span<const uint8_t> digest, SignatureMatch* match) const;
 
-  /// As above for hexadecimal text of any case; what is not 32, 40 or 64 such characters is not listed.
+  /// As above for 32, 40 or 64 hexadecimal characters of any case; any other text is not listed.
   bool findText(std::string_view digest, SignatureMatch* match) const;
 
-  /// Tries SHA-256, then SHA-1, then MD5; the first that is listed decides. Empty = not known. `match` may be
+  /// Tries SHA-256, then SHA-1, then MD5; the first listed digest counts. Empty = not known. `match` may be
   /// null; it is cleared, then filled on a hit.
   bool lookup(std::string_view md5, std::string_view sha1, std::string_view sha256,
               SignatureMatch* match) const;
@@ -65,7 +65,7 @@ class SignatureTableBuilder {
   SignatureTableBuilder(const SignatureTableBuilder&) = delete;
   SignatureTableBuilder& operator=(const SignatureTableBuilder&) = delete;
 
-  /// How many bytes of text are still to come, so that room for their entries is made at once. A hint.
+  /// The number of bytes of text to come: a hint from which memory for their entries is reserved at once.
   void expect(uint64_t textBytes) { expectedBytes_ = textBytes; }
 
   void add(const hash::Digest& digest, const SignatureFields& fields);
@@ -91,8 +91,8 @@ class SignatureTableBuilder {
 };
 
 /// The entries of both tables. Where both list a digest the older entry stays, unless the newer one has a
-/// reference or a family that the older lacks, or a name in the place of the generic one. Uses the memory of
-/// `newer`; `older` stays as it is.
+/// reference or a family that the older one lacks, or a name other than the generic one. Reuses the memory of
+/// `newer`; `older` is unchanged.
 SignatureTable mergedTable(SignatureTable newer, const SignatureTable& older);
 
 }  // namespace korvel

@@ -17,17 +17,17 @@ constexpr std::string_view kSizeKey = "SIZE ";
 constexpr std::string_view kNoFamilyWord = "SIGNATURE";
 constexpr size_t kLongFormFields = 6;
 
-// From here on an unfinished line is looked at: is it worth keeping?
+// When an unfinished line reaches this size, its rest is skipped unless it may matter.
 constexpr size_t kSuspiciousLineBytes = 64 * kKiB;
 constexpr size_t kSha256Chars = 2 * hash::kSha256Bytes;
 
-/// The first fields of a line, up to those that the long form has.
+/// The first fields of a line, at most as many as the long form has.
 struct Fields {
   std::array<std::string_view, kLongFormFields> at;
   size_t count = 0;
 };
 
-/// Splits as repeated std::getline would: a colon at the very end adds no empty field.
+/// Splits like repeated std::getline: a colon at the very end does not add an empty field.
 Fields splitFields(std::string_view line) {
   Fields fields;
   while (!line.empty() && fields.count < kLongFormFields) {
@@ -42,7 +42,7 @@ bool isIgnored(std::string_view line) {
   return line.empty() || line.front() == '#' || line.starts_with(kHeaderKey) || line.starts_with(kSizeKey);
 }
 
-/// Whether a line that begins like this, and goes on for long, can hold anything that is kept.
+/// Whether a long line with this beginning can contain anything that is stored.
 bool mayMatter(std::string_view beginning) {
   if (isIgnored(beginning)) return false;
   if (beginning.starts_with(kVersionKey) || beginning.starts_with(kGeneratedKey)) return true;
@@ -61,7 +61,7 @@ bool parseSignatureEntry(std::string_view line, hash::Digest& digest, SignatureF
     fields.family = kGenericThreatName;
     return true;
   }
-  // An MD5 line keeps to the short form however many fields it has.
+  // An MD5 line always has the short form, whatever the number of its fields.
   if (split.count < kLongFormFields || digest.size() == hash::kMd5Bytes) {
     fields.threatName = split.at[1];
     const bool named = split.count >= 3 && split.at[2] != kNoFamilyWord;
@@ -79,7 +79,7 @@ bool parseSignatureEntry(std::string_view line, hash::Digest& digest, SignatureF
 void SignatureFileParser::feed(std::string_view piece) {
   if (skipping_ || !carried_.empty()) piece = endCarriedLine(piece);
   while (!piece.empty()) {
-    // Nearly every line of a large file is a SHA-256 digest and nothing else.
+    // Nearly every line of a large file is only a SHA-256 digest.
     if (piece.size() > kSha256Chars && piece[kSha256Chars] == '\n' && addBareLine(piece.data())) {
       piece.remove_prefix(kSha256Chars + 1);
       continue;
@@ -104,7 +104,7 @@ bool SignatureFileParser::addBareLine(const char* text) {
 }
 
 void SignatureFileParser::addLine(std::string_view line) {
-  if (line.ends_with('\r')) line.remove_suffix(1);  // one and no more
+  if (line.ends_with('\r')) line.remove_suffix(1);  // only one
   if (isIgnored(line)) return;
   if (line.starts_with(kVersionKey)) {
     version_ = line.substr(kVersionKey.size());
@@ -136,7 +136,7 @@ void SignatureFileParser::carry(std::string_view part) {
   carried_ += part;
 }
 
-/// Ends the carried line with what belongs to it, and returns the rest of the piece.
+/// Completes the carried line from `piece` and returns the rest of `piece`.
 std::string_view SignatureFileParser::endCarriedLine(std::string_view piece) {
   const size_t end = piece.find('\n');
   if (end == std::string_view::npos) {

@@ -1,4 +1,4 @@
-// The text of a signature file: header lines, comments, and one entry a line. Pure.
+// Parses the text of a signature file: header lines, comments, and one entry per line. Pure.
 //
 //   # comment
 //   KORVELDB/1
@@ -9,8 +9,8 @@
 //   <digest>:<threat name>[:<family>[:ignored...]]             short form
 //   <digest>:<tag>:<family>:<severity>:<threat name>:<reference>[:ignored...]   long form, not for MD5
 //
-// Lines end in LF; one CR before it is not part of the line. Nothing is trimmed. A line that is none of these
-// is skipped; neither the header nor the SIZE is checked.
+// Lines end in LF; one CR before the LF is not part of the line. Nothing is trimmed. Any other line is
+// skipped; neither the header nor the SIZE is checked.
 #pragma once
 
 #include <cstdint>
@@ -24,20 +24,20 @@
 
 namespace korvel {
 
-/// What one file says.
+/// The content of one file.
 struct SignatureFile {
   SignatureTable table;
   std::string version;     ///< of the last VERSION line
   uint64_t generated = 0;  ///< of the last GENERATED line; read as by strtoull
 };
 
-/// Reads one entry line, without its line end. False when it is not a valid entry. The fields borrow from the
-/// line. Thread-safe.
+/// Parses one entry line, without its line end. False when it is not a valid entry. The fields borrow from
+/// the line. Thread-safe.
 bool parseSignatureEntry(std::string_view line, hash::Digest& digest, SignatureFields& fields);
 
-/// Takes a file in pieces of any size. Throws std::bad_alloc, and std::length_error for what cannot be held:
-/// a line of more than kMaxLineBytes whose text would matter, or 2^32 entries. Lines of any length that do
-/// not matter cost no memory. Not thread-safe; after an exception it can only be destroyed.
+/// Parses a file in pieces of any size. Throws std::bad_alloc, and std::length_error when a limit is
+/// exceeded: kMaxLineBytes for a line that may matter, 2^32 - 1 entries of a kind. Other lines may have any
+/// length and cost almost no memory. Not thread-safe; after an exception the parser can only be destroyed.
 class SignatureFileParser {
  public:
   static constexpr size_t kMaxLineBytes = 64 * kMiB;
@@ -46,7 +46,7 @@ class SignatureFileParser {
   explicit SignatureFileParser(uint64_t fileBytes) { builder_.expect(fileBytes); }
 
   void feed(std::string_view piece);
-  /// The end of the file, which also ends its last line. Once, as the last call.
+  /// Ends the file and its last line. Call once, as the last function.
   SignatureFile finish();
 
  private:
@@ -58,11 +58,11 @@ class SignatureFileParser {
   SignatureTableBuilder builder_;
   std::string version_;
   uint64_t generated_ = 0;
-  std::string carried_;    ///< the beginning of a line whose end has not come yet
-  bool skipping_ = false;  ///< that line does not matter; nothing more of it is kept
+  std::string carried_;    ///< the beginning of a line that is not complete yet
+  bool skipping_ = false;  ///< the rest of the current line is ignored
 };
 
-/// A whole file at once.
+/// Parses a whole file at once.
 SignatureFile parseSignatureText(std::string_view text);
 
 }  // namespace korvel

@@ -18,8 +18,8 @@ constexpr const char* kFooter =
     "Exit codes: 0 done, nothing found; 1 threats found; 2 refused or failed;\n"
     "3 service not reachable; 4 protocol trouble; 64 wrong usage.";
 
-/// What is wrong with `text` as a number from 1 on, empty when nothing is. Stricter than the library, which
-/// takes a leading 0 for octal and a number beyond 64 bits for the largest one.
+/// A CLI11 validator: empty when `text` is a whole number of at least 1, else the error text. Stricter than
+/// the library, which reads a leading 0 as octal and a number beyond 64 bits as the largest one.
 std::string wholeNumber(const std::string& text) {
   uint64_t number = 0;
   const char* end = text.data() + text.size();
@@ -35,7 +35,7 @@ class Grammar {
     app_.footer(kFooter);
     app_.set_version_flag("--version", std::string("korvelctl ") + kServiceVersion);
     app_.require_subcommand(1);
-    app_.fallthrough();  // --json may stand behind the command
+    app_.fallthrough();  // --json may follow the command
     app_.add_flag("--json", command_.json, "Print JSON instead of text");
     addPlain(app_, "status", "Show what the service does", Action::kStatus);
     addPlain(app_, "ping", "Ask whether the service answers", Action::kPing);
@@ -180,7 +180,7 @@ class Grammar {
     sub->add_option(name, command_.numbers, help)->required()->check(wholeNumber);
   }
 
-  /// The words "quick" and "full" stand alone; everything else is a folder.
+  /// The words "quick" and "full" must stand alone; every other target is a folder.
   void finishScan() {
     if (command_.action != Action::kScan) return;
     const auto isScope = [](const std::string& word) { return word == "quick" || word == "full"; };

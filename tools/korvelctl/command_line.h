@@ -1,4 +1,4 @@
-// What korvelctl is asked to do. Pure and thread-safe.
+// The command line of korvelctl and the command that it stands for. Pure and thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -47,23 +47,23 @@ struct Command {
   Action action = Action::kStatus;
   bool json = false;
   bool wait = true;  ///< for the end of an update
-  bool all = false;  ///< list also what is merely suspicious
+  bool all = false;  ///< also list files that are merely suspicious
   ScanScope scope = ScanScope::kQuick;
   std::vector<std::string> folders;  ///< of a custom scan; as given, UTF-8
   ProgressStyle progress = ProgressStyle::kAuto;
   std::vector<uint64_t> numbers;  ///< of threats, counted from 1, or quarantine ids
   std::string key;                ///< of the setting to show
   bool ownOnly = false;           ///< leave out firewall rules that this product has not made
-  std::string firewallChange;     ///< as the service wants it, up to the program of a rule
+  std::string firewallChange;     ///< the request's text; for a rule, without the program at its end
   std::string program;            ///< of a firewall rule; as given, UTF-8
 
   bool operator==(const Command&) const = default;
 };
 
-/// The severity from which a list for people shows threats: heuristics mark most ordinary programs as medium.
+/// The lowest severity in a text list of threats: heuristics rate most ordinary programs as medium.
 inline Severity leastListed(const Command& command) { return command.all ? kSeverityClean : kSeverityHigh; }
 
-/// Help, the version, or what is wrong with the command line.
+/// Help, the version, or a usage error.
 struct Notice {
   int exitCode = 0;  ///< kExitNothingFound for help and version, kExitUsage otherwise
   std::string text;  ///< ends in LF

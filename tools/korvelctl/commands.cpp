@@ -41,7 +41,7 @@ int listThreats(const Command& command, const Output& out) {
   return threats.empty() ? kExitNothingFound : kExitThreatsFound;
 }
 
-/// Runs `act` for every item, tells what came of each, and goes on after a refusal.
+/// Runs `act` for every item; reports a refusal and continues with the next item.
 template <typename Items, typename Act>
 int forEach(const Items& items, const Output& err, Act act) {
   int exitCode = kExitNothingFound;
@@ -89,7 +89,7 @@ int decideQuarantined(const Command& command, const Output& out, const Output& e
 int config(const Command& command, const Output& out) {
   const SettingsFields settings = understood(ipc::decodeSettings(ask(Opcode::kGetConfig)));
   if (command.action == Action::kGetConfig) {
-    // The command line admits only keys that travel.
+    // The command line accepts only keys that travel.
     out.write(command.json ? dumpJson(settingsJson(settings)[command.key])
                            : printable(settingText(settings, command.key).value_or("")) + "\n");
   } else {

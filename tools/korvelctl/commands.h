@@ -1,5 +1,5 @@
-// Runs every command. The scan, the firewall and the updates have files of their own; the others are one or a
-// few exchanges with the service, then the answer as text or JSON.
+// Runs every command. The scan, the firewall and the updates have their own files; each other command makes
+// one or a few exchanges with the service and prints the result as text or JSON.
 #pragma once
 
 #include "korvelctl/command_line.h"

@@ -6,7 +6,7 @@
 namespace korvel::ctl {
 namespace {
 
-/// How long another client's exchange may keep the pipe busy.
+/// How long to wait while another client's exchange keeps the pipe busy.
 constexpr DWORD kConnectBudgetMs = 5000;
 
 }  // namespace

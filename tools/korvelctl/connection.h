@@ -1,5 +1,5 @@
-// One exchange with the service: connect, ask, disconnect. The service serves one client at a time, so nobody
-// stays connected longer than one request takes. Thread-safe.
+// One exchange with the service: connect, ask, disconnect. The service serves one client at a time, so a
+// connection lasts for one request only. Thread-safe.
 #pragma once
 
 #include <optional>
@@ -21,11 +21,11 @@ class Failure : public std::runtime_error {
   int exitCode_;
 };
 
-/// The payload of the reply. Throws Failure: kExitUnreachable without a service, kExitRefused with the
-/// service's own text when it answers with an error, kExitProtocol for everything else.
+/// The payload of the reply. Throws Failure: kExitUnreachable when the pipe cannot be opened, kExitRefused
+/// with the service's text when it replies with an error, kExitProtocol in every other case.
 std::string ask(ipc::Opcode opcode, const std::string& request = {});
 
-/// The decoded reply of a request whose payload does not decode is protocol trouble.
+/// The decoded payload. Throws Failure with kExitProtocol when decoding failed.
 template <typename T>
 T understood(std::optional<T> decoded) {
   if (!decoded) throw Failure(kExitProtocol, "the service's reply was not understood");

@@ -1,4 +1,4 @@
-// How korvelctl ends. Scripts depend on these numbers.
+// The exit codes of korvelctl. Scripts depend on these numbers.
 #pragma once
 
 namespace korvel::ctl {

@@ -16,7 +16,7 @@ namespace {
 
 using ipc::Opcode;
 
-/// What could not be read goes to the error output, and into the JSON; the rest is shown all the same.
+/// Errors go to the error output, and into the JSON; the rest of the listing is shown anyway.
 int status(const Command& command, const Output& out, const Output& err) {
   const FirewallListing listing = understood(parseFirewallListing(ask(Opcode::kFirewallStatus)));
   out.write(command.json ? dumpJson(firewallJson(listing, command.ownOnly))

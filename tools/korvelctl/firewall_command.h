@@ -1,4 +1,4 @@
-// The commands on Windows Firewall: what the service sees of it, and what the service is to change.
+// The firewall commands: show and change the state of Windows Firewall through the service.
 #pragma once
 
 #include "korvelctl/command_line.h"

@@ -1,5 +1,4 @@
-// The service's account of Windows Firewall: from its lines into records, and from those into what a person
-// or a program reads. Pure and thread-safe.
+// Parses the service's reply about Windows Firewall and formats it as text or JSON. Pure and thread-safe.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -30,12 +29,12 @@ struct FirewallRuleLine {
 struct FirewallListing {
   std::vector<FirewallProfileLine> profiles;
   std::vector<FirewallRuleLine> rules;
-  std::optional<bool> inboundBlocked;  ///< nothing when the firewall could not be asked at all
-  std::vector<std::string> errors;     ///< what could not be read
+  std::optional<bool> inboundBlocked;  ///< empty when the firewall could not be accessed at all
+  std::vector<std::string> errors;     ///< one text per failed read
 };
 
-/// Nothing for a text with a line of no known kind. Where a rule's name ends in a backslash the line does not
-/// tell the name from the program behind it; both are then in the name.
+/// std::nullopt when a line is of an unknown kind. If a rule's name ends in a backslash, the comma after it
+/// looks escaped; the name then includes the program.
 std::optional<FirewallListing> parseFirewallListing(std::string_view text);
 
 /// `ownOnly` leaves out the rules of others.

@@ -1,5 +1,5 @@
-// The service's records as JSON for other programs. Pure and thread-safe. Names are stable; paths and texts
-// are given as they are, since a reader of JSON is not a terminal.
+// The service's records as JSON for other programs. Pure and thread-safe. Names are stable. Paths and texts
+// are unchanged, because JSON is not meant for a terminal.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -19,7 +19,7 @@ nlohmann::ordered_json shieldJson(const SettingsFields& settings, const EngineSt
 /// An array; "number" counts from 1, as the commands that act on threats do.
 nlohmann::ordered_json threatsJson(const std::vector<ThreatRecord>& threats);
 nlohmann::ordered_json quarantineJson(const std::vector<QuarantineRecord>& records);
-/// `state` is the engine's name for how the scan ended.
+/// `state` is the final phase of the scan.
 nlohmann::ordered_json scanJson(const std::wstring& state, const ScanSummary& summary,
                                 const std::vector<ThreatRecord>& threats);
 

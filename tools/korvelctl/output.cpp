@@ -35,7 +35,7 @@ void Output::write(std::string_view text) const {
   if (isConsole_) {
     writeConsole(handle_, toWide(text));
   } else if (KernelHandleTraits::valid(handle_)) {
-    (void)writeAll(handle_, text);  // a reader that has gone away is no reason to fail
+    (void)writeAll(handle_, text);  // a closed pipe is not an error
   }
 }
 

@@ -11,13 +11,13 @@ namespace korvel::ctl {
 
 class Output {
  public:
-  /// STD_OUTPUT_HANDLE or STD_ERROR_HANDLE. A missing handle swallows everything.
+  /// STD_OUTPUT_HANDLE or STD_ERROR_HANDLE. If the process has no such handle, output is discarded.
   explicit Output(DWORD standardHandle);
 
   /// `text` is UTF-8 and printable; lines end in LF.
   void write(std::string_view text) const;
   bool isConsole() const { return isConsole_; }
-  /// Characters in a console line that can be filled without wrapping; 79 where there is no console.
+  /// How many characters fit into a console line without wrapping; 79 without a console.
   size_t columns() const;
 
  private:

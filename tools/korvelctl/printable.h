@@ -1,4 +1,4 @@
-// Text that came from files and file names, made safe to show on a terminal. Pure and thread-safe.
+// Makes text from files and file names safe to show on a terminal. Pure and thread-safe.
 #pragma once
 
 #include <cstddef>
@@ -12,11 +12,11 @@ namespace korvel::ctl {
 std::string printable(std::string_view text);
 std::string printable(std::wstring_view text);
 
-/// How many characters `text` (UTF-8) takes on the screen: its code points.
+/// How many characters `text` (UTF-8) takes on the screen: the number of its code points.
 size_t columnsOf(std::string_view text);
 
-/// At most `columns` characters of `text`; a longer one loses its middle to "...". For a path, both the drive
-/// and the name then stay readable.
+/// At most `columns` characters of `text`; the middle of a longer text is replaced by "...", so that both the
+/// drive and the name of a path stay readable.
 std::string shortened(std::string_view text, size_t columns);
 
 }  // namespace korvel::ctl

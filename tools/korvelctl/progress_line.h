@@ -1,4 +1,4 @@
-// Progress on the error output while a scan runs: a line rewritten in place, or a line now and then
+// Progress on the error output while a scan runs: a line rewritten in place, or a new line every few seconds
 // and at every change of phase.
 #pragma once
 
@@ -20,9 +20,9 @@ class ProgressLine {
   ProgressLine& operator=(const ProgressLine&) = delete;
 
   void show(const ScanProgressInfo& progress);
-  /// Writes a whole line (with its LF) past the progress.
+  /// Wipes the progress, then writes a whole line (with its LF).
   void interrupt(const std::string& line);
-  /// Wipes a line that is rewritten in place.
+  /// Wipes the line that is rewritten in place.
   void clear();
 
  private:
@@ -30,7 +30,7 @@ class ProgressLine {
   ProgressStyle style_;
   size_t shownColumns_ = 0;   ///< of the line in place
   ULONGLONG lastLineMs_ = 0;  ///< system tick of the last line of a log
-  std::wstring lastPhase_;    ///< that line's phase; a new one is told at once
+  std::wstring lastPhase_;    ///< that line's phase; a change is shown at once
 };
 
 }  // namespace korvel::ctl

@@ -1,5 +1,5 @@
-// What korvelctl shows to a person: the service's records as UTF-8 text. Pure and thread-safe. Every text
-// that comes from files is made printable here. Whole texts end in LF unless stated otherwise.
+// Formats the service's records as UTF-8 text for users. Pure and thread-safe. Every text that comes from
+// files is made printable here. Whole texts end in LF unless stated otherwise.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ namespace korvel::ctl {
 
 std::string renderStatus(const EngineStatus& status);
 
-/// "N (VERSION)", or that none are loaded. No line end.
+/// "N (VERSION)", or "none loaded". No line end.
 std::string renderSignatures(const EngineStatus& status);
 
 /// The web shield and the live updates: whether they are on, and how fresh the signatures are. The number of
@@ -25,7 +25,8 @@ std::string renderSignatures(const EngineStatus& status);
 std::string renderShield(const SettingsFields& settings, const EngineStatus& status);
 
 /// A row per threat of at least severity `least`, with its reasons below it; a last line counts the others.
-/// Numbers count every threat from 1, as the commands that act on threats do, so they may have gaps.
+/// The numbers are those that the commands for threats take: they count all threats from 1, so the rows shown
+/// may have gaps.
 std::string renderThreats(const std::vector<ThreatRecord>& threats, Severity least);
 
 std::string renderQuarantine(const std::vector<QuarantineRecord>& records);
@@ -33,7 +34,7 @@ std::string renderQuarantine(const std::vector<QuarantineRecord>& records);
 /// "N files (SIZE) scanned in TIME: N threats, N suspicious, N listed".
 std::string renderSummary(const ScanSummary& summary, size_t listed);
 
-/// One line of exactly or fewer than `columns` characters, without a line end.
+/// One line of at most `columns` characters, without a line end.
 std::string renderProgress(const ScanProgressInfo& progress, size_t columns);
 
 /// The share of the work that is done, 0 to 100, by bytes where they are known and by files otherwise.

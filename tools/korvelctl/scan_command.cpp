@@ -27,7 +27,7 @@ BOOL WINAPI onControl(DWORD type) {
   return interrupted.exchange(true) ? FALSE : TRUE;
 }
 
-/// The service would scan nothing, and say nothing, for a file or a missing folder: those are refused here.
+/// Refuses files and missing folders, for which the service would scan nothing without an error.
 std::wstring wholeFolder(const std::string& given) {
   const std::wstring whole = wholePath(given);
   const DWORD attributes = ::GetFileAttributesW(whole.c_str());
@@ -48,7 +48,7 @@ ipc::StartScanRequest requestFor(const Command& command) {
   return request;
 }
 
-/// Events are handed out once, so whatever arrives while this client polls must be told here.
+/// The service delivers each event once, so the events that this client receives must be shown here.
 std::string renderEvents(const std::vector<ThreatEvent>& events) {
   std::string text;
   for (const ThreatEvent& event : events) {

@@ -6,7 +6,7 @@
 
 namespace korvel::ctl {
 
-/// Returns the exit code; throws Failure. Ctrl+C asks the service to end the scan, then the result so far is
+/// Returns the exit code; throws Failure. Ctrl+C asks the service to end the scan; the result so far is then
 /// shown as usual.
 int runScan(const Command& command, const Output& out, const Output& err);
 

@@ -1,4 +1,4 @@
-// The settings that travel on the pipe, by the names they have in settings.ini. Pure.
+// The settings that travel on the pipe, by their keys in settings.ini. Pure.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -15,7 +15,7 @@ namespace korvel::ctl {
 /// not send it.
 const std::vector<std::string>& settingKeys();
 
-/// Booleans as 1 or 0, numbers in decimal, paths in UTF-8: as settings.ini has them. Nothing for a key that
+/// Booleans as 1 or 0, numbers in decimal, paths in UTF-8, as in settings.ini. std::nullopt for a key that
 /// does not travel; keys compare exactly.
 std::optional<std::string> settingText(const SettingsFields& settings, std::string_view key);
 

@@ -19,10 +19,10 @@ class Table {
 
   /// One cell per column, UTF-8, already printable.
   void addRow(std::vector<std::string> cells);
-  /// A line below the last row, as it stands, that does not widen any column.
+  /// Adds a line below the last row, unchanged. It does not widen any column.
   void addNote(std::string line);
 
-  /// The title line, then every row and note, each ended by LF and without trailing blanks.
+  /// The title line, then every row and note, each ended by LF; titles and rows have no trailing spaces.
   std::string text() const;
 
  private:

@@ -20,13 +20,13 @@ EngineStatus currentStatus() { return understood(ipc::decodeStatus(ask(Opcode::k
 
 SettingsFields currentSettings() { return understood(ipc::decodeSettings(ask(Opcode::kGetConfig))); }
 
-/// The time of the last update has whole seconds, so a second one must not begin in the second of the first:
-/// it would end there without a trace.
+/// A successful update shows only as a new time of the last update, in whole seconds. An update that starts
+/// and ends in the same second as the last one would not change it, so this waits for the next second.
 void waitForNextSecond(uint64_t lastUpdate) {
   while (unixSecondsNow() == lastUpdate) ::Sleep(kPollMs);
 }
 
-/// Without a time limit: the service's own time-outs end the job, and Ctrl+C this client.
+/// Waits without a time limit: the service's own time-outs end the job, and Ctrl+C ends this client.
 EngineStatus statusAfter(bool EngineStatus::*running) {
   for (;;) {
     EngineStatus status = currentStatus();

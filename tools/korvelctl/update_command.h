@@ -1,4 +1,4 @@
-// Updates on request, and the state of what runs by itself: live signatures and the web shield.
+// Runs updates on request, and shows the state of the automatic live updates and the web shield.
 #pragma once
 
 #include "korvelctl/command_line.h"
@@ -6,7 +6,7 @@
 
 namespace korvel::ctl {
 
-/// Starts an update and, unless told otherwise, waits for its end. Returns the exit code; throws Failure.
+/// Starts an update and, if `command.wait`, waits for its end. Returns the exit code; throws Failure.
 int runUpdate(const Command& command, const Output& out);
 
 int showShield(const Command& command, const Output& out);

@@ -1,4 +1,4 @@
-// What came of an update, told from the service's records. Pure and thread-safe.
+// The outcome of an update, derived from the service's records. Pure and thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,11 @@ struct UpdateReport {
   nlohmann::ordered_json json;
 };
 
-/// `what` was begun and is not waited for.
+/// The report on a job that was started and is not waited for; `what` is its text.
 UpdateReport startedReport(const std::string& what);
 
-/// The service keeps the reason of a failed live update to itself; that it failed shows in the time of the
-/// last update, which a successful one moves on from `before` to `after`.
+/// The service does not report why a live update failed. A successful update changes the time of the last
+/// update, so equal `before` and `after` mean that it failed.
 UpdateReport signaturesReport(const EngineStatus& status, uint64_t before, uint64_t after);
 
 UpdateReport programReport(const EngineStatus& status);

@@ -1,11 +1,12 @@
-// Paths as the service must get them: whole, since it has a current folder of its own.
+// Makes paths absolute for the service, whose current folder is a different one.
 #pragma once
 
 #include <string>
 
 namespace korvel::ctl {
 
-/// The path that `given` (UTF-8) names from the client's current folder. Throws Failure when it names none.
+/// The absolute path of `given` (UTF-8), relative to the client's current folder. Throws Failure when `given`
+/// is not a path.
 std::wstring wholePath(const std::string& given);
 
 }  // namespace korvel::ctl
