@@ -17,7 +17,7 @@
 #include "native_process.h"
 #include "pe/pe_analysis.h"
 #include "scan/file_rules.h"
-#include "scan/ordered_pipeline.h"
+#include "scan/run_ahead.h"
 #include "scan/scan_filter.h"
 #include "signatures/signature_text.h"
 
@@ -144,10 +144,10 @@ void ScanSubject::scan(const std::string& folder, size_t workers, const VerdictC
     };
   });
   const auto next = [&paths, at = size_t{0}](std::wstring& path, uint64_t& weight) mutable {
-    if (at == paths.size()) return false;
+    if (at == paths.size()) return Supply::kEnd;
     path = paths[at++];
     weight = std::min<uint64_t>(std::filesystem::file_size(toUtf8(path)), kHeaviestFile);
-    return true;
+    return Supply::kItem;
   };
   runAhead(pipeline, next, [&](const FileVerdict& verdict) {
     onVerdict(verdict);

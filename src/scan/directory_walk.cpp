@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/files.h"
+#include "base/interruptible_io.h"
 #include "base/long_path.h"
 #include "base/paths.h"
 #include "base/text.h"
@@ -21,6 +22,7 @@ bool isDotEntry(const wchar_t* name) {
 
 DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, std::stop_token stop)
     : recursive_(target.recursive), followSymlinks_(followSymlinks), stop_(std::move(stop)) {
+  const InterruptibleIo interruptible(stop_);
   if (stop_.stop_requested() || !pathExists(target.path)) return;
   (void)enter(target.path);  // a target that cannot be listed yields nothing
 }
@@ -40,38 +42,43 @@ bool DirectoryWalk::advance(Level& level) {
   return ::FindNextFileW(level.find.get(), &level.entry) != FALSE;
 }
 
-bool DirectoryWalk::next(WalkedFile& file) {
-  while (!levels_.empty() && !stop_.stop_requested()) {
-    Level& level = levels_.back();
-    if (!advance(level)) {
-      const bool endOfDirectory = ::GetLastError() == ERROR_NO_MORE_FILES;
-      levels_.pop_back();
-      if (!endOfDirectory) levels_.clear();
-      continue;
-    }
-    const WIN32_FIND_DATAW& entry = level.entry;
-    if (isDotEntry(entry.cFileName)) continue;
+Supply DirectoryWalk::step(WalkedFile& file) {
+  const InterruptibleIo interruptible(stop_);
+  if (levels_.empty() || stop_.stop_requested()) return Supply::kEnd;
+  Level& level = levels_.back();
+  if (!advance(level)) {
+    const bool endOfDirectory = ::GetLastError() == ERROR_NO_MORE_FILES;
+    levels_.pop_back();
+    if (!endOfDirectory) levels_.clear();
+    return Supply::kNothing;
+  }
+  const WIN32_FIND_DATAW& entry = level.entry;
+  if (isDotEntry(entry.cFileName)) return Supply::kNothing;
 
-    switch (classifyEntry(entry.dwFileAttributes, entry.dwReserved0)) {
-      case EntryKind::kJunction:
-        continue;
-      case EntryKind::kSymbolicLink:
-        if (!followSymlinks_) continue;
-        [[fallthrough]];
-      case EntryKind::kFile:
-        file.path.assign(level.directory).append(entry.cFileName);
-        file.size = static_cast<uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
-        return true;
-      case EntryKind::kDirectory: {
-        if (!recursive_) continue;
-        const std::wstring path = level.directory + entry.cFileName;
-        if (isExcludedDirectory(lowerWide(path))) continue;
-        if (enter(path) == Entered::kFailed) levels_.clear();  // `level` is invalid from here on
-        continue;
-      }
+  switch (classifyEntry(entry.dwFileAttributes, entry.dwReserved0)) {
+    case EntryKind::kJunction:
+      break;
+    case EntryKind::kSymbolicLink:
+      if (!followSymlinks_) break;
+      [[fallthrough]];
+    case EntryKind::kFile:
+      file.path.assign(level.directory).append(entry.cFileName);
+      file.size = static_cast<uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
+      return Supply::kItem;
+    case EntryKind::kDirectory: {
+      const std::wstring path = level.directory + entry.cFileName;
+      if (!recursive_ || isExcludedDirectory(lowerWide(path))) break;
+      if (enter(path) == Entered::kFailed) levels_.clear();  // `level` is invalid from here on
+      break;
     }
   }
-  return false;
+  return Supply::kNothing;
+}
+
+bool DirectoryWalk::next(WalkedFile& file) {
+  Supply found = step(file);
+  while (found == Supply::kNothing) found = step(file);
+  return found == Supply::kItem;
 }
 
 }  // namespace korvel

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "base/unique_resource.h"
+#include "scan/run_ahead.h"
 #include "scan/scan_records.h"
 
 namespace korvel {
@@ -29,7 +30,10 @@ class DirectoryWalk {
  public:
   DirectoryWalk(const ScanTarget& target, bool followSymlinks, std::stop_token stop);
 
-  /// The next file; false at the end, after a failure, and once the stop is requested.
+  /// Handles one directory entry: an item is a file. kEnd after the last one, after a failure, and once the
+  /// stop is requested.
+  Supply step(WalkedFile& file);
+  /// The next file; false at the end.
   bool next(WalkedFile& file);
 
  private:

@@ -9,7 +9,7 @@
 #include "base/sizes.h"
 #include "base/win.h"
 #include "scan/directory_walk.h"
-#include "scan/ordered_pipeline.h"
+#include "scan/run_ahead.h"
 #include "scan/scan_filter.h"
 
 namespace korvel {
@@ -72,25 +72,29 @@ class FileScanner::Delivery {
   Clock::time_point lastReport_;
 };
 
-/// The files of all targets that pass the filter, in walk order, until the walk ends or is cancelled.
+/// The files of all targets that pass the filter, in walk order, until the walk ends or is cancelled. One
+/// step looks at one directory entry, so that a long way to the next file holds nothing up.
 class FileScanner::FileSource {
  public:
   FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, std::stop_token cancelled)
       : targets_(targets), options_(options), cancelled_(std::move(cancelled)) {}
 
-  bool next(WalkedFile& file) {
-    while (!cancelled_.stop_requested()) {
-      if (!walk_) {
-        if (nextTarget_ == targets_.size()) return false;
-        walk_.emplace(targets_[nextTarget_++], options_.followSymlinks, cancelled_);
-      }
-      if (!walk_->next(file)) {
-        walk_.reset();
-      } else if (shouldScan(file.path, options_)) {
-        return true;
-      }
+  Supply step(WalkedFile& file) {
+    if (cancelled_.stop_requested()) return Supply::kEnd;
+    if (!walk_) {
+      if (nextTarget_ == targets_.size()) return Supply::kEnd;
+      walk_.emplace(targets_[nextTarget_++], options_.followSymlinks, cancelled_);
     }
-    return false;
+    const Supply found = walk_->step(file);
+    if (found == Supply::kItem && shouldScan(file.path, options_)) return Supply::kItem;
+    if (found == Supply::kEnd) walk_.reset();
+    return Supply::kNothing;
+  }
+  /// The next file; false at the end.
+  bool next(WalkedFile& file) {
+    Supply found = step(file);
+    while (found == Supply::kNothing) found = step(file);
+    return found == Supply::kItem;
   }
 
  private:
@@ -172,29 +176,33 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
   LinkedStop discarding(context_.abandoned);
   ScanContext ahead = context_;
   ahead.abandoned = discarding.token();
-  // Empty for a file that was not yet begun when the cancellation came; such a file is not scanned.
+  // Empty for a file that was not yet begun when the cancellation came, or not finished when the stop came.
   using Scanned = std::optional<FileVerdict>;
   OrderedPipeline<std::wstring, Scanned> pipeline(workers, [&cancelled, &ahead] {
     return
         [&cancelled, &ahead, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) -> Scanned {
           if (cancelled.stop_requested()) return std::nullopt;
-          return scanFile(ahead, path, *scratch);
+          FileVerdict verdict = scanFile(ahead, path, *scratch);
+          if (ahead.abandoned.stop_requested()) return std::nullopt;
+          return verdict;
         };
   });
+  if (pipeline.workers() == 0) return scanInline(source, delivery);
   const RequestAtEnd discardAtEnd{discarding};
 
   const auto next = [&source, file = WalkedFile()](std::wstring& path, uint64_t& weight) mutable {
-    if (!source.next(file)) return false;
-    path = file.path;
-    weight = std::min(file.size, kHeaviestFile);
-    return true;
+    const Supply found = source.step(file);
+    if (found == Supply::kItem) {
+      path = file.path;
+      weight = std::min(file.size, kHeaviestFile);
+    }
+    return found;
   };
-  const auto deliver = [&](const Scanned& verdict) {
-    if (!verdict || context_.abandoned.stop_requested()) return false;
-    delivery.deliver(*verdict);
-    return !cancelled.stop_requested();
+  const auto deliver = [&delivery](const Scanned& verdict) {
+    if (verdict) delivery.deliver(*verdict);
+    return verdict.has_value();
   };
-  runAhead(pipeline, next, deliver);
+  runAhead(pipeline, next, deliver, cancelled);
 }
 
 FileVerdict FileScanner::scanSingleFile(const std::wstring& path) {

@@ -36,12 +36,12 @@ class OrderedPipeline {
  public:
   using Work = std::function<Result(const Item&)>;
 
-  /// Starts `workers` threads (at least 1). Each gets a function of its own from `makeWork`, called on this
-  /// thread, so that work may keep buffers without a lock. Throws std::system_error when not even one thread
-  /// can be made.
+  /// Starts up to `workers` threads. Each gets a function of its own from `makeWork`, called on this thread,
+  /// so that work may keep buffers without a lock. A worker that cannot be made is left out.
   OrderedPipeline(size_t workers, const std::function<Work()>& makeWork, const PipelineLimits& limits = {})
       : limits_(limits) {
-    for (size_t i = 0; i < workers; ++i) startWorker(makeWork());
+    while (threads_.size() < workers && startWorker(makeWork)) {
+    }
   }
   ~OrderedPipeline() {
     {
@@ -54,6 +54,9 @@ class OrderedPipeline {
   }
   OrderedPipeline(const OrderedPipeline&) = delete;
   OrderedPipeline& operator=(const OrderedPipeline&) = delete;
+
+  /// The threads that could be made. With none, nothing may be pushed.
+  size_t workers() const { return threads_.size(); }
 
   bool empty() const { return items_ == 0; }
 
@@ -72,11 +75,30 @@ class OrderedPipeline {
     if (filling_->slots.size() >= limits_.groupItems || filling_->weight >= limits_.groupWeight) handOver();
   }
 
+  /// Lets the workers begin with the items pushed last, even though their group is not full.
+  void handOver() EXCLUDES(mutex_) {
+    if (!filling_) return;
+    groups_.push_back(filling_);
+    {
+      const MutexLock lock(mutex_);
+      waiting_.push_back(std::move(filling_));
+    }
+    filling_.reset();
+    wakeWorkers_.notifyOne();
+  }
+
+  /// True when the oldest item is finished, so that pop() need not wait.
+  bool ready() const EXCLUDES(mutex_) {
+    if (groups_.empty()) return false;
+    const MutexLock lock(mutex_);
+    return groups_.front()->finished > groups_.front()->taken;
+  }
+
   /// The oldest item with its result; throws what its work threw. Must not be called when empty().
   std::pair<Item, Result> pop() {
     if (groups_.empty()) handOver();
     const std::shared_ptr<Group> group = groups_.front();
-    awaitDone(*group);
+    awaitNext(*group);
     Slot slot = std::move(group->slots[group->taken]);
     if (++group->taken == group->slots.size()) groups_.pop_front();
     weight_ -= slot.weight;
@@ -95,32 +117,24 @@ class OrderedPipeline {
   struct Group {
     std::vector<Slot> slots;  // touched by one side at a time: owner, one worker, owner
     uint64_t weight = 0;
-    size_t taken = 0;   // by the owner
-    bool done = false;  // guarded by mutex_
+    size_t taken = 0;     // by the owner
+    size_t finished = 0;  // slots, from the first on; guarded by mutex_
   };
 
-  void startWorker(Work work) {
+  bool startWorker(const std::function<Work()>& makeWork) {
     try {
-      threads_.emplace_back([this, own = std::move(work)] { workerLoop(own); });
+      threads_.emplace_back([this, work = makeWork()] { workerLoop(work); });
+      return true;
     } catch (const std::exception&) {
-      if (threads_.empty()) throw;  // fewer workers than asked for will do
+      return false;
     }
   }
 
-  void handOver() EXCLUDES(mutex_) {
-    if (!filling_) return;
-    groups_.push_back(filling_);
-    {
-      const MutexLock lock(mutex_);
-      waiting_.push_back(std::move(filling_));
-    }
-    filling_.reset();
-    wakeWorkers_.notifyOne();
-  }
-
-  void awaitDone(const Group& group) {
+  void awaitNext(const Group& group) {
     const MutexLock lock(mutex_);
-    while (!group.done) groupDone_.wait(mutex_);
+    awaited_ = &group;
+    while (group.finished == group.taken) slotFinished_.wait(mutex_);
+    awaited_ = nullptr;
   }
 
   void workerLoop(const Work& work) {
@@ -134,24 +148,22 @@ class OrderedPipeline {
         waiting_.pop_front();
       }
       for (Slot& slot : group->slots) {
-        if (abandoned()) return;
         try {
           slot.result.emplace(work(slot.item));
         } catch (...) {
           slot.error = std::current_exception();
         }
+        if (!countFinished(*group)) return;
       }
-      {
-        const MutexLock lock(mutex_);
-        group->done = true;
-      }
-      groupDone_.notifyOne();
     }
   }
 
-  bool abandoned() EXCLUDES(mutex_) {
+  /// Every slot by itself: a result must not wait for a slow neighbour in its group. False at the end.
+  bool countFinished(Group& group) EXCLUDES(mutex_) {
     const MutexLock lock(mutex_);
-    return ending_;
+    ++group.finished;
+    if (awaited_ == &group) slotFinished_.notifyOne();
+    return !ending_;
   }
 
   const PipelineLimits limits_;
@@ -163,27 +175,12 @@ class OrderedPipeline {
   uint64_t weight_ = 0;
   std::vector<std::thread> threads_;
 
-  Mutex mutex_;
+  mutable Mutex mutex_;
   ConditionVariable wakeWorkers_;
-  ConditionVariable groupDone_;
+  ConditionVariable slotFinished_;
   std::deque<std::shared_ptr<Group>> waiting_ GUARDED_BY(mutex_);
+  const Group* awaited_ GUARDED_BY(mutex_) = nullptr;  // the group that the owner waits for
   bool ending_ GUARDED_BY(mutex_) = false;
 };
-
-/// Runs everything that `next(item, weight)` yields through the pipeline and hands the results to
-/// `deliver(result)` in the same order, both on this thread. Ends when `next` yields no more and all is
-/// delivered, or at once when `deliver` returns false; the results after that one are discarded. Throws what
-/// `next`, `deliver` and the work throw.
-template <typename Item, typename Result, typename Next, typename Deliver>
-void runAhead(OrderedPipeline<Item, Result>& pipeline, Next next, Deliver deliver) {
-  Item item;
-  uint64_t weight = 0;
-  bool more = next(item, weight);
-  for (;;) {
-    for (; more && pipeline.hasRoom(weight); more = next(item, weight)) pipeline.push(item, weight);
-    if (pipeline.empty()) return;
-    if (!deliver(pipeline.pop().second)) return;
-  }
-}
 
 }  // namespace korvel

@@ -7,6 +7,7 @@
 
 #include "base/byte_view.h"
 #include "base/clock.h"
+#include "base/interruptible_io.h"
 #include "base/long_path.h"
 #include "base/paths.h"
 #include "base/sizes.h"
@@ -114,6 +115,7 @@ uint8_t* ScanScratch::readBuffer(size_t bytes) { return read_.atLeast(bytes); }
 uint8_t* ScanScratch::imageBuffer(size_t bytes) { return image_.atLeast(bytes); }
 
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch) {
+  const InterruptibleIo interruptible(context.abandoned);
   const std::wstring apiPath = forFileApi(path);
   WIN32_FILE_ATTRIBUTE_DATA attributes{};  // all zero where they cannot be read
   (void)::GetFileAttributesExW(apiPath.c_str(), GetFileExInfoStandard, &attributes);

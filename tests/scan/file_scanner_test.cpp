@@ -1,16 +1,24 @@
 #include "scan/file_scanner.h"
 
+#include <algorithm>
 #include <atomic>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
 
 #include "base/win.h"
+#include "scan/ordered_pipeline.h"
 #include "scan_fixture.h"
 #include "support/eventually.h"
 
 namespace korvel {
 namespace {
+
+ScanOptions withWorkers(size_t workers) {
+  ScanOptions options;
+  options.workers = workers;
+  return options;
+}
 
 class FileScannerTest : public test::ScanFixture {
  protected:
@@ -100,7 +108,7 @@ TEST_F(FileScannerTest, AnOversizedFileStillCountsWithItsFullSize) {
 
 TEST_F(FileScannerTest, ACallbackThatCancelsGetsNoFurtherVerdict) {
   for (int i = 0; i < 50; ++i) folder_.write(std::to_wstring(i) + L".exe", "zzz");
-  FileScanner& subject = scanner();
+  FileScanner& subject = scanner("", withWorkers(0));
   int verdicts = 0;
   const ScanSummary summary = subject.scan(target(), nullptr, [&](const FileVerdict&) {
     if (++verdicts == 7) subject.cancel();
@@ -108,6 +116,32 @@ TEST_F(FileScannerTest, ACallbackThatCancelsGetsNoFurtherVerdict) {
   EXPECT_EQ(verdicts, 7);
   EXPECT_EQ(summary.filesScanned, 7u);
   EXPECT_TRUE(summary.cancelled);
+}
+
+// Of the files scanned ahead, those in front of the first unfinished one are delivered and counted too.
+TEST_F(FileScannerTest, ACutScanDeliversAPrefixOfTheWholeAndCountsIt) {
+  for (int i = 0; i < 400; ++i) folder_.write(std::to_wstring(i) + L".exe", "zzz");
+  std::vector<FileVerdict> whole;
+  scanner("", withWorkers(0)).scan(target(), nullptr, [&](const FileVerdict& verdict) {
+    whole.push_back(verdict);
+  });
+  ASSERT_EQ(whole.size(), 400u);
+  for (const size_t workers : {1u, 2u, 4u}) {
+    for (const bool byStop : {false, true}) {
+      std::stop_source stop;
+      FileScanner subject(databaseOf(""), withWorkers(workers), stop.get_token());
+      std::vector<FileVerdict> verdicts;
+      const ScanSummary summary = subject.scan(target(), nullptr, [&](const FileVerdict& verdict) {
+        verdicts.push_back(verdict);
+        if (verdicts.size() == 7) byStop ? (void)stop.request_stop() : subject.cancel();
+      });
+      ASSERT_GE(verdicts.size(), 7u);
+      EXPECT_LE(verdicts.size(), 7u + PipelineLimits().windowItems) << workers;
+      EXPECT_TRUE(std::equal(verdicts.begin(), verdicts.end(), whole.begin())) << workers;
+      EXPECT_EQ(summary.filesScanned, verdicts.size()) << workers;
+      EXPECT_TRUE(summary.cancelled);
+    }
+  }
 }
 
 TEST_F(FileScannerTest, ProgressBeginsWithScanningAndEndsWithFinishing) {
@@ -165,12 +199,10 @@ TEST_F(FileScannerTest, AnyNumberOfWorkersGivesTheSameVerdictsInTheSameOrder) {
   }
   folder_.write(L"large.exe", std::string(9'000'000, 'y'));
   const auto run = [this](size_t workers) {
-    ScanOptions options;
-    options.workers = workers;
     std::vector<FileVerdict> verdicts;
     std::vector<ScanProgressInfo> reports;
     ScanSummary summary =
-        scanner(std::string(test::kAbcSha256) + "\n", options)
+        scanner(std::string(test::kAbcSha256) + "\n", withWorkers(workers))
             .scan(
                 target(), [&reports](const ScanProgressInfo& info) { reports.push_back(info); },
                 [&verdicts](const FileVerdict& verdict) { verdicts.push_back(verdict); });
@@ -182,12 +214,10 @@ TEST_F(FileScannerTest, AnyNumberOfWorkersGivesTheSameVerdictsInTheSameOrder) {
   for (const size_t workers : {1u, 2u, 4u}) EXPECT_TRUE(run(workers) == expected) << workers;
 }
 
-TEST_F(FileScannerTest, ACancelFromAnotherThreadDeliversAtMostOneMoreVerdict) {
+TEST_F(FileScannerTest, ACancelFromAnotherThreadDeliversOnlyWhatIsFinished) {
   for (int i = 0; i < 400; ++i) folder_.write(std::to_wstring(i) + L".exe", "zzz");
   for (const size_t workers : {0u, 1u, 2u, 4u}) {
-    ScanOptions options;
-    options.workers = workers;
-    FileScanner& subject = scanner("", options);
+    FileScanner& subject = scanner("", withWorkers(workers));
     std::atomic<int> delivered{0};
     int atCancel = -1;
     std::thread canceller([&] {
@@ -200,34 +230,29 @@ TEST_F(FileScannerTest, ACancelFromAnotherThreadDeliversAtMostOneMoreVerdict) {
       ::Sleep(1);
     });
     canceller.join();
-    EXPECT_LE(delivered, atCancel + 1) << workers;
+    const int ahead = workers == 0 ? 0 : static_cast<int>(PipelineLimits().windowItems);
+    EXPECT_LE(delivered, atCancel + 1 + ahead) << workers;
   }
 }
 
 TEST_F(FileScannerTest, AnAbandonedScanDeliversNoFurtherFile) {
   for (int i = 0; i < 40; ++i) folder_.write(std::to_wstring(i) + L".exe", "zzz");
-  for (const size_t workers : {0u, 2u}) {
-    ScanOptions options;
-    options.workers = workers;
-    std::stop_source stop;
-    FileScanner subject(databaseOf(""), options, stop.get_token());
-    int delivered = 0;
-    const ScanSummary summary = subject.scan(target(), nullptr, [&](const FileVerdict&) {
-      if (++delivered == 3) stop.request_stop();
-    });
-    EXPECT_EQ(delivered, 3);
-    EXPECT_EQ(summary.filesScanned, 3u);
-  }
+  std::stop_source stop;
+  FileScanner subject(databaseOf(""), withWorkers(0), stop.get_token());
+  int delivered = 0;
+  const ScanSummary summary = subject.scan(target(), nullptr, [&](const FileVerdict&) {
+    if (++delivered == 3) stop.request_stop();
+  });
+  EXPECT_EQ(delivered, 3);
+  EXPECT_EQ(summary.filesScanned, 3u);
 }
 
 TEST_F(FileScannerTest, AStopFromBeforeTheScanStillEndsIt) {
   for (int i = 0; i < 40; ++i) folder_.write(std::to_wstring(i) + L".exe", "x");
   for (const size_t workers : {0u, 2u}) {
-    ScanOptions options;
-    options.workers = workers;
     std::stop_source stop;
     stop.request_stop();
-    FileScanner subject(databaseOf(""), options, stop.get_token());
+    FileScanner subject(databaseOf(""), withWorkers(workers), stop.get_token());
     const ScanSummary summary = subject.scan(target(), nullptr, nullptr);
     EXPECT_EQ(summary.filesScanned, 0u);
     EXPECT_TRUE(summary.cancelled);

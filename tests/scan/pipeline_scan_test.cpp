@@ -11,7 +11,7 @@
 #include "hash/triple_digest.h"
 #include "pe/pe_analysis.h"
 #include "scan/file_rules.h"
-#include "scan/ordered_pipeline.h"
+#include "scan/run_ahead.h"
 #include "signatures/signature_text.h"
 #include "support/pe_builder.h"
 
@@ -84,10 +84,10 @@ class PipelineScan : public testing::Test {
 
   auto everyFile() const {
     return [this, at = size_t{0}](size_t& index, uint64_t& weight) mutable {
-      if (at == files_.size()) return false;
+      if (at == files_.size()) return Supply::kEnd;
       index = at++;
       weight = files_[index].bytes.size();
-      return true;
+      return Supply::kItem;
     };
   }
 

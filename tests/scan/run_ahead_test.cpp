@@ -1,0 +1,153 @@
+// Results fall as they are ready, however slowly the source brings the next item.
+#include "scan/run_ahead.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "support/eventually.h"
+
+namespace korvel {
+namespace {
+
+using Pipeline = OrderedPipeline<int, int>;
+
+Pipeline::Work identity() {
+  return [](const int& item) { return item; };
+}
+
+/// Items first, then steps without an item until `enough()` is true, then the end.
+template <typename Enough>
+auto itemsThenSearch(int items, Enough enough) {
+  return [=, at = 0](int& item, uint64_t& weight) mutable {
+    if (at < items) {
+      item = at++;
+      weight = 1;
+      return Supply::kItem;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return enough() ? Supply::kEnd : Supply::kNothing;
+  };
+}
+
+std::vector<int> firstNumbers(int count) {
+  std::vector<int> numbers;
+  for (int i = 0; i < count; ++i) numbers.push_back(i);
+  return numbers;
+}
+
+TEST(RunAhead, EveryResultFallsWhileTheSourceStillSearches) {
+  constexpr int kItems = 9;  // less than a group
+  for (const size_t workers : {1u, 2u, 4u}) {
+    Pipeline pipeline(workers, identity);
+    std::vector<int> delivered;
+    bool endedEmptyHanded = false;
+    // The source ends only when everything is delivered, or after a time that shows that it never would be.
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(test::kPatienceMs);
+    const auto source = itemsThenSearch(kItems, [&] {
+      endedEmptyHanded = std::chrono::steady_clock::now() > limit;
+      return delivered.size() == kItems || endedEmptyHanded;
+    });
+    runAhead(pipeline, source, [&](int result) {
+      delivered.push_back(result);
+      return true;
+    });
+    EXPECT_FALSE(endedEmptyHanded) << workers;
+    EXPECT_EQ(delivered, firstNumbers(kItems)) << workers;
+  }
+}
+
+TEST(RunAhead, AResultDoesNotWaitForASlowNeighbourInItsGroup) {
+  std::atomic<bool> release{false};
+  Pipeline pipeline(1, [&release] {
+    return [&release](const int& item) {
+      if (item == 1) {
+        EXPECT_TRUE(test::eventually([&release] { return release.load(); }));
+      }
+      return item;
+    };
+  });
+  std::vector<int> delivered;
+  runAhead(pipeline, itemsThenSearch(16, [] { return true; }), [&](int result) {
+    delivered.push_back(result);
+    release = true;  // the neighbour is finished only after this delivery
+    return true;
+  });
+  EXPECT_EQ(delivered, firstNumbers(16));
+}
+
+TEST(RunAhead, WithoutACutTheResultsAreTheSameForEveryNumberOfWorkers) {
+  for (const size_t workers : {1u, 2u, 4u}) {
+    Pipeline pipeline(workers, identity);
+    std::vector<int> delivered;
+    runAhead(pipeline, itemsThenSearch(1'000, [] { return true; }), [&](int result) {
+      delivered.push_back(result);
+      return true;
+    });
+    EXPECT_EQ(delivered, firstNumbers(1'000)) << workers;
+  }
+}
+
+TEST(RunAhead, AfterACancelWhatIsFinishedInFrontOfTheFirstUnfinishedItemIsDelivered) {
+  std::stop_source cancel;
+  std::atomic<int> finished{0};
+  std::atomic<bool> allPushed{false}, giveUp{false};
+  std::vector<int> delivered;
+  {
+    Pipeline pipeline(2,
+                      [&] {
+                        return [&](const int& item) {
+                          if (item == 0) {
+                            EXPECT_TRUE(test::eventually([&] { return allPushed.load(); }));
+                          }
+                          if (item == 3) {
+                            EXPECT_TRUE(test::eventually([&] { return giveUp.load(); }));
+                          }
+                          ++finished;
+                          return item;
+                        };
+                      },
+                      {128, 1000, 1, 1000});
+    runAhead(
+        pipeline,
+        itemsThenSearch(6,
+                        [&] {
+                          allPushed = true;
+                          return cancel.stop_requested();
+                        }),
+        [&](int result) {
+          delivered.push_back(result);
+          if (result > 0) return true;
+          // All but the unfinished one, which the other items have overtaken.
+          EXPECT_TRUE(test::eventually([&] { return finished == 5; }));
+          cancel.request_stop();
+          return true;
+        },
+        cancel.get_token());
+    giveUp = true;
+  }
+  EXPECT_EQ(delivered, firstNumbers(3));
+}
+
+TEST(OrderedPipeline, AWorkerThatCannotBeMadeIsLeftOut) {
+  int made = 0;
+  Pipeline pipeline(4, [&made] {
+    if (++made == 3) throw std::bad_alloc();
+    return identity();
+  });
+  EXPECT_EQ(pipeline.workers(), 2u);
+  pipeline.push(7, 1);
+  EXPECT_EQ(pipeline.pop().second, 7);
+}
+
+TEST(OrderedPipeline, MayHaveNoWorkerAtAll) {
+  const Pipeline pipeline(4, []() -> Pipeline::Work { throw std::bad_alloc(); });
+  EXPECT_EQ(pipeline.workers(), 0u);
+}
+
+}  // namespace
+}  // namespace korvel
