@@ -8,6 +8,7 @@
 #include "base/win.h"
 #include "engine/daily_window.h"
 #include "engine/detections.h"
+#include "engine/log_exception.h"
 #include "engine/realtime_watcher.h"
 #include "engine/scan_job.h"
 #include "engine/scan_options.h"
@@ -21,6 +22,8 @@
 
 namespace korvel::svc {
 namespace {
+
+constexpr uint32_t kWatchRetryMs = 60'000;
 
 UtcMoment utcNow() {
   const uint64_t ticks = systemFileTime();
@@ -64,42 +67,52 @@ void BackgroundLoops::wakeWebShield() {
 void BackgroundLoops::scheduledScan() {
   DailyWindow window;
   while (!stop_.requested()) {
-    if (window.due(utcNow(), parts_.settings.get().scheduledHour)) startScheduledScan();
+    try {
+      std::string error;
+      if (window.due(utcNow(), parts_.settings.get().scheduledHour) &&
+          !parts_.scan.start(ScanScope::kQuick, {}, &error)) {
+        Log::instance().write(kLogWarning, "scheduled scan skipped: " + error);
+      }
+    } catch (const std::exception& exception) {
+      logException(kLogWarning, "scheduled scan skipped: ", exception);
+    }
     stop_.sleep(times_.schedulePollMs);
   }
 }
 
-void BackgroundLoops::startScheduledScan() {
-  std::string error;
-  try {
-    if (parts_.scan.start(ScanScope::kQuick, {}, &error)) return;
-  } catch (const std::exception& exception) {
-    error = exception.what();
-  }
-  Log::instance().write(kLogWarning, "scheduled scan skipped: " + error);
+/// A watch that cannot be set up for want of memory is tried again: the status goes on saying that it is on.
+void BackgroundLoops::realtime() {
+  do {
+    try {
+      watch();
+      return;
+    } catch (const std::exception& exception) {
+      logException(kLogError, "scan aborted: ", exception);
+    }
+  } while (!stop_.sleep(kWatchRetryMs));
 }
 
-void BackgroundLoops::realtime() {
-  try {
-    SignaturesInForce::Pointer database = parts_.signatures.current();
-    if (!database) {
-      Log::instance().write(kLogError, "real-time: signature database is not loaded");
-      return;
-    }
-    const auto onDetection = [this](const FileVerdict& verdict) {
-      parts_.detections.add(makeThreatRecord(verdict));
-    };
-    RealtimeWatcher watcher(std::move(database), scanOptionsFrom(parts_.settings.get()), stop_, onDetection);
-    watcher.run(watchedRoots());
-  } catch (const std::exception& exception) {
-    Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
+void BackgroundLoops::watch() {
+  SignaturesInForce::Pointer database = parts_.signatures.current();
+  if (!database) {
+    Log::instance().write(kLogError, "real-time: signature database is not loaded");
+    return;
   }
+  const auto onDetection = [this](const FileVerdict& verdict) {
+    parts_.detections.add(makeThreatRecord(verdict));
+  };
+  RealtimeWatcher watcher(std::move(database), scanOptionsFrom(parts_.settings.get()), stop_, onDetection);
+  watcher.run(watchedRoots());
 }
 
 void BackgroundLoops::liveUpdate() {
   UpdateTicks ticks;
   while (!stop_.sleep(times_.updateTickMs)) {
-    if (ticks.tick() && parts_.settings.get().liveUpdates) parts_.updates.runAutomaticUpdate();
+    try {
+      if (ticks.tick() && parts_.settings.get().liveUpdates) parts_.updates.runAutomaticUpdate();
+    } catch (const std::exception& exception) {
+      logException(kLogWarning, "live update failed: ", exception);
+    }
   }
 }
 
@@ -110,7 +123,7 @@ void BackgroundLoops::webShield() {
     try {
       runWebShield(parts_.settings.get(), stop_.token());
     } catch (const std::exception& exception) {
-      Log::instance().write(kLogWarning, std::string("web shield: domain feed failed: ") + exception.what());
+      logException(kLogWarning, "web shield: domain feed failed: ", exception);
     }
     timeout = times_.webShieldPeriodMs;
   }
@@ -118,7 +131,7 @@ void BackgroundLoops::webShield() {
 
 /// False once the engine stops, and when the wait fails.
 bool BackgroundLoops::waitForWebShield(uint32_t milliseconds) {
-  if (!webShieldWake_) return !stop_.sleep(times_.firstWebShieldMs);
+  if (!webShieldWake_) return !stop_.sleep(milliseconds);
   const HANDLE events[] = {stop_.handle(), webShieldWake_.get()};
   const DWORD result = ::WaitForMultipleObjects(2, events, /*waitAll=*/FALSE, milliseconds);
   return result != WAIT_FAILED && !stop_.requested();

@@ -45,8 +45,8 @@ class BackgroundLoops {
 
  private:
   void scheduledScan();
-  void startScheduledScan();
   void realtime();
+  void watch();
   void liveUpdate();
   void webShield();
   bool waitForWebShield(uint32_t milliseconds);

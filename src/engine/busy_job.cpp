@@ -21,6 +21,17 @@ bool BusyJob::launch(const std::function<void()>& prepare, Job job, std::string*
   return true;
 }
 
+void BusyJob::runNoting(const Job& job) {
+  std::string text;
+  bool done = false;
+  try {
+    done = job(&text);
+  } catch (const std::exception& exception) {
+    text = exception.what();
+  }
+  if (!done) setLastError(std::move(text));
+}
+
 std::string BusyJob::lastError() const {
   const MutexLock lock(mutex_);
   return lastError_;
@@ -31,14 +42,11 @@ void BusyJob::join() {
 }
 
 void BusyJob::run(const Job& job) {
-  std::string text;
-  bool done = false;
   try {
-    done = job(&text);
-  } catch (const std::exception& exception) {
-    text = exception.what();
+    runNoting(job);
+  } catch (const std::exception&) {
+    // no memory for the text of the failure
   }
-  if (!done) setLastError(std::move(text));
   busy_.store(false);  // last: the outcome is stored before the job counts as ended
 }
 

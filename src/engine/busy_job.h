@@ -34,6 +34,7 @@ class BusyJob {
 
  private:
   void run(const Job& job) EXCLUDES(mutex_);
+  void runNoting(const Job& job) EXCLUDES(mutex_);
   void setLastError(std::string text) EXCLUDES(mutex_);
 
   std::atomic<bool> busy_{false};

@@ -15,14 +15,16 @@ bool DriverQueries::connect(std::string* error) {
 }
 
 bool DriverQueries::allowAccess(const std::wstring& path) {
+  if (stop_.stop_requested()) return true;
   try {
     const SignaturesInForce::Pointer database = signatures_.current();
     if (!database) return true;
     const ScanOptions options = scanOptionsFrom(settings_.get());
     const FileVerdict verdict =
-        scanFile({database, options.maxFileSize, options.readChunk, {}}, path, scratch_);
-    // One level above what scans report: only a file that is surely harmful is blocked.
-    if (verdict.severity < kSeverityHigh) return true;
+        scanFile({database, options.maxFileSize, options.readChunk, stop_}, path, scratch_);
+    // One level above what scans report: only a file that is surely harmful is blocked. A scan that the stop
+    // has cut says nothing.
+    if (verdict.severity < kSeverityHigh || stop_.stop_requested()) return true;
     detections_.add(makeThreatRecord(verdict));
     return false;
   } catch (const std::exception&) {

@@ -2,7 +2,9 @@
 // link's thread.
 #pragma once
 
+#include <stop_token>
 #include <string>
+#include <utility>
 
 #include "engine/filter_link.h"
 #include "records/engine_status.h"
@@ -16,9 +18,11 @@ class SignaturesInForce;
 
 class DriverQueries {
  public:
-  /// All three must outlive the object. Blocked files are added to `detections`.
-  DriverQueries(const SettingsInForce& settings, const SignaturesInForce& signatures, Detections& detections)
-      : settings_(settings), signatures_(signatures), detections_(detections) {}
+  /// All three must outlive the object. Blocked files are added to `detections`. Once `stop` is requested,
+  /// the query in hand and all later ones are allowed at once.
+  DriverQueries(const SettingsInForce& settings, const SignaturesInForce& signatures, Detections& detections,
+                std::stop_token stop)
+      : settings_(settings), signatures_(signatures), detections_(detections), stop_(std::move(stop)) {}
 
   /// Connects to the driver and begins to answer. False with a text when the driver is not available. Call at
   /// most once. Throws std::system_error when no thread can be made.
@@ -34,6 +38,7 @@ class DriverQueries {
   const SettingsInForce& settings_;
   const SignaturesInForce& signatures_;
   Detections& detections_;
+  const std::stop_token stop_;
   ScanScratch scratch_;  // used by the link's thread only
   FilterLink link_;      // last: its thread ends first
 };

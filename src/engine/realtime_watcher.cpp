@@ -6,6 +6,7 @@
 #include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
+#include "engine/log_exception.h"
 #include "engine/notify_records.h"
 #include "runtime/log.h"
 #include "scan/scan_filter.h"
@@ -152,9 +153,13 @@ void RealtimeWatcher::loop() {
 }
 
 void RealtimeWatcher::handle(WatchedDir& dir) {
-  for (const std::wstring& name : dir.takeNames()) {
-    if (stop_.requested()) return;
-    scanChanged(dir.root() + L"\\" + name);
+  try {
+    for (const std::wstring& name : dir.takeNames()) {
+      if (stop_.requested()) return;
+      scanChanged(dir.root() + L"\\" + name);
+    }
+  } catch (const std::exception& exception) {
+    logException(kLogError, "scan aborted: ", exception);
   }
   (void)dir.arm();  // a root that cannot be armed again is no longer watched
 }
@@ -167,7 +172,7 @@ void RealtimeWatcher::scanChanged(const std::wstring& path) {
     onDetection_(verdict);
     Log::instance().write(kLogInfo, "real-time detection: " + toUtf8(path));
   } catch (const std::exception& exception) {
-    Log::instance().write(kLogError, std::string("scan aborted: ") + exception.what());
+    logException(kLogError, "scan aborted: ", exception);
   }
 }
 

@@ -6,6 +6,7 @@
 #include "base/clock.h"
 #include "base/error.h"
 #include "config/data_paths.h"
+#include "engine/log_exception.h"
 #include "engine/scan_options.h"
 #include "engine/settings_in_force.h"
 #include "engine/signatures_in_force.h"
@@ -17,6 +18,8 @@
 
 namespace korvel::svc {
 namespace {
+
+constexpr char kAborted[] = "scan aborted: ";
 
 std::vector<ScanTarget> targetsOf(ScanScope scope, const std::vector<std::wstring>& paths) {
   switch (scope) {
@@ -36,10 +39,6 @@ std::vector<ScanTarget> targetsOf(ScanScope scope, const std::vector<std::wstrin
   return targets;
 }
 
-void logAborted(const char* reason) {
-  Log::instance().write(kLogError, std::string("scan aborted: ") + reason);
-}
-
 }  // namespace
 
 void ScanJob::loadCache() {
@@ -53,28 +52,33 @@ bool ScanJob::start(ScanScope scope, const std::vector<std::wstring>& paths, std
   if (stopping()) return fail(error, "service is stopping");
   if (!settings_.get().protectionEnabled) return fail(error, "protection is disabled");
   if (running_.exchange(true)) return fail(error, "a scan is already running");
-  {
-    const MutexLock lock(mutex_);
-    cancelRequested_ = false;
-    progress_ = {};
-    progress_.phase = scan_phase::kPreparing;
-    lastSummary_ = {};
-    results_.clear();
-  }
-
-  const MutexLock lock(threadMutex_);
-  if (thread_.joinable()) thread_.join();
-  // join() takes the same mutex after the stop: either it finds the thread, or this check sees the stop.
-  if (stopping()) {
-    running_.store(false);
-    return fail(error, "service is stopping");
-  }
   try {
-    thread_ = std::thread([this, scope, paths] { run(scope, paths); });
+    forgetLastScan();
+    if (startThread(scope, paths)) return true;
   } catch (...) {
     running_.store(false);
     throw;
   }
+  running_.store(false);
+  return fail(error, "service is stopping");
+}
+
+void ScanJob::forgetLastScan() {
+  const MutexLock lock(mutex_);
+  cancelRequested_ = false;
+  progress_ = {};
+  progress_.phase = scan_phase::kPreparing;
+  lastSummary_ = {};
+  results_.clear();
+}
+
+/// False once the process is asked to stop.
+bool ScanJob::startThread(ScanScope scope, const std::vector<std::wstring>& paths) {
+  const MutexLock lock(threadMutex_);
+  if (thread_.joinable()) thread_.join();
+  // join() takes the same mutex after the stop: either it finds the thread, or this check sees the stop.
+  if (stopping()) return false;
+  thread_ = std::thread([this, scope, paths] { run(scope, paths); });
   return true;
 }
 
@@ -113,7 +117,7 @@ void ScanJob::run(ScanScope scope, const std::vector<std::wstring>& paths) {
       scanTargets(targets, began);
     }
   } catch (const std::exception& exception) {
-    logAborted(exception.what());
+    logException(kLogError, kAborted, exception);
     endEarly(scan_phase::kFailed, /*cancelled=*/true);
   }
   running_.store(false);  // last: the outcome is stored before the scan counts as ended
@@ -122,7 +126,7 @@ void ScanJob::run(ScanScope scope, const std::vector<std::wstring>& paths) {
 void ScanJob::scanTargets(const std::vector<ScanTarget>& targets, Clock::time_point began) {
   const SignaturesInForce::Pointer database = signatures_.current();
   if (!database) {
-    logAborted("signature database is not loaded");
+    Log::instance().write(kLogError, std::string(kAborted) + "signature database is not loaded");
     endEarly(scan_phase::kFailed, /*cancelled=*/true);
     return;
   }
@@ -131,7 +135,7 @@ void ScanJob::scanTargets(const std::vector<ScanTarget>& targets, Clock::time_po
     FileScanner scanner(database, scanOptionsFrom(settings_.get()), stop_);
     summary = countAndScan(scanner, targets);
   } catch (const std::exception& exception) {
-    logAborted(exception.what());
+    logException(kLogError, kAborted, exception);
   }
   finish(summary, began);
 }

@@ -60,6 +60,8 @@ class ScanJob {
   using Clock = std::chrono::steady_clock;
 
   bool stopping() const;
+  void forgetLastScan() EXCLUDES(mutex_);
+  bool startThread(ScanScope scope, const std::vector<std::wstring>& paths) EXCLUDES(threadMutex_);
   void run(ScanScope scope, const std::vector<std::wstring>& paths);
   void scanTargets(const std::vector<ScanTarget>& targets, Clock::time_point began);
   ScanSummary countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets);

@@ -31,7 +31,7 @@ ScanWorker::ScanWorker(const LoopTimes& times)
     : settings_(writeToDisk),
       scan_(settings_, signatures_, stop_.get_token()),
       updates_(settings_, signatures_, stop_.get_token()),
-      driver_(settings_, signatures_, detections_),
+      driver_(settings_, signatures_, detections_, stop_.get_token()),
       loops_({settings_, signatures_, detections_, scan_, updates_}, times, stop_.get_token()) {}
 
 ScanWorker::~ScanWorker() {

@@ -29,11 +29,7 @@ bool UpdateJobs::startUpdateCheck(std::string* error) {
 
 void UpdateJobs::runAutomaticUpdate() {
   std::string error;
-  try {
-    if (updateSignatures(&error)) return;
-  } catch (const std::exception& exception) {
-    error = exception.what();
-  }
+  if (updateSignatures(&error) || stop_.stop_requested()) return;  // one that the stop has cut has not failed
   Log::instance().write(kLogWarning, "live update failed: " + error);
 }
 
