@@ -7,6 +7,7 @@
 #include "base/unique_resource.h"
 #include "scan/file_content.h"
 #include "scan/file_rules.h"
+#include "scan/scan_filter.h"
 #include "signatures/signature_database.h"
 
 namespace korvel {
@@ -37,9 +38,11 @@ class OpenedFile final : public FileBytes {
   const UniqueHandle file_;
 };
 
-/// Neither digests nor PE analysis for a file that cannot be opened.
-FileContent contentOf(const ScanContext& context, const std::wstring& apiPath, uint64_t size,
-                      ScanScratch& scratch) {
+/// Neither digests nor PE analysis for a file that cannot be opened, or whose bytes would first have to be
+/// fetched.
+FileContent contentOf(const ScanContext& context, const std::wstring& apiPath, DWORD attributes,
+                      uint64_t size, ScanScratch& scratch) {
+  if (isContentElsewhere(attributes)) return {};
   OpenedFile file(apiPath);
   return file ? readContent(file, size, context, scratch) : FileContent{};
 }
@@ -65,7 +68,7 @@ FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanS
     return verdict;
   }
 
-  const FileContent content = contentOf(context, apiPath, size, scratch);
+  const FileContent content = contentOf(context, apiPath, attributes.dwFileAttributes, size, scratch);
   SignatureMatch match;
   const bool matched = content.digests && context.database->lookup(*content.digests, &match);
   return buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe, matched, match);

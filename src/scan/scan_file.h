@@ -9,8 +9,9 @@
 namespace korvel {
 
 /// Never throws for a file that cannot be read; such a file yields a verdict with only what could be read.
-/// The file is opened once, shared for reading only, and read once (twice when a read fails). Threads may
-/// scan at the same time, each with a scratch of its own. Throws std::bad_alloc.
+/// The file is opened once, shared for reading only, and read once (twice when a read fails). A file whose
+/// content is stored elsewhere is not opened, so nothing is downloaded. Threads may scan at the same time,
+/// each with a scratch of its own. Throws std::bad_alloc.
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch);
 
 }  // namespace korvel
