@@ -2,22 +2,84 @@
 
 #include <algorithm>
 
+#include "base/paths.h"
+
 namespace korvel {
 namespace {
 
-// CreateDirectoryW reserves 12 units for a file name within MAX_PATH (260, with the terminating NUL).
-constexpr size_t kLongestPlainPath = 247;
+bool separatorAt(std::wstring_view path, size_t at) { return at < path.size() && isPathSeparator(path[at]); }
+
+bool beginsWithTwoSeparators(std::wstring_view path) { return separatorAt(path, 0) && separatorAt(path, 1); }
+
+bool isDevicePath(std::wstring_view path) {
+  return beginsWithTwoSeparators(path) && path.size() > 2 && (path[2] == L'?' || path[2] == L'.') &&
+         (path.size() == 3 || isPathSeparator(path[3]));
+}
+
+bool hasDrive(std::wstring_view path) {
+  return path.size() > 1 && path[1] == L':' && !isPathSeparator(path[0]);
+}
+
+/// Takes one name off the front of `path`, with the separators behind it.
+struct FirstName {
+  explicit FirstName(std::wstring_view& path) {
+    const size_t end = std::min(path.find_first_of(L"\\/"), path.size());
+    name = path.substr(0, end);
+    path.remove_prefix(end);
+    separated = !path.empty();
+    path.remove_prefix(std::min(path.find_first_not_of(L"\\/"), path.size()));
+  }
+  std::wstring_view name;
+  bool separated;  ///< a separator follows
+};
+
+void appendName(std::wstring& result, const FirstName& first) {
+  result.append(first.name);
+  if (first.separated) result.push_back(L'\\');
+}
+
+/// Appends the names of `path` to a root, which may end in a separator.
+void appendResolved(std::wstring& result, std::wstring_view path) {
+  const size_t root = result.size();
+  while (!path.empty()) {
+    const FirstName first(path);
+    const bool parent = first.name == L"..";
+    if (!parent && first.name != L".") {
+      appendName(result, first);
+      continue;
+    }
+    if (parent && result.size() > root) result.resize(result.find_last_of(L'\\', result.size() - 2) + 1);
+    if (!first.separated && result.size() > root) result.pop_back();
+  }
+}
 
 }  // namespace
 
-std::wstring forFileApi(const std::wstring& path) {
-  if (path.size() <= kLongestPlainPath || path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\"))
-    return path;
-  std::wstring result = path;
-  std::replace(result.begin(), result.end(), L'/', L'\\');
-  if (result.starts_with(L"\\\\")) return L"\\\\?\\UNC\\" + result.substr(2);
-  const bool absolute = result.size() > 2 && result[1] == L':' && result[2] == L'\\';
-  return absolute ? L"\\\\?\\" + result : path;
+std::optional<RelativePath> splitRelative(std::wstring_view path) {
+  if (path.empty() || beginsWithTwoSeparators(path)) return std::nullopt;
+  if (isPathSeparator(path[0])) return RelativePath{L"\\", path.substr(1)};
+  if (!hasDrive(path)) return RelativePath{L".", path};
+  if (path.size() == 2 || isPathSeparator(path[2])) return std::nullopt;
+  return RelativePath{path.substr(0, 2), path.substr(2)};
+}
+
+std::wstring extendedPath(std::wstring_view path) {
+  path = path.substr(0, path.find(L'\0'));  // the API sees no more of it
+  if (path.empty() || isDevicePath(path)) return std::wstring(path);
+
+  const bool drive = hasDrive(path);
+  std::wstring result = L"\\\\?\\";
+  result.reserve(path.size() + 8);
+  if (drive) result.append(path.substr(0, 2)).append(L"\\");
+  path.remove_prefix(drive ? 2 : 0);
+  path.remove_prefix(std::min(path.find_first_not_of(L"\\/"), path.size()));
+  if (!drive) {
+    result.append(L"UNC\\");
+    appendName(result, FirstName(path));  // the server
+    appendName(result, FirstName(path));  // the share
+  }
+  appendResolved(result, path);
+  return result;
 }
 
 }  // namespace korvel

@@ -3,6 +3,7 @@
 #include <exception>
 #include <utility>
 
+#include "base/long_path.h"
 #include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
@@ -37,7 +38,7 @@ class RealtimeWatcher::WatchedDir {
  public:
   explicit WatchedDir(std::wstring root)
       : root_(std::move(root)),
-        directory_(::CreateFileW(root_.c_str(), FILE_LIST_DIRECTORY,
+        directory_(::CreateFileW(forFileApi(root_).c_str(), FILE_LIST_DIRECTORY,
                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, /*security=*/nullptr,
                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED,
                                  /*template=*/nullptr)) {}

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/long_path.h"
 #include "base/unique_resource.h"
 #include "base/win.h"
 #include "hash/md5.h"
@@ -15,7 +16,7 @@ namespace {
 template <typename Digest>
 std::string digestFile(const std::wstring& path, size_t chunkSize) {
   // Shared for reading only, so that a file open for writing elsewhere is not digested half-written.
-  const UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
+  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
                                         /*template=*/nullptr));
   if (!file) return {};

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "base/files.h"
+#include "base/long_path.h"
 #include "base/paths.h"
 #include "base/sizes.h"
 #include "base/utf.h"
@@ -37,7 +38,7 @@ const char* tagOf(int32_t level) {
 /// Opens for appending, shared with readers and writers of other processes. No byte-order mark is written.
 std::FILE* openForAppending(const std::wstring& path) {
   int descriptor = -1;
-  if (::_wsopen_s(&descriptor, path.c_str(), _O_WRONLY | _O_APPEND | _O_CREAT | _O_BINARY, _SH_DENYNO,
+  if (::_wsopen_s(&descriptor, forFileApi(path).c_str(), _O_WRONLY | _O_APPEND | _O_CREAT | _O_BINARY, _SH_DENYNO,
                   _S_IREAD | _S_IWRITE) != 0) {
     return nullptr;
   }

@@ -24,17 +24,15 @@ DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, std:
     : recursive_(target.recursive), followSymlinks_(followSymlinks), stop_(std::move(stop)) {
   const InterruptibleIo interruptible(stop_);
   if (stop_.stop_requested() || !pathExists(target.path)) return;
-  (void)enter(target.path);  // a target that cannot be listed yields nothing
+  enter(target.path, forFileApi(target.path));
 }
 
-DirectoryWalk::Entered DirectoryWalk::enter(const std::wstring& directory) {
-  Level level{UniqueFindHandle(), joinPath(directory, L""), {}, true};
-  level.find.reset(::FindFirstFileExW(forFileApi(level.directory + L"*").c_str(), FindExInfoBasic,
-                                      &level.entry, FindExSearchNameMatch, /*filter=*/nullptr,
-                                      FIND_FIRST_EX_LARGE_FETCH));
-  if (!level.find) return ::GetLastError() == ERROR_ACCESS_DENIED ? Entered::kNoPermission : Entered::kFailed;
-  levels_.push_back(std::move(level));
-  return Entered::kYes;
+/// A directory that cannot be listed is as good as empty.
+void DirectoryWalk::enter(const std::wstring& directory, const std::wstring& apiDirectory) {
+  Level level{UniqueFindHandle(), joinPath(directory, L""), joinPath(apiDirectory, L""), {}, true};
+  level.find.reset(::FindFirstFileExW((level.apiDirectory + L"*").c_str(), FindExInfoBasic, &level.entry,
+                                      FindExSearchNameMatch, /*filter=*/nullptr, FIND_FIRST_EX_LARGE_FETCH));
+  if (level.find) levels_.push_back(std::move(level));
 }
 
 bool DirectoryWalk::advance(Level& level) {
@@ -68,7 +66,7 @@ Supply DirectoryWalk::step(WalkedFile& file) {
     case EntryKind::kDirectory: {
       const std::wstring path = level.directory + entry.cFileName;
       if (!recursive_ || isExcludedDirectory(lowerWide(path))) break;
-      if (enter(path) == Entered::kFailed) levels_.clear();  // `level` is invalid from here on
+      enter(path, level.apiDirectory + entry.cFileName);  // `level` is invalid from here on
       break;
     }
   }

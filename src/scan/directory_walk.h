@@ -3,9 +3,12 @@
 //
 // Links and junctions inside the target are neither handed out nor entered (with followSymlinks a symbolic
 // link is handed out as a file), so a walk visits nothing twice and ends even where links form a loop. A
-// target that is itself a link is walked. Excluded directories are not entered. A directory without
-// permission is skipped; any other failure ends the walk quietly. A target that is a file, or missing, yields
-// nothing.
+// target that is itself a link is walked. Excluded directories are not entered. A directory that cannot be
+// entered, whatever the reason, is passed over; a listing that breaks off in its midst ends the walk quietly.
+// A target that is a file, or missing, yields nothing.
+//
+// Paths are handed out, and tested for exclusion, as the target is spelled. The file API gets another form of
+// them (base/long_path.h), made once for the target.
 //
 // Not thread-safe; the stop may be requested from any thread.
 #pragma once
@@ -39,13 +42,13 @@ class DirectoryWalk {
  private:
   struct Level {
     UniqueFindHandle find;
-    std::wstring directory;  // ends in a separator
+    std::wstring directory;     // as it is handed out; ends in a separator
+    std::wstring apiDirectory;  // the same directory for the file API
     WIN32_FIND_DATAW entry;
     bool entryPending;  // `entry` has been read but not yet handled
   };
 
-  enum class Entered { kYes, kNoPermission, kFailed };
-  Entered enter(const std::wstring& directory);
+  void enter(const std::wstring& directory, const std::wstring& apiDirectory);
   bool advance(Level& level);
 
   const bool recursive_;

@@ -50,6 +50,9 @@ constexpr std::wstring_view kExcludedDirectories[] = {
 // Windows' own numbers, so that this file needs no platform header.
 constexpr uint32_t kAttributeDirectory = 0x10;
 constexpr uint32_t kAttributeReparsePoint = 0x400;
+constexpr uint32_t kAttributeOffline = 0x1000;
+constexpr uint32_t kAttributeRecallOnOpen = 0x4'0000;
+constexpr uint32_t kAttributeRecallOnDataAccess = 0x40'0000;
 constexpr uint32_t kTagNotTold = 0;
 constexpr uint32_t kTagMountPoint = 0xA0000003;
 constexpr uint32_t kTagSymbolicLink = 0xA000000C;
@@ -97,6 +100,10 @@ EntryKind classifyEntry(uint32_t attributes, uint32_t reparseTag) {
     if (reparseTag == kTagSymbolicLink || reparseTag == kTagNotTold) return EntryKind::kSymbolicLink;
   }
   return (attributes & kAttributeDirectory) != 0 ? EntryKind::kDirectory : EntryKind::kFile;
+}
+
+bool isContentElsewhere(uint32_t attributes) {
+  return (attributes & (kAttributeOffline | kAttributeRecallOnOpen | kAttributeRecallOnDataAccess)) != 0;
 }
 
 }  // namespace korvel

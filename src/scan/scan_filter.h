@@ -21,4 +21,7 @@ enum class EntryKind { kFile, kDirectory, kSymbolicLink, kJunction };
 /// Classifies a directory entry by its FILE_ATTRIBUTE_ bits and, for a reparse point, its tag.
 EntryKind classifyEntry(uint32_t attributes, uint32_t reparseTag);
 
+/// True when the attributes say that reading the file would first fetch its content, from a cloud or a tape.
+bool isContentElsewhere(uint32_t attributes);
+
 }  // namespace korvel

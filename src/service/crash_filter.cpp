@@ -5,6 +5,7 @@
 #include <cstring>
 #include <exception>
 
+#include "base/long_path.h"
 #include "base/unique_resource.h"
 
 namespace korvel {
@@ -48,7 +49,7 @@ void writeCrashLine(const char* line) {
 }  // namespace
 
 void installCrashFilter(const std::wstring& logFile) {
-  crashLogPath = new std::wstring(logFile);  // never freed: the filter may run while the process ends
+  crashLogPath = new std::wstring(forFileApi(logFile));  // never freed: the filter may run while the process ends
   crashLogHandle = openCrashLog();
   ::SetUnhandledExceptionFilter(crashFilter);
   std::set_terminate(raiseForFilter);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/error.h"
+#include "base/long_path.h"
 #include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
@@ -34,7 +35,7 @@ bool readSignatures(HANDLE file, SignatureFile& result) {
 }  // namespace
 
 bool SignatureDatabase::loadFile(const std::wstring& path, std::string* error) {
-  const UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_READ,
+  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                         /*security=*/nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN,
                                         /*template=*/nullptr));

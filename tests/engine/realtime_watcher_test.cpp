@@ -108,6 +108,12 @@ TEST_F(RealtimeWatcherTest, FilesOfNoInterestAndHiddenDotFoldersAreNotReported) 
   EXPECT_FALSE(seen(root_.at(L"new\\listed as low.exe")));
 }
 
+TEST_F(RealtimeWatcherTest, RootsAndFilesWithOddNamesAreWatchedAndScanned) {
+  ASSERT_TRUE(createDirectories(root_.at(L"evil.")));
+  watch({root_.at(L"evil.")});
+  EXPECT_TRUE(writeUntilSeen(root_.at(L"evil.\\new \\nul.pdf.exe")));
+}
+
 TEST_F(RealtimeWatcherTest, AMissingRootIsPassedOver) {
   watch({root_.at(L"missing"), otherRoot_.path()});
   EXPECT_TRUE(writeUntilSeen(otherRoot_.at(L"new\\invoice.pdf.exe")));

@@ -227,5 +227,13 @@ TEST_F(LogTest, ServiceLinesBeginWithTheProductsName) {
   EXPECT_EQ(untimed(text()), "[INF] KORVEL Antivirus: stop requested\n");
 }
 
+TEST_F(LogTest, LiesUnderItsOwnNameWhateverThatIs) {
+  for (const wchar_t* name : {L"evil.\\nul.log", L"x\\..\\con"}) {
+    log_.open(folder_.at(name));
+    log_.write(kLogInfo, "engine: started");
+    EXPECT_TRUE(readFile(folder_.at(name)).ends_with("engine: started\n"));
+  }
+}
+
 }  // namespace
 }  // namespace korvel

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
-#include "base/long_path.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/utf.h"
 #include "scan_fixture.h"
+#include "support/eventually.h"
 #include "support/test_servers.h"
 
 namespace korvel {
@@ -114,13 +117,102 @@ TEST_F(ExcludedDirectoryTest, IsListedAsATargetButNotEnteredFurther) {
   EXPECT_EQ(walk(excluded_, true), std::vector<std::wstring>{excluded_ + L"\\direct.txt"});
 }
 
-TEST(ForFileApi, OnlyLongAbsolutePathsGetThePrefix) {
-  const std::wstring tail(300, L'x');
-  EXPECT_EQ(forFileApi(L"C:\\short"), L"C:\\short");
-  EXPECT_EQ(forFileApi(L"C:/a/" + tail), L"\\\\?\\C:\\a\\" + tail);
-  EXPECT_EQ(forFileApi(L"\\\\server\\share\\" + tail), L"\\\\?\\UNC\\server\\share\\" + tail);
-  EXPECT_EQ(forFileApi(L"\\\\?\\C:\\" + tail), L"\\\\?\\C:\\" + tail);
-  EXPECT_EQ(forFileApi(L"relative\\" + tail), L"relative\\" + tail);
+TEST_F(ExcludedDirectoryTest, TheComponentStoreIsNotEnteredFromTheSystemsFolder) {
+  const std::wstring store = L"C:\\Windows\\WinSxS\\korvel test";
+  const std::wstring beside = L"C:\\Windows\\Win korvel test";
+  test::writeFile(store + L"\\deep\\a.exe", "x");
+  test::writeFile(L"C:\\Windows\\WinSxS\\korvel test.exe", "x");
+  test::writeFile(beside + L"\\a.exe", "x");
+  const std::vector<std::wstring> found = walk(L"C:\\Windows", true);
+  EXPECT_TRUE(std::count(found.begin(), found.end(), beside + L"\\a.exe"));
+  for (const std::wstring& path : found)
+    EXPECT_FALSE(lowerWide(path).starts_with(L"c:\\windows\\winsxs")) << toUtf8(path);
+  test::removeTree(store);
+  test::removeTree(L"C:\\Windows\\WinSxS\\korvel test.exe");
+  test::removeTree(beside);
+}
+
+/// Folders a to e with one file each. Their files come in this order.
+class BarredDirectoryTest : public DirectoryWalkTest {
+ protected:
+  BarredDirectoryTest() {
+    for (wchar_t name = L'a'; name <= L'e'; ++name) folder_.write(std::wstring(1, name) + L"\\f.txt", "x");
+  }
+  std::vector<std::wstring> filesOf(const std::wstring& folders) {
+    std::vector<std::wstring> files;
+    for (const wchar_t name : folders) files.push_back(folder_.at(std::wstring(1, name) + L"\\f.txt"));
+    return files;
+  }
+};
+
+TEST_F(BarredDirectoryTest, AFolderThatAnotherProgramHoldsIsPassedOver) {
+  const UniqueHandle holder(::CreateFileW(folder_.at(L"c").c_str(), GENERIC_READ | DELETE, /*share=*/0,
+                                          nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  ASSERT_TRUE(holder);
+  EXPECT_EQ(walk(folder_.path(), true), filesOf(L"abde"));
+}
+
+TEST_F(BarredDirectoryTest, AFolderThatIsGoneSinceItWasListedIsPassedOver) {
+  DirectoryWalk walk({folder_.path(), true}, false, cancel_.get_token());
+  std::vector<std::wstring> found;
+  for (WalkedFile file; walk.next(file);) {
+    if (found.empty()) test::removeTree(folder_.at(L"c"));
+    found.push_back(file.path);
+  }
+  EXPECT_EQ(found, filesOf(L"abde"));
+}
+
+/// The test platform makes no links itself, but the system below it does.
+class LinkTest : public DirectoryWalkTest {
+ protected:
+  void SetUp() override {
+    if (!pathExists(kLinkProgram)) GTEST_SKIP() << "links cannot be made here";
+  }
+  /// A link in the test's folder; its target is relative to that folder.
+  void link(const std::string& target, const std::string& name) {
+    std::wstring command = toWide("ln -s " + target + " " + name);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    ASSERT_TRUE(::CreateProcessW(kLinkProgram, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                                 folder_.path().c_str(), &startup, &process));
+    const UniqueHandle ended(process.hProcess), thread(process.hThread);
+    ASSERT_TRUE(test::eventually([&] { return pathExists(folder_.at(toWide(name))); })) << name;
+  }
+  std::vector<std::wstring> walkFollowing() {
+    DirectoryWalk walk({folder_.path(), true}, /*followSymlinks=*/true, cancel_.get_token());
+    std::vector<std::wstring> found;
+    for (WalkedFile file; walk.next(file);) found.push_back(file.path);
+    std::sort(found.begin(), found.end());
+    return found;
+  }
+
+  static constexpr const wchar_t* kLinkProgram = L"\\\\?\\unix\\bin\\ln";
+};
+
+TEST_F(LinkTest, ALinkToAFolderIsNeitherHandedOutNorEntered) {
+  const std::wstring file = folder_.write(L"real\\a.txt", "x");
+  link("real", "link");
+  EXPECT_EQ(walk(folder_.path(), true), std::vector<std::wstring>{file});
+}
+
+TEST_F(LinkTest, ALinkToAFolderAboveMakesNoLoop) {
+  const std::wstring file = folder_.write(L"real\\a.txt", "x");
+  link("..", "real/up");
+  link(".", "here");
+  EXPECT_EQ(walk(folder_.path(), true), std::vector<std::wstring>{file});
+}
+
+TEST_F(LinkTest, AFollowedLinkIsHandedOutAsAFileButNotEntered) {
+  const std::wstring file = folder_.write(L"real\\a.txt", "x");
+  link("real", "link");
+  EXPECT_EQ(walkFollowing(), (std::vector<std::wstring>{folder_.at(L"link"), file}));
+}
+
+TEST_F(LinkTest, ATargetThatIsALinkIsWalked) {
+  folder_.write(L"real\\deep\\a.txt", "x");
+  link("real", "link");
+  EXPECT_EQ(walk(folder_.at(L"link"), true), std::vector<std::wstring>{folder_.at(L"link\\deep\\a.txt")});
 }
 
 }  // namespace

@@ -138,5 +138,13 @@ TEST(ClassifyEntry, IgnoresTheTagOfAnOrdinaryEntry) {
   EXPECT_EQ(classifyEntry(kArchiveBit, 0xA0000003), EntryKind::kFile);
 }
 
+TEST(IsContentElsewhere, KnowsOfflineFilesAndThoseThatAreFetchedWhenUsed) {
+  EXPECT_TRUE(isContentElsewhere(0x1000));
+  EXPECT_TRUE(isContentElsewhere(0x4'0000));
+  EXPECT_TRUE(isContentElsewhere(0x40'0000 | kReparseBit | kArchiveBit));
+  EXPECT_FALSE(isContentElsewhere(~(0x1000u | 0x4'0000u | 0x40'0000u)));
+  EXPECT_FALSE(isContentElsewhere(0));
+}
+
 }  // namespace
 }  // namespace korvel

@@ -75,6 +75,12 @@ TEST_F(CrashFilter, TellsTheDebuggerTheTextAlone) {
   EXPECT_EQ(text.find("crash: "), std::string::npos);
 }
 
+TEST_F(CrashFilter, WritesToALogUnderAnyName) {
+  log_ = folder_.write(L"evil.\\nul.log", "");
+  EXPECT_EQ(run(L"filter C0000005 1").exitCode, kHandled);
+  EXPECT_TRUE(test::readFile(log_).starts_with("crash: UNHANDLED EXCEPTION code=0xC0000005 "));
+}
+
 TEST_F(CrashFilter, AppendsToWhatTheLogHolds) {
   test::writeFile(log_, "14:03:07.042 [INF] cut line");
   EXPECT_EQ(run(L"filter 1 2").exitCode, kHandled);

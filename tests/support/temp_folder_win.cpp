@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "base/files.h"
+#include "base/long_path.h"
 #include "base/paths.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
@@ -37,7 +38,7 @@ std::wstring TempFolder::write(const std::wstring& name, std::string_view bytes)
 
 void writeFile(const std::wstring& path, std::string_view bytes) {
   createDirectories(parentDirectory(path));
-  const UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
                                         FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file || !writeAll(file.get(), bytes)) throw std::runtime_error("cannot write " + toUtf8(path));
 }
@@ -48,7 +49,8 @@ std::string readFile(const std::wstring& path) {
   return bytes;
 }
 
-void removeTree(const std::wstring& path) {
+void removeTree(const std::wstring& tree) {
+  const std::wstring path = forFileApi(tree);
   const DWORD attributes = ::GetFileAttributesW(path.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) return;
   ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);

@@ -1,0 +1,31 @@
+#include "base/long_path.h"
+
+#include "base/paths.h"
+#include "base/win.h"
+
+namespace korvel {
+namespace {
+
+/// Empty where the system does not know.
+std::wstring fullPath(const std::wstring& folder) {
+  std::wstring result;
+  DWORD length = MAX_PATH;
+  do {
+    result.resize(length);
+    length = ::GetFullPathNameW(folder.c_str(), static_cast<DWORD>(result.size()), result.data(),
+                                /*filePart=*/nullptr);
+  } while (length > result.size());  // then it is the room that is needed
+  result.resize(length);
+  return result;
+}
+
+}  // namespace
+
+std::wstring forFileApi(const std::wstring& path) {
+  const std::optional<RelativePath> relative = splitRelative(path);
+  if (!relative) return extendedPath(path);
+  const std::wstring folder = fullPath(std::wstring(relative->folder));
+  return folder.empty() ? path : extendedPath(joinPath(folder, relative->rest));
+}
+
+}  // namespace korvel
