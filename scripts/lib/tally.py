@@ -1,5 +1,6 @@
 """Adds up what a test run left behind. Prints what failed, what was skipped, and the closing line "N passed, N failed".
-Where cases were skipped, the closing line is "N passed, N failed, N skipped".
+Where cases were skipped, the closing line is "N passed, N failed, N skipped". Where the platform lost a process and a
+case started it once more, the line before it is "(N restarts of PROGRAM: CASE, ...)".
 
     tally.py FOLDER          the whole run
     tally.py FOLDER NAME     only the failures of one program or check, as soon as it has ended
@@ -24,6 +25,7 @@ class Tally(NamedTuple):
     passed: int
     failures: list  # (name, text) pairs
     skips: list  # (name, reason) pairs
+    restarts: list  # names, one for each restart
 
 
 def cases(report):
@@ -56,9 +58,10 @@ def skip_reasons(log):
 def tally_program(name, report, log):
     """Counts the cases of one GoogleTest program."""
     reasons = skip_reasons(log)
-    passed, failures, skips = 0, [], []
+    passed, failures, skips, restarts = 0, [], [], []
     for case_name, case in cases(report):
         full_name = f"{name}: {case_name}"
+        restarts += [full_name] * int(case.get("restarts", 0))
         if case.get("failures"):
             failures.append((full_name, "\n".join(failure["failure"] for failure in case["failures"])))
         elif case["status"] != "RUN":
@@ -67,7 +70,7 @@ def tally_program(name, report, log):
             skips.append((full_name, reasons.get(case_name) or "no reason given"))
         else:
             passed += 1
-    return Tally(passed, failures, skips)
+    return Tally(passed, failures, skips, restarts)
 
 
 def tally_one(folder, name):
@@ -78,7 +81,7 @@ def tally_one(folder, name):
     if report is not None:
         tally = tally_program(name, report, log)
     else:
-        tally = Tally(1 if status == 0 and not is_program else 0, [], [])
+        tally = Tally(1 if status == 0 and not is_program else 0, [], [], [])
     ran_nothing = is_program and tally.passed == 0 and not tally.skips
     if not tally.failures and (status != 0 or ran_nothing):
         tally.failures.append((f"{name} (status {status})", "\n".join(log.splitlines()[-40:])))
@@ -86,10 +89,10 @@ def tally_one(folder, name):
 
 
 def tally_all(folder):
-    total = Tally(0, [], [])
+    total = Tally(0, [], [], [])
     for status in sorted(folder.glob("*.status")):
         one = tally_one(folder, status.name.removesuffix(".status"))
-        total = Tally(total.passed + one.passed, total.failures + one.failures, total.skips + one.skips)
+        total = Tally(*(before + more for before, more in zip(total, one)))
     return total
 
 
@@ -99,16 +102,22 @@ def show(what, entries):
         print("    " + text.replace("\n", "\n    "))
 
 
+def show_restarts(names):
+    if names:
+        print(f"({len(names)} restart{'s' if len(names) > 1 else ''} of {', '.join(names)})")
+
+
 def main(folder, name=None):
     folder = pathlib.Path(folder)
     if name is not None:
         show("FAILED", tally_one(folder, name).failures)
         return 0
-    passed, failures, skips = tally_all(folder)
+    passed, failures, skips, restarts = tally_all(folder)
     show("SKIPPED", skips)
     show("FAILED", failures)
     if failures or skips:
         print()
+    show_restarts(restarts)
     print(f"{passed} passed, {len(failures)} failed" + (f", {len(skips)} skipped" if skips else ""))
     return 1 if failures or passed == 0 else 0
 

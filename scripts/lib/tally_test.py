@@ -95,6 +95,17 @@ class TallyTest(unittest.TestCase):
         self.assertIn("SKIPPED native.a: Suite.DISABLED_Two\n    disabled\n", self.run_tally()[1])
         self.assertEqual(self.closing_line(), "1 passed, 0 failed, 1 skipped")
 
+    def test_restarts_are_told_before_the_closing_line_and_change_no_count(self):
+        self.leave("e2e.debug", 0, cases={"One": PASSED, "Two": {**PASSED, "restarts": "1"}})
+        self.assertEqual(self.run_tally(), (0, "(1 restart of e2e.debug: Suite.Two)\n2 passed, 0 failed\n"))
+        self.leave("windows.a", 1, cases={"Three": {**FAILED, "restarts": "1"}})
+        _, printed = self.run_tally()
+        self.assertTrue(
+            printed.endswith(
+                "\n\n(2 restarts of e2e.debug: Suite.Two, windows.a: Suite.Three)\n2 passed, 1 failed\n"
+            )
+        )
+
     def test_failures_are_listed_and_decide_on_the_exit_status(self):
         self.leave("native.a", 1, cases={"One": PASSED, "Two": FAILED, "Three": SKIPPED})
         status, printed = self.run_tally()

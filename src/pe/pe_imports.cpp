@@ -19,27 +19,33 @@ constexpr uint64_t kDescriptorFirstThunk = 16;
 
 class ImportWalk {
  public:
-  ImportWalk(const RvaMap& image, bool wideThunks)
+  ImportWalk(const RvaMap& image, const ImportTable& table)
       : image_(image),
-        thunkBytes_(wideThunks ? 8 : 4),
-        ordinalFlag_(wideThunks ? uint64_t{1} << 63 : uint64_t{1} << 31) {}
+        table_(table),
+        thunkBytes_(table.wideThunks ? 8 : 4),
+        ordinalFlag_(table.wideThunks ? uint64_t{1} << 63 : uint64_t{1} << 31) {}
 
-  std::vector<std::string> run(uint32_t directoryRva) {
-    for (uint64_t rva = directoryRva; takeStep(); rva += kDescriptorBytes) {
+  std::vector<std::string> run() {
+    for (uint64_t rva = table_.directory; takeStep(); rva += kDescriptorBytes) {
       const ByteView descriptor = image_.at(rva);
       const uint32_t original = descriptor.u32(kDescriptorOriginalFirstThunk).value_or(0);
       const uint32_t first = descriptor.u32(kDescriptorFirstThunk).value_or(0);
       if (original == 0 && first == 0) break;  // the descriptor that ends the list
-      // The first thunk table holds names too, unless addresses are bound into it; some linkers write only
-      // that one.
-      const bool useOriginal = original != 0 && (first == 0 || thunkAt(original) != 0);
-      readNames(useOriginal ? original : first);
+      if (const uint32_t names = nameTable(original, first); names != 0) readNames(names);
     }
     return std::move(names_);
   }
 
  private:
   bool takeStep() { return names_.size() < kImportNameLimit && steps_++ < kImportStepLimit; }
+
+  /// The table that the loader resolves; 0 when there is none. The first thunk table holds names too, unless
+  /// addresses are bound into it; some linkers write only that one. The loader takes no original table from
+  /// the headers: other values of old linkers stand in that field.
+  uint32_t nameTable(uint32_t original, uint32_t first) const {
+    if (original == 0 || original < table_.headerBytes) return first;
+    return first == 0 || thunkAt(original) != 0 ? original : first;
+  }
 
   uint64_t thunkAt(uint64_t rva) const {
     const ByteView thunk = image_.at(rva);
@@ -67,6 +73,7 @@ class ImportWalk {
   }
 
   const RvaMap& image_;
+  const ImportTable table_;
   const uint32_t thunkBytes_;
   const uint64_t ordinalFlag_;
   uint32_t steps_ = 0;
@@ -75,9 +82,9 @@ class ImportWalk {
 
 }  // namespace
 
-std::vector<std::string> readImportNames(const RvaMap& image, uint32_t directoryRva, bool wideThunks) {
-  if (directoryRva == 0) return {};
-  return ImportWalk(image, wideThunks).run(directoryRva);
+std::vector<std::string> readImportNames(const RvaMap& image, const ImportTable& table) {
+  if (table.directory == 0) return {};
+  return ImportWalk(image, table).run();
 }
 
 }  // namespace korvel

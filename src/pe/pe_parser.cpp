@@ -31,7 +31,9 @@ constexpr uint16_t kFileIsDll = 0x2000;
 // Optional header.
 constexpr uint16_t kMagicPe32 = 0x10B;
 constexpr uint16_t kMagicPe32Plus = 0x20B;
+constexpr uint64_t kOptionalSectionAlignment = 32;
 constexpr uint64_t kOptionalFileAlignment = 36;
+constexpr uint64_t kOptionalSizeOfHeaders = 60;
 constexpr uint64_t kOptionalSubsystem = 68;
 constexpr uint64_t kOptionalDirectoryCountPe32 = 92;
 constexpr uint64_t kOptionalDirectoryCountPe32Plus = 108;
@@ -163,13 +165,17 @@ PeInfo parsePe(ByteView bytes, uint64_t fileSize) {
   info.hasDebug = headers->directory(kDebugDirectory).size != 0;
   info.hasTls = headers->directory(kTlsDirectory).size != 0;
 
-  const RvaMap image(bytes, headers->optional32(kOptionalFileAlignment), readSections(bytes, *headers, info));
+  const PeAlignment alignment = {.inMemory = headers->optional32(kOptionalSectionAlignment),
+                                 .inFile = headers->optional32(kOptionalFileAlignment)};
+  const RvaMap image(bytes, alignment, readSections(bytes, *headers, info));
   const uint64_t end = endOfRawData(info.sections);
   info.hasOverlay = fileSize > end;
   info.overlaySize = info.hasOverlay ? fileSize - end : 0;
 
   // The loader uses only the directory's address, so imports may exist although the size is 0.
-  info.imports = readImportNames(image, imports.address, headers->pe32Plus());
+  info.imports = readImportNames(image, {.directory = imports.address,
+                                         .headerBytes = headers->optional32(kOptionalSizeOfHeaders),
+                                         .wideThunks = headers->pe32Plus()});
   info.importCount = static_cast<uint32_t>(info.imports.size());
   return info;
 }

@@ -18,18 +18,25 @@ struct PeSectionPlace {
   uint32_t rawSize = 0;
 };
 
+/// In bytes, as the optional header gives them.
+struct PeAlignment {
+  uint32_t inMemory = 0;  ///< of sections
+  uint32_t inFile = 0;    ///< of their raw data
+};
+
 class RvaMap {
  public:
   /// `file` must outlive the map. The sections need not be valid or in order.
-  RvaMap(ByteView file, uint32_t fileAlignment, std::vector<PeSectionPlace> sections);
+  RvaMap(ByteView file, PeAlignment alignment, std::vector<PeSectionPlace> sections);
 
   /// The bytes from `rva` on, as far as the same section (or, below all sections, the headers) has any in the
-  /// file. Callers must read past the end as 0: memory that the file does not fill is zero.
+  /// file. In an image whose sections are aligned to less than a page they run to the end of the file.
+  /// Callers must read past the end as 0: memory that the file does not fill is zero.
   ByteView at(uint64_t rva) const;
 
  private:
   ByteView file_;
-  std::vector<PeSectionPlace> sections_;  // ascending, no two at one address
+  std::vector<PeSectionPlace> sections_;  // ascending, no two at one address; none in a flat image
 };
 
 }  // namespace korvel

@@ -90,8 +90,10 @@ std::optional<std::vector<QuarantineRecord>> decodeQuarantineList(const std::str
 std::string encodeText(const std::string& text);  ///< error texts and firewall arguments
 std::optional<std::string> decodeText(const std::string& payload);
 
-std::string encodeNumber(uint32_t value);  ///< ping: tick count; start of an update: 1
+std::string encodeNumber(uint32_t value);  ///< start of an update: 1
 std::optional<uint32_t> decodeNumber(const std::string& payload);
+/// Ping: the low 32 bits of the milliseconds since the start of the system. Wraps after 49.7 days.
+std::string encodeTickCount(uint64_t milliseconds);
 
 struct FirewallChangeReply {
   bool ok = false;

@@ -49,6 +49,10 @@ std::optional<std::vector<QuarantineRecord>> decodeQuarantineList(const std::str
 std::string encodeNumber(uint32_t value) { return encoded(value); }
 std::optional<uint32_t> decodeNumber(const std::string& payload) { return decoded<uint32_t>(payload); }
 
+std::string encodeTickCount(uint64_t milliseconds) {
+  return encodeNumber(static_cast<uint32_t>(milliseconds));
+}
+
 std::string encodeFirewallChange(const FirewallChangeReply& reply) { return encoded(reply); }
 std::optional<FirewallChangeReply> decodeFirewallChange(const std::string& payload) {
   return decoded<FirewallChangeReply>(payload);

@@ -13,6 +13,7 @@ namespace {
 
 constexpr DWORD kOpenMode = PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED;
 constexpr DWORD kCreateRetryMs = 1000;
+constexpr DWORD kHangUpPollMs = 10;
 
 void logFailure(const char* call, DWORD code) {
   Log::instance().write(kLogError, std::string(call) + " failed, win32=" + std::to_string(code));
@@ -50,26 +51,38 @@ DWORD WINAPI flushPipe(void* pipe) {
   return 0;
 }
 
+bool clientGone(HANDLE pipe) {
+  return !::PeekNamedPipe(pipe, /*buffer=*/nullptr, 0, nullptr, nullptr, nullptr);
+}
+
+void awaitHangUp(HANDLE pipe, const ServerCalls& calls) {
+  for (DWORD waitedMs = 0; waitedMs < kLastReplyGraceMs && !clientGone(pipe); waitedMs += kHangUpPollMs)
+    calls.sleep(kHangUpPollMs);
+}
+
 /// Disconnects the client. If its replies were written whole, first waits until the client has read them or
 /// has disconnected, but for kLastReplyGraceMs at most. FlushFileBuffers() waits for the reader without a
-/// time limit, so it runs on a helper thread, which DisconnectNamedPipe() releases.
-void disconnectClient(HANDLE pipe, bool repliesAreWhole) {
+/// time limit, so it runs on a helper thread, which DisconnectNamedPipe() releases. Where no thread can be
+/// made, only the client's own disconnection can be seen.
+void disconnectClient(HANDLE pipe, bool repliesAreWhole, const ServerCalls& calls) {
   UniqueHandle flusher;
-  const bool clientGone = !::PeekNamedPipe(pipe, /*buffer=*/nullptr, 0, nullptr, nullptr, nullptr);
-  if (repliesAreWhole && !clientGone) {
-    flusher.reset(
-        ::CreateThread(/*security=*/nullptr, /*stackBytes=*/0, flushPipe, pipe, /*flags=*/0, nullptr));
+  if (repliesAreWhole && !clientGone(pipe)) {
+    flusher.reset(calls.createThread(flushPipe, pipe));
+    if (flusher) {
+      ::WaitForSingleObject(flusher.get(), kLastReplyGraceMs);
+    } else {
+      awaitHangUp(pipe, calls);
+    }
   }
-  if (flusher) ::WaitForSingleObject(flusher.get(), kLastReplyGraceMs);
   ::DisconnectNamedPipe(pipe);
   if (flusher) ::WaitForSingleObject(flusher.get(), INFINITE);
 }
 
 /// Serves one connection from its first frame to the disconnection.
-void serveClient(HANDLE pipe, EngineOperations& engine) {
+void serveClient(HANDLE pipe, EngineOperations& engine, const ServerCalls& calls) {
   serviceLog("client connected");
   const bool repliesAreWhole = handleClient(pipe, engine);
-  disconnectClient(pipe, repliesAreWhole);
+  disconnectClient(pipe, repliesAreWhole, calls);
   serviceLog("client disconnected");
 }
 
@@ -94,7 +107,7 @@ void runPipeServer(EngineOperations& engine, const ServerCalls& calls) {
         pipe.reset();
         break;
       case Accepted::kConnected:
-        serveClient(pipe.get(), engine);
+        serveClient(pipe.get(), engine, calls);
         // The next instance is created before this one is closed, so that the pipe always exists.
         if (!stop.requested()) pipe.reset(createServerPipe(kOpenMode, calls));
         break;

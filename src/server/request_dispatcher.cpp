@@ -28,7 +28,7 @@ bool getStatus(EngineOperations& engine, const Frame&, std::string* reply, std::
 }
 
 bool ping(EngineOperations&, const Frame&, std::string* reply, std::string*) {
-  *reply = encodeNumber(static_cast<uint32_t>(::GetTickCount64()));  // the low 32 bits: wraps after 49.7 days
+  *reply = encodeTickCount(::GetTickCount64());
   return true;
 }
 

@@ -40,6 +40,11 @@ BOOL getOverlappedResult(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred
 
 void sleep(DWORD milliseconds) { ::Sleep(milliseconds); }
 
+HANDLE createThread(LPTHREAD_START_ROUTINE function, void* argument) {
+  return ::CreateThread(/*security=*/nullptr, /*stackBytes=*/0, function, argument, /*flags=*/0,
+                        /*id=*/nullptr);
+}
+
 constexpr ServerCalls kWindowsCalls{.convertSddl = convertSddl,
                                     .createNamedPipe = createNamedPipe,
                                     .createEvent = createEvent,
@@ -48,7 +53,8 @@ constexpr ServerCalls kWindowsCalls{.convertSddl = convertSddl,
                                     .connectNamedPipe = connectNamedPipe,
                                     .waitForEither = waitForEither,
                                     .getOverlappedResult = getOverlappedResult,
-                                    .sleep = sleep};
+                                    .sleep = sleep,
+                                    .createThread = createThread};
 
 }  // namespace
 

@@ -23,6 +23,8 @@ struct ServerCalls {
   DWORD (*waitForEither)(HANDLE first, HANDLE second);
   BOOL (*getOverlappedResult)(HANDLE pipe, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait);
   void (*sleep)(DWORD milliseconds);
+  /// Null when there is no thread to be had.
+  HANDLE (*createThread)(LPTHREAD_START_ROUTINE function, void* argument);
 };
 
 }  // namespace korvel::ipc

@@ -11,11 +11,20 @@
 
 namespace {
 
-/// The executable has no console by default; this creates one for a mode that prints, unless the standard
-/// output is redirected or a console exists already.
+/// Whether what is written to the output gets to a file, a pipe or a console.
+bool goesSomewhere(HANDLE output) {
+  const DWORD type = ::GetFileType(output);
+  DWORD mode = 0;
+  return type == FILE_TYPE_DISK || type == FILE_TYPE_PIPE || ::GetConsoleMode(output, &mode);
+}
+
+/// Finds a console for a mode that prints, because the executable has none by default. A redirected output
+/// stays as it is. Otherwise the console that the program was started from is the right one; a new one is
+/// only made where there is none.
 void attachConsole() {
-  if (korvel::KernelHandleTraits::valid(::GetStdHandle(STD_OUTPUT_HANDLE))) return;
-  if (::GetConsoleWindow() == nullptr) ::AllocConsole();
+  const HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
+  if (goesSomewhere(output) || ::AttachConsole(ATTACH_PARENT_PROCESS)) return;
+  if (!korvel::KernelHandleTraits::valid(output) && ::GetConsoleWindow() == nullptr) ::AllocConsole();
 }
 
 int run(korvel::RunMode mode) {

@@ -3,13 +3,13 @@
 #include <stdexcept>
 
 #include "base/utf.h"
+#include "support/restarts.h"
 
 namespace korvel::test {
 namespace {
 
 constexpr UINT kKilledExitCode = 137;
-constexpr int kStartAttempts = 5;
-constexpr DWORD kStartPauseMs = 100;
+constexpr DWORD kRestartPauseMs = 1'000;
 
 UniqueHandle inheritableFile(const std::wstring& path, DWORD access, DWORD disposition) {
   SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), /*descriptor=*/nullptr, /*inherit=*/TRUE};
@@ -51,17 +51,22 @@ void ChildProcess::launch(const std::wstring& program, const std::wstring& argum
                           DWORD flags) {
   std::wstring commandLine = L"\"" + program + L"\" " + arguments;
   PROCESS_INFORMATION info{};
+  DWORD code = 0;
+  const auto create = [&] {
+    const BOOL ok = ::CreateProcessW(program.c_str(), commandLine.data(), /*processSecurity=*/nullptr,
+                                     /*threadSecurity=*/nullptr, /*inheritHandles=*/TRUE, flags,
+                                     /*environment=*/nullptr, /*directory=*/nullptr, &startup, &info);
+    code = ::GetLastError();
+    return ok != FALSE;
+  };
   // The test platform now and then fails to start a process, above all right after the end of another.
-  bool started = false;
-  for (int attempt = 0; attempt < kStartAttempts && !started; ++attempt) {
-    if (attempt > 0) ::Sleep(kStartPauseMs);
-    started = ::CreateProcessW(program.c_str(), commandLine.data(), /*processSecurity=*/nullptr,
-                               /*threadSecurity=*/nullptr, /*inheritHandles=*/TRUE, flags,
-                               /*environment=*/nullptr, /*directory=*/nullptr, &startup, &info) != FALSE;
+  bool started = create();
+  if (!started && mayRestart(toUtf8(program))) {
+    ::Sleep(kRestartPauseMs);
+    started = create();
   }
   if (!started) {
-    throw std::runtime_error("cannot start " + toUtf8(program) +
-                             ", win32=" + std::to_string(::GetLastError()));
+    throw std::runtime_error("cannot start " + toUtf8(program) + ", win32=" + std::to_string(code));
   }
   const UniqueHandle thread(info.hThread);
   process_.reset(info.hProcess);

@@ -1,10 +1,14 @@
 // The run modes from the command line.
+#include <thread>
+
+#include "base/paths.h"
 #include "base/utf.h"
 #include "config/data_paths.h"
 #include "e2e/machine.h"
 #include "e2e/own_console.h"
 #include "e2e/service_manager.h"
 #include "e2e/service_test.h"
+#include "support/pseudo_console.h"
 
 namespace korvel::test {
 namespace {
@@ -21,10 +25,11 @@ constexpr char kUsage[] =
     "  KorvelService.exe --update-check\n"
     "  KorvelService.exe --fw\n";
 
-std::string unreachablePing() {
+std::string unreachablePing(int code = 2) {
   std::string text;
   for (const char* attempt : {"1", "2", "3"}) {
-    text += std::string("попытка ") + attempt + ": cannot connect to service pipe (win32=2)\r\n";
+    text += std::string("попытка ") + attempt +
+            ": cannot connect to service pipe (win32=" + std::to_string(code) + ")\r\n";
   }
   return text + "служба не запущена или канал не создан\r\n";
 }
@@ -91,9 +96,7 @@ TEST_F(ConsoleMode, CtrlCStopsItCleanly) {
   useOwnConsole();
   startService();
   pressCtrlC();
-  const std::optional<DWORD> exitCode = service().waitForExit(20'000);
-  ASSERT_TRUE(exitCode.has_value());
-  EXPECT_EQ(*exitCode, 0u);
+  expectCleanEnd(20'000);
   EXPECT_TRUE(logGets("[INF] stopped\n"));
 }
 
@@ -124,6 +127,52 @@ TEST_F(Console, IsNotMadeForAService) {
   EXPECT_FALSE(hasConsole(managed.status().dwProcessId));
 }
 
+/// Started by hand from a console: console_child plays the shell in a console of the test's own.
+class ExistingConsole : public ServiceTest {
+ protected:
+  /// Runs the executable to its end.
+  static ConsoleRun run(const std::wstring& way, const std::wstring& flag) {
+    wchar_t self[MAX_PATH + 1] = {};
+    ::GetModuleFileNameW(/*module=*/nullptr, self, MAX_PATH);
+    return runInConsole(joinPath(parentDirectory(self), L"console_child.exe"),
+                        way + L" \"" + serviceExecutable() + L"\" " + flag);
+  }
+  /// Runs console mode until another client asks for the stop.
+  ConsoleRun runConsoleMode(const std::wstring& way) {
+    std::thread client([this] {
+      EXPECT_TRUE(logGets("running in console mode"));
+      EXPECT_EQ(reply(ipc::Opcode::kStopService), "");
+    });
+    const ConsoleRun seen = run(way, L"--console");
+    client.join();
+    return seen;
+  }
+};
+
+TEST_F(ExistingConsole, ShowsTheStartLine) {
+  const ConsoleRun seen = runConsoleMode(L"shell");
+  EXPECT_EQ(seen.exitCode, 0u);
+  EXPECT_EQ(seen.screen, kStartLine);
+}
+
+TEST_F(ExistingConsole, ShowsTheStartLineAlsoWhereTheOutputIsALeftoverOfTheShell) {
+  const ConsoleRun seen = runConsoleMode(L"shell-with-leftover");
+  EXPECT_EQ(seen.exitCode, 0u);
+  EXPECT_EQ(seen.screen, kStartLine);
+}
+
+TEST_F(ExistingConsole, ShowsNothingOfARedirectedOutput) {
+  const ConsoleRun seen = run(L"shell-with-pipe", L"--fw");
+  EXPECT_EQ(seen.exitCode, 1u);
+  EXPECT_EQ(seen.screen, "");
+}
+
+TEST_F(ExistingConsole, ShowsWhatTheDiagnosticClientsSay) {
+  const ConsoleRun seen = run(L"shell", L"--fw");
+  EXPECT_EQ(seen.exitCode, 1u);
+  EXPECT_EQ(seen.screen, "канал не открыт: cannot connect to service pipe (win32=2)\r\n");
+}
+
 /// Console events as the system delivers them: a thread in the process that runs its control routine. There
 /// is no call that makes the system send these.
 class ConsoleEvent : public ServiceTest {
@@ -134,8 +183,8 @@ class ConsoleEvent : public ServiceTest {
     ASSERT_NE(routine, nullptr);
     ASSERT_TRUE(service().runThread(routine, type));
   }
-  void expectCleanEnd() {
-    EXPECT_EQ(service().waitForExit(20'000), 0u);
+  void expectCleanStop() {
+    expectCleanEnd(20'000);
     const size_t workers = log().find("[INF] workers stopped\n");
     ASSERT_NE(workers, std::string::npos);
     EXPECT_NE(log().find("[INF] stopped\n", workers), std::string::npos);
@@ -145,13 +194,13 @@ class ConsoleEvent : public ServiceTest {
 TEST_F(ConsoleEvent, CtrlBreakStopsItCleanly) {
   startService();
   send(CTRL_BREAK_EVENT);
-  expectCleanEnd();
+  expectCleanStop();
 }
 
 TEST_F(ConsoleEvent, ClosingTheConsoleStopsItCleanly) {
   startService();
   send(CTRL_CLOSE_EVENT);
-  expectCleanEnd();
+  expectCleanStop();
 }
 
 TEST_F(ConsoleEvent, ALogOffIsLeftToTheSystemWhichEndsTheProcess) {
@@ -217,13 +266,30 @@ TEST_F(RunMode, PingTellsTheStateOfTheService) {
             "  minifilter:  нет\r\n");
 }
 
-TEST_F(RunMode, PingReportsAPipeThatStaysBusy) {
+TEST_F(RunMode, PingReportsAPipeThatStaysBusyAfterItsThreeTimesThreeSeconds) {
   startService();
   Client other;
   other.connect();
+  const ULONGLONG started = ::GetTickCount64();
   const Finished run = runToEnd(serviceExecutable(), L"--ping");
+  // Sixteen waits of 200 ms and a pause of a second at each attempt. Waits may end a tick early.
+  EXPECT_GE(::GetTickCount64() - started, 3u * (16 * 180 + 900));
   EXPECT_EQ(run.exitCode, 1u);
-  EXPECT_NE(run.output.find("попытка 3: cannot connect to service pipe (win32="), std::string::npos);
+  EXPECT_EQ(run.output, unreachablePing(231));
+}
+
+TEST_F(RunMode, PingIsServedAsSoonAsTheOtherClientHasGone) {
+  startService();
+  Client other;
+  other.connect();
+  ChildProcess ping;
+  ping.start(serviceExecutable(), L"--ping");
+  // The first attempt has failed, the second finds the pipe free.
+  const std::string first = "попытка 1: cannot connect to service pipe (win32=231)\r\n";
+  EXPECT_TRUE(eventually([&] { return ping.output() == first; }));
+  other.disconnect();
+  EXPECT_EQ(ping.waitForExit(60'000), 0u);
+  EXPECT_TRUE(ping.output().starts_with(first + "служба отвечает\r\n")) << ping.output();
 }
 
 }  // namespace

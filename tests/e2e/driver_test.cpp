@@ -11,6 +11,7 @@
 #include "base/utf.h"
 #include "e2e/machine.h"
 #include "e2e/sample_files.h"
+#include "e2e/service_manager.h"
 #include "e2e/service_test.h"
 #include "support/fake_driver.h"
 
@@ -137,6 +138,33 @@ TEST_F(Driver, OneMoreMessageLetsTheServiceStop) {
   EXPECT_FALSE(service().waitForExit(500));  // the link waits for the driver's next message
   EXPECT_EQ(driver_->ask(folder().at(L"missing.exe"), 1), true);
   EXPECT_EQ(service().waitForExit(20'000), 0u);
+}
+
+TEST_F(Driver, ASilentOneKeepsTheServiceStopPendingWithTheCheckPointOfBothReports) {
+  driver_.emplace();
+  RegisteredService managed;
+  ASSERT_TRUE(managed.start());
+  ASSERT_EQ(managed.waitFor(SERVICE_RUNNING).back().dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+  ASSERT_TRUE(driver_->waitForService(10'000));
+  ASSERT_TRUE(managed.control(SERVICE_CONTROL_STOP));
+  // From the control handler, and from the service's thread once no client is served any more.
+  ASSERT_TRUE(eventually([&] { return managed.status().dwCheckPoint == 2; }));
+  const SERVICE_STATUS_PROCESS pending = managed.status();
+  EXPECT_EQ(pending.dwCurrentState, static_cast<DWORD>(SERVICE_STOP_PENDING));
+  EXPECT_EQ(pending.dwControlsAccepted, 0u);
+  EXPECT_EQ(pending.dwWaitHint, 30'000u);
+  EXPECT_EQ(pending.dwWin32ExitCode, 0u);
+  for (const DWORD control : {SERVICE_CONTROL_INTERROGATE, SERVICE_CONTROL_STOP}) {
+    EXPECT_FALSE(managed.control(control));
+    const DWORD code = ::GetLastError();
+    EXPECT_TRUE(code == ERROR_INVALID_SERVICE_CONTROL || code == ERROR_SERVICE_CANNOT_ACCEPT_CTRL) << code;
+  }
+  EXPECT_EQ(managed.status().dwCheckPoint, 2u);
+  EXPECT_EQ(logMentions("stop requested"), 1);
+  EXPECT_EQ(driver_->ask(folder().at(L"missing.exe"), 1), true);  // lets the link end
+  const SERVICE_STATUS_PROCESS stopped = managed.waitFor(SERVICE_STOPPED).back();
+  EXPECT_EQ(stopped.dwCurrentState, static_cast<DWORD>(SERVICE_STOPPED));
+  EXPECT_EQ(stopped.dwWin32ExitCode, 0u);
 }
 
 /// Runs everything that reads the database while it is replaced every few milliseconds.

@@ -1,8 +1,11 @@
 // Real-time protection of the running service: files appear below the watched trees and become events. Files
 // are made in folders that appear after the start: the test platform does not report older subfolders.
+#include <iterator>
 #include <set>
+#include <vector>
 
 #include "base/files.h"
+#include "base/paths.h"
 #include "base/utf.h"
 #include "e2e/sample_files.h"
 #include "e2e/service_test.h"
@@ -12,6 +15,10 @@ namespace {
 
 constexpr DWORD kLimitMs = 20'000;
 constexpr const wchar_t* kTrees[] = {L"C:\\Users\\korvel-test", L"C:\\ProgramData\\korvel-test"};
+constexpr wchar_t kDownloaded[] = L"C:\\Windows\\Downloaded Files";  // no part of a fresh system
+constexpr const wchar_t* kOtherTrees[] = {L"C:\\Program Files\\korvel-test",
+                                          L"C:\\Program Files (x86)\\korvel-test",
+                                          L"C:\\Windows\\Temp\\korvel-test", kDownloaded};
 
 class Realtime : public ServiceTest {
  protected:
@@ -26,6 +33,7 @@ class Realtime : public ServiceTest {
   }
   static void removeFolders() {
     for (const wchar_t* tree : kTrees) removeTree(tree);
+    for (const wchar_t* tree : kOtherTrees) removeTree(tree);
   }
   static bool rewritten(const std::wstring& path, const std::string& bytes) {
     try {
@@ -145,6 +153,30 @@ TEST_F(Realtime, ATreeThatIsMissingIsPassedOverSilently) {
   ASSERT_FALSE(pathExists(L"C:\\Windows\\Downloaded Files"));
   startArmed();
   EXPECT_EQ(log().find("real-time: "), std::string::npos);
+}
+
+TEST_F(Realtime, EveryWatchedTreeIsWatched) {
+  createDirectories(kDownloaded);
+  startArmed();
+  std::vector<std::wstring> trees(std::begin(kTrees), std::end(kTrees));
+  trees.insert(trees.end(), std::begin(kOtherTrees), std::end(kOtherTrees));
+  for (const std::wstring& tree : trees)
+    EXPECT_TRUE(reportedOnceWritten(tree + L"\\every.pdf.exe", "x")) << toUtf8(tree);
+  EXPECT_EQ(log().find("real-time: "), std::string::npos);
+}
+
+TEST_F(Realtime, OtherTreesAreNotWatched) {
+  const std::wstring outside[] = {L"C:\\korvel-outside\\x.pdf.exe",
+                                  L"C:\\Windows\\korvel-outside\\x.pdf.exe"};
+  startArmed();
+  for (const std::wstring& file : outside) writeFile(file, "x");
+  const std::wstring next = watchedFolder(L"C:\\Users\\korvel-test\\t11") + L"\\next.pdf.exe";
+  writeFile(next, "x");
+  EXPECT_TRUE(reported(next));
+  for (const std::wstring& file : outside) {
+    EXPECT_EQ(paths_.count(file), 0u) << toUtf8(file);
+    removeTree(parentDirectory(file));
+  }
 }
 
 TEST_F(Realtime, SwitchedOnAtRunTimeItWatchesNothingBeforeTheRestart) {

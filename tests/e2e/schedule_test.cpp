@@ -95,15 +95,23 @@ TEST_F(Schedule, StartedWithinTheWindowScansAtOnceAndQuickly) {
   wchar_t profile[MAX_PATH] = {};
   ASSERT_GT(::GetEnvironmentVariableW(L"USERPROFILE", profile, MAX_PATH), 0u);
   const std::wstring file = std::wstring(profile) + L"\\Downloads\\korvel-e2e.pdf.exe";
-  writeFile(file, "x");
+  const std::wstring deep = std::wstring(profile) + L"\\korvel-e2e\\deep.pdf.exe";
+  const std::wstring outside = L"C:\\korvel-e2e\\outside.pdf.exe";
+  for (const std::wstring& path : {file, deep, outside}) writeFile(path, "x");
   startAt(3, 9, 30);
   EXPECT_TRUE(eventually(kPeriodMs, [this] { return progress().scanning || finishedScans() > 0; }));
   waitForScanEnd();
-  removeTree(file);
   EXPECT_EQ(finishedScans(), 1);
   const std::vector<ThreatRecord> found = results();
-  EXPECT_TRUE(
-      std::any_of(found.begin(), found.end(), [&](const auto& threat) { return threat.path == file; }));
+  const auto isFound = [&found](const std::wstring& path) {
+    return std::any_of(found.begin(), found.end(), [&](const auto& threat) { return threat.path == path; });
+  };
+  EXPECT_TRUE(isFound(file));
+  EXPECT_FALSE(isFound(deep)) << "of the profile itself a quick scan takes only the files directly in it";
+  EXPECT_FALSE(isFound(outside)) << "a full scan would find it";
+  removeTree(file);
+  removeTree(std::wstring(profile) + L"\\korvel-e2e");
+  removeTree(L"C:\\korvel-e2e");
 }
 
 TEST_F(Schedule, StartedOutsideTheWindowScansNothing) {

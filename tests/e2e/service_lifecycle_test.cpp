@@ -1,5 +1,8 @@
 // The unmodified executable under the machine's Service Control Manager.
+#include <cstdio>
+
 #include "base/files.h"
+#include "base/utf.h"
 #include "config/data_paths.h"
 #include "e2e/service_manager.h"
 #include "e2e/service_test.h"
@@ -57,7 +60,7 @@ TEST_F(ServiceLifecycle, LogsItsLifeInOrder) {
         "[INF] KORVEL Antivirus: running\n", "[INF] KORVEL Antivirus: stop requested\n",
         "[INF] workers stopped\n"}) {
     const size_t at = lineAt(text);
-    EXPECT_GE(at, last) << text;
+    EXPECT_GT(at, last) << text;
     last = at;
   }
 }
@@ -109,6 +112,43 @@ TEST_F(ServiceLifecycle, ABadHourIsAnExceptionOfTheWorker) {
             static_cast<DWORD>(ERROR_SERVICE_SPECIFIC_ERROR));
   const size_t worker = lineAt("[ERR] engine: worker threw: invalid stoul argument\n");
   EXPECT_LT(worker, lineAt("[ERR] startup failed: worker threw: invalid stoul argument\n"));
+}
+
+/// Signatures that take a while to load, so that the service can be seen while it starts.
+class SlowStart : public ServiceLifecycle {
+ protected:
+  static constexpr unsigned kSignatures = 600'000;
+
+  void SetUp() override {
+    ServiceLifecycle::SetUp();
+    std::string signatures = "KORVELDB/1\nVERSION slow\n";
+    char digest[65];
+    for (unsigned i = 0; i < kSignatures; ++i) {
+      std::snprintf(digest, sizeof digest, "%08x%056x", i * 2'654'435'761u, i);
+      signatures.append(digest).append("\n");
+    }
+    writeSettings("SignatureDb=" + toUtf8(folder().write(L"slow.txt", signatures)) + "\n");
+  }
+};
+
+TEST_F(SlowStart, IsStartPendingAndRefusesAStopAndAnInterrogationUntilItRuns) {
+  ASSERT_TRUE(managed_.start());
+  const SERVICE_STATUS_PROCESS pending = managed_.waitFor(SERVICE_START_PENDING).back();
+  ASSERT_EQ(pending.dwCurrentState, static_cast<DWORD>(SERVICE_START_PENDING));
+  // The manager itself answers for a service that accepts no controls.
+  for (const DWORD control : {SERVICE_CONTROL_STOP, SERVICE_CONTROL_INTERROGATE}) {
+    EXPECT_FALSE(managed_.control(control));
+    const DWORD code = ::GetLastError();
+    EXPECT_TRUE(code == ERROR_INVALID_SERVICE_CONTROL || code == ERROR_SERVICE_CANNOT_ACCEPT_CTRL) << code;
+  }
+  const std::vector<SERVICE_STATUS_PROCESS> seen = managed_.waitFor(SERVICE_RUNNING);
+  ASSERT_EQ(seen.front().dwCurrentState, static_cast<DWORD>(SERVICE_START_PENDING)) << "the phase was missed";
+  EXPECT_EQ(seen.front().dwControlsAccepted, 0u);
+  EXPECT_EQ(seen.front().dwCheckPoint, 1u);
+  EXPECT_EQ(seen.front().dwWaitHint, 30'000u);
+  EXPECT_EQ(seen.back().dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+  EXPECT_EQ(log().find("stop requested"), std::string::npos);
+  EXPECT_TRUE(logGets("signatures loaded: " + std::to_string(kSignatures) + " entries, version slow\n"));
 }
 
 TEST_F(ServiceLifecycle, StartsAndStopsManyTimes) {

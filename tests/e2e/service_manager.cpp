@@ -1,17 +1,19 @@
 #include "e2e/service_manager.h"
 
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 
 #include "e2e/machine.h"
+#include "e2e/thread_report.h"
+#include "support/restarts.h"
 
 namespace korvel::test {
 namespace {
 
 constexpr wchar_t kName[] = L"KorvelService";
 constexpr DWORD kPollMs = 5;
-constexpr int kStartAttempts = 3;
-constexpr DWORD kStartPauseMs = 100;
+constexpr DWORD kRestartPauseMs = 1'000;
 constexpr DWORD kForgottenLimitMs = 30'000;
 
 [[noreturn]] void fail(const char* step) {
@@ -52,10 +54,10 @@ RegisteredService::~RegisteredService() {
 }
 
 bool RegisteredService::start() {
-  for (int attempt = 1; !::StartServiceW(service_.get(), 0, nullptr); ++attempt) {
+  while (!::StartServiceW(service_.get(), 0, nullptr)) {
     // The test platform now and then fails to start a process. Any other failure is the service's own.
-    if (::GetLastError() != ERROR_INTERNAL_ERROR || attempt == kStartAttempts) return false;
-    ::Sleep(kStartPauseMs);
+    if (::GetLastError() != ERROR_INTERNAL_ERROR || !mayRestart("KorvelService")) return false;
+    ::Sleep(kRestartPauseMs);
   }
   process_.reset(::OpenProcess(SYNCHRONIZE, /*inherit=*/FALSE, status().dwProcessId));
   return true;
@@ -86,6 +88,9 @@ std::vector<SERVICE_STATUS_PROCESS> RegisteredService::waitFor(DWORD state, DWOR
     if (now.dwCurrentState == state) break;
     ::Sleep(kPollMs);
   } while (::GetTickCount64() < end);
+  if (seen.back().dwCurrentState != state)
+    std::printf("the service does not get to state %lu; %s", state,
+                threadReport(seen.back().dwProcessId).c_str());
   // "Stopped" is the last status of a process that still has to end.
   if (seen.back().dwCurrentState == SERVICE_STOPPED && process_)
     ::WaitForSingleObject(process_.get(), limitMs);

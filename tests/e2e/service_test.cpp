@@ -8,12 +8,13 @@
 #include "config/data_paths.h"
 #include "e2e/machine.h"
 #include "e2e/sample_files.h"
+#include "e2e/thread_report.h"
+#include "support/restarts.h"
 
 namespace korvel::test {
 namespace {
 
 constexpr DWORD kStartLimitMs = 30'000;
-constexpr int kStartAttempts = 3;
 constexpr DWORD kCleanStopLimitMs = 30'000;
 constexpr DWORD kSeenOffLimitMs = 2'000;
 constexpr DWORD kLogLimitMs = 10'000;
@@ -65,7 +66,7 @@ void ServiceTest::startService() {
   };
   // The test platform now and then loses a process before its first step, and then the log has no line of it.
   bool up = comesUp();
-  for (int i = 1; i < kStartAttempts && !up && log().size() == logBefore; ++i) up = comesUp();
+  if (!up && log().size() == logBefore && mayRestart(toUtf8(serviceExecutable()))) up = comesUp();
   if (!up) {
     const std::optional<DWORD> exitCode = service_.waitForExit(0);
     throw std::runtime_error("the service does not come up" +
@@ -80,8 +81,12 @@ void ServiceTest::startService() {
 
 void ServiceTest::stopService() {
   EXPECT_EQ(reply(ipc::Opcode::kStopService), "");
-  const std::optional<DWORD> exitCode = service_.waitForExit(kCleanStopLimitMs);
-  ASSERT_TRUE(exitCode.has_value()) << "the service does not stop";
+  expectCleanEnd(kCleanStopLimitMs);
+}
+
+void ServiceTest::expectCleanEnd(DWORD limitMs) {
+  const std::optional<DWORD> exitCode = service_.waitForExit(limitMs);
+  ASSERT_TRUE(exitCode.has_value()) << "the service does not stop\n" << threadReport(service_.id());
   EXPECT_EQ(*exitCode, 0u);
   EXPECT_TRUE(logGets("[INF] stopped\n"));
 }

@@ -29,6 +29,9 @@ class ServiceTest : public testing::Test {
   void startService();
   /// Asks for the stop through the pipe and expects a clean end.
   void stopService();
+  /// Waits for the clean end of a service that was asked to stop. When it does not come, the failure tells
+  /// where the service's threads are.
+  void expectCleanEnd(DWORD limitMs);
   ChildProcess& service() { return service_; }
 
   /// One request over a connection of its own. reply() expects success, refusal() an error and returns its

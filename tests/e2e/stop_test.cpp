@@ -40,7 +40,7 @@ class Stop : public ServiceTest {
   void stopTimed(const std::function<void()>& ask) {
     const ULONGLONG asked = ::GetTickCount64();
     ask();
-    ASSERT_EQ(service().waitForExit(kLimitMs), 0u);
+    ASSERT_NO_FATAL_FAILURE(expectCleanEnd(kLimitMs));
     times_.push_back(static_cast<DWORD>(::GetTickCount64() - asked));
   }
   /// Repeats: start, `prepare` brings the service into its phase, stop.

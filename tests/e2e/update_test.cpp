@@ -239,6 +239,45 @@ TEST_F(Update, ASecondOneIsRefusedWhileTheFirstRuns) {
   EXPECT_EQ(status().updateCheckError, "http status 404");
 }
 
+TEST_F(Update, TheDiagnosticClientTellsTheOutcomeOfACheck) {
+  startService();
+  const auto check = [] { return runToEnd(serviceExecutable(), L"--update-check"); };
+  Finished run = check();
+  EXPECT_EQ(run.exitCode, 0u);
+  const std::wstring path = updatesDir() + L"\\KorvelSetup-1.3.0.exe";
+  EXPECT_EQ(run.output, "установщик скачан: " + toUtf8(path) + "\r\n");
+  EXPECT_EQ(readFile(path), installerOf('a'));
+
+  publish("1.2.0", installerOf('b'));
+  EXPECT_TRUE(eventually(kServerCacheLimitMs, [&] {
+    run = check();
+    return run.output == "обновлений нет — версия актуальна\r\n";
+  })) << run.output;
+  EXPECT_EQ(run.exitCode, 0u);
+
+  operate("/stop");
+  run = check();
+  EXPECT_EQ(run.exitCode, 3u);
+  EXPECT_EQ(run.output, "обновление не удалось: WinHttpSendRequest, win32=12029\r\n");
+}
+
+TEST_F(Update, TheDiagnosticClientWaitsForACheckThatRunsAlready) {
+  useServer(stalledServer());
+  startService();
+  EXPECT_EQ(reply(ipc::Opcode::kStartUpdateCheck), std::string("\1\0\0\0", 4));
+  EXPECT_EQ(refusal(ipc::Opcode::kStartUpdateCheck), "обновление уже выполняется");
+  ChildProcess client;
+  client.start(serviceExecutable(), L"--update-check");
+  const auto refusedAgain = [] { return logMentions("request failed: обновление уже выполняется\n") == 2; };
+  ASSERT_TRUE(eventually(refusedAgain));
+  ::Sleep(1'500);  // it polls once a second
+  EXPECT_TRUE(client.running());
+  EXPECT_EQ(client.output(), "");
+  operate("/release");
+  EXPECT_EQ(client.waitForExit(60'000), 3u);
+  EXPECT_EQ(client.output(), "обновление не удалось: http status 404\r\n");
+}
+
 TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
   writeSettings("WebShield=1\n");
   startService();

@@ -53,6 +53,17 @@ TEST(FilterLinkWithoutADriver, SaysSoWithTheResultCode) {
   link.stop();
 }
 
+TEST(FilterLinkWithoutADriver, TakesASuccessWithoutAPortForAFailure) {
+  ::SetEnvironmentVariableW(L"KORVEL_TEST_NO_PORT", L"1");  // for the stand-in
+  FilterLink link;
+  std::string error;
+  EXPECT_FALSE(link.connect([](const std::wstring&) { return true; }, &error));
+  ::SetEnvironmentVariableW(L"KORVEL_TEST_NO_PORT", nullptr);
+  EXPECT_EQ(error, "фильтр-драйвер недоступен (hr=0x00000000)");
+  EXPECT_FALSE(link.connected());
+  EXPECT_EQ(link.handled(), 0u);
+}
+
 TEST_F(FilterLinkTest, QueriesOfBothTypesAreAnsweredByTheCallback) {
   connect();
   EXPECT_TRUE(link_.connected());

@@ -190,6 +190,18 @@ TEST_F(FirewallQuery, WithoutAnyProfileBeginsWithTheBlockAndEndsWithThreeErrors)
             "error,не удалось прочитать профиль public: код 0x80004005\n");
 }
 
+TEST_F(FirewallQuery, WithoutAnyProfileStillListsTheRulesAndTheBlockBeforeTheThreeErrors) {
+  given({ruleNamed(L"a", L"D:\\a"), ruleNamed(L"KORVEL: block all inbound (public)", L""),
+         ruleNamed(L"KORVEL: b (in)", L"D:\\b")});
+  fake_->fail({{"policy.get_FirewallEnabled", 0, kDenied}});
+  const std::string denied = std::string(": ") + kDeniedText + "\n";
+  EXPECT_EQ(reply(),
+            "rule,on,block,in,a,D:\\a\nrule,on,block,in,KORVEL: b (in),D:\\b\nblockin,on\n"
+            "error,не удалось прочитать профиль domain" +
+                denied + "error,не удалось прочитать профиль private" + denied +
+                "error,не удалось прочитать профиль public" + denied);
+}
+
 TEST_F(FirewallQuery, ReportsRulesThatCannotBeEnumerated) {
   given({ruleNamed(L"KORVEL: block all inbound (domain)", L"D:\\a")});
   for (const char* call : {"policy.get_Rules", "rules.get__NewEnum", "enum.QueryInterface"}) {

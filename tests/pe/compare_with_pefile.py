@@ -10,6 +10,9 @@ Two of pefile's rules are switched off, because they are its own choices and not
 with characters that it finds unusual (our rule is printable ASCII, 1 to 127 characters), and it stops at 8,192
 thunks, both tables counted. Entropies and the overlay are computed here from the raw header
 fields; pefile's own figures start sections at aligned file offsets and count a signature as part of the image.
+
+Two rules of the loader are ours alone, so malformed images that need them differ in their imports: a name table below the
+end of the headers is not read, and an image whose sections are aligned to less than a page is read flat.
 """
 import argparse
 import collections

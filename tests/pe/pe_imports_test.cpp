@@ -81,6 +81,69 @@ TEST_P(PeImportsOfBothKinds, AreReadFromTheAddressTableWhenTheLookupTableIsEmpty
   EXPECT_EQ(importsOf(image), Names{"F"});
 }
 
+TEST_P(PeImportsOfBothKinds, AreNotReadFromALookupTableBelowTheEndOfTheHeaders) {
+  PeBuilder builder = PeBuilder(GetParam()).import("a.dll", {"F"});
+  Bytes image = builder.build();
+  // The descriptor names a second lookup table, which lies in the last bytes of the headers.
+  const uint32_t headerBytes = builder.sectionRawPointer(0);
+  const uint32_t inHeaders = headerBytes - 0x20;
+  put32(image, inHeaders, inHeaders + 0x10);
+  image[inHeaders + 0x12] = 'H';
+  put32(image, headerBytes, inHeaders);
+  EXPECT_EQ(importsOf(image), Names{"F"});
+  put32(image, kPeOptionalHeaderAt + 60, inHeaders + 1);
+  EXPECT_EQ(importsOf(image), Names{"F"});
+  put32(image, kPeOptionalHeaderAt + 60, inHeaders);  // the headers end where the table begins
+  EXPECT_EQ(importsOf(image), Names{"H"});
+}
+
+TEST_P(PeImportsOfBothKinds, AreNoneWhenTheOnlyTableLiesInTheHeaders) {
+  PeBuilder builder = PeBuilder(GetParam()).import("a.dll", {"F"});
+  Bytes image = builder.build();
+  const uint32_t headerBytes = builder.sectionRawPointer(0);
+  put32(image, headerBytes - 0x20, headerBytes - 0x10);
+  image[headerBytes - 0x10 + 2] = 'H';
+  put32(image, headerBytes, headerBytes - 0x20);
+  put32(image, headerBytes + 16, 0);
+  EXPECT_EQ(importsOf(image), Names{});
+}
+
+TEST_P(PeImportsOfBothKinds, OfAFlatImageAreFoundAtFileOffsetsWhateverTheSectionHeadersSay) {
+  PeBuilder builder =
+      PeBuilder(GetParam()).flat().section({".text", kPeCode, Bytes(8)}).import("a.dll", {"F"});
+  Bytes image = builder.build();
+  EXPECT_EQ(importsOf(image), Names{"F"});
+  put32(image, builder.sectionHeaderAt(1) + 12, 0x5000);  // its address
+  put32(image, builder.sectionHeaderAt(0) + 12, 0x100);
+  EXPECT_EQ(importsOf(image), Names{"F"});
+  put16(image, kPeSignatureAt + 6, 0);  // no section header at all
+  EXPECT_EQ(importsOf(image), Names{"F"});
+}
+
+TEST_P(PeImportsOfBothKinds, AreFoundFlatOnlyBelowASectionAlignmentOfOnePage) {
+  PeBuilder builder =
+      PeBuilder(GetParam()).flat().section({".text", kPeCode, Bytes(8)}).import("a.dll", {"F"});
+  Bytes image = builder.build();
+  put32(image, builder.sectionHeaderAt(0) + 12, 0x100);  // then reaches over the imports, without their bytes
+  put32(image, builder.sectionHeaderAt(1) + 12, 0x5000);
+  put32(image, kPeOptionalHeaderAt + 32, 0xFFF);
+  EXPECT_EQ(importsOf(image), Names{"F"});
+  put32(image, kPeOptionalHeaderAt + 32, 0x1000);
+  EXPECT_EQ(importsOf(image), Names{});
+}
+
+TEST(PeImports, OfAFlatImageMayReachAcrossSections) {
+  // The descriptors begin in the last bytes of one section and go on in the next.
+  PeBuilder builder(PeKind::kPe32);
+  builder.flat().section({"one", kPeData, Bytes(512)}).section({"two", kPeData, Bytes(512)});
+  const uint32_t start = builder.sectionAddress(1) - 8;
+  Bytes image = builder.directory(kPeImportDirectory, start, 40).build();
+  put32(image, start + 16, start + 40);
+  put32(image, start + 40, start + 48);
+  image[start + 50] = 'A';
+  EXPECT_EQ(importsOf(image), Names{"A"});
+}
+
 TEST(PeImports, KeepRepetitions) {
   EXPECT_EQ(importsOf(PeBuilder().import("a.dll", {"F", "F"}).import("b.dll", {"F"}).build()),
             (Names{"F", "F", "F"}));

@@ -223,6 +223,12 @@ TEST(NumberReply, IsOneU32) {
   expectExactLength(u32(1), decodeNumber);
 }
 
+TEST(PingReply, IsTheLowHalfOfTheTickCount) {
+  EXPECT_EQ(encodeTickCount(0xFFFFFFFF), u32(0xFFFFFFFF));
+  EXPECT_EQ(encodeTickCount(0x1'0000'0000), u32(0));
+  EXPECT_EQ(encodeTickCount(0xFEDCBA98'76543210), u32(0x76543210));
+}
+
 TEST(FirewallChangeReply, IsAFlagAndAText) {
   EXPECT_EQ(encodeFirewallChange({true, ""}), u32(1) + text(""));
   EXPECT_EQ(encodeFirewallChange({false, "отказ"}), u32(0) + text("отказ"));

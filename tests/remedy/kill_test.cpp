@@ -15,10 +15,12 @@
 
 #include "base/files.h"
 #include "base/paths.h"
+#include "base/utf.h"
 #include "config/settings_file.h"
 #include "config/settings_text.h"
 #include "remedy/kill_plan.h"
 #include "remedy/quarantine_index.h"
+#include "support/restarts.h"
 #include "support/temp_folder.h"
 
 namespace korvel::test {
@@ -60,8 +62,6 @@ void waitMs(double milliseconds) {
            milliseconds);
 }
 
-constexpr int kStartAttempts = 5;
-
 class KillTest : public testing::Test {
  protected:
   /// Starts the helper and ends it after a random time, which adapts itself so that most kills come while the
@@ -75,13 +75,15 @@ class KillTest : public testing::Test {
     startup.cb = sizeof startup;
     PROCESS_INFORMATION started{};
     // The test platform now and then fails to start a process that follows so closely on the end of another.
-    bool running = false;
-    for (int attempt = 0; attempt < kStartAttempts && !running; ++attempt) {
-      if (attempt > 0) ::Sleep(100);
-      running = ::CreateProcessW(helperPath().c_str(), command.data(), nullptr, nullptr, /*inherit=*/FALSE, 0,
-                                 nullptr, folder_.path().c_str(), &startup, &started) != FALSE;
+    const auto create = [&] {
+      return ::CreateProcessW(helperPath().c_str(), command.data(), nullptr, nullptr, /*inherit=*/FALSE, 0,
+                              nullptr, folder_.path().c_str(), &startup, &started) != FALSE;
+    };
+    if (!create()) {
+      ASSERT_TRUE(mayRestart(toUtf8(helperPath())));
+      ::Sleep(1'000);
+      ASSERT_TRUE(create()) << ::GetLastError();
     }
-    ASSERT_TRUE(running) << ::GetLastError();
     const UniqueHandle process(started.hProcess);
     const UniqueHandle thread(started.hThread);
     const HANDLE either[] = {ready_.get(), process.get()};

@@ -1,5 +1,8 @@
-// Writes console lines with the standard output that its argument names. A console belongs to a whole
-// process, so console_line_test.cpp starts this program for each case.
+// Writes console lines with the standard output that its argument names, or plays a shell. A console belongs
+// to a whole process, so tests start this program for each case.
+//
+//   console_child WAY
+//   console_child shell|shell-with-leftover|shell-with-pipe PROGRAM FLAG
 #include <cstdlib>
 #include <string>
 
@@ -69,6 +72,39 @@ int loseAndFindTheConsole() {
   return 0;
 }
 
+/// Runs a program with that standard output; returns its exit code. Windows attaches no program of the GUI
+/// subsystem to the console, but other platforms do, so it is detached.
+int runFromShell(const wchar_t* program, const wchar_t* flag, HANDLE output) {
+  ::SetHandleInformation(output, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+  std::wstring commandLine = std::wstring(L"\"") + program + L"\" " + flag;
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = output;
+  PROCESS_INFORMATION info{};
+  if (!::CreateProcessW(program, commandLine.data(), nullptr, nullptr, /*inherit=*/TRUE, DETACHED_PROCESS,
+                        nullptr, nullptr, &startup, &info))
+    return 4;
+  const UniqueHandle process(info.hProcess);
+  const UniqueHandle thread(info.hThread);
+  DWORD code = 0;
+  ::WaitForSingleObject(process.get(), INFINITE);
+  ::GetExitCodeProcess(process.get(), &code);
+  return static_cast<int>(code);
+}
+
+/// With a handle in the place of the output to which nothing can be written.
+int runWithLeftover(const wchar_t* program, const wchar_t* flag) {
+  const UniqueHandle event(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  return runFromShell(program, flag, event.get());
+}
+
+int runWithPipe(const wchar_t* program, const wchar_t* flag) {
+  UniqueHandle read, write;
+  if (!::CreatePipe(read.receive(), write.receive(), nullptr, 0)) return 5;
+  return runFromShell(program, flag, write.get());
+}
+
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
@@ -77,5 +113,9 @@ int wmain(int count, wchar_t** arguments) {
   if (way == L"no-output") return writeWithoutAnOutput();
   if (way == L"lost-and-found") return loseAndFindTheConsole();
   if (way == L"stay") ::Sleep(INFINITE);
+  if (count < 4) return 1;
+  if (way == L"shell") return runFromShell(arguments[2], arguments[3], nullptr);
+  if (way == L"shell-with-leftover") return runWithLeftover(arguments[2], arguments[3]);
+  if (way == L"shell-with-pipe") return runWithPipe(arguments[2], arguments[3]);
   return 1;
 }

@@ -12,6 +12,7 @@
 #include "server/pipe_fixture.h"
 #include "server/scripted_engine.h"
 #include "server/server_pipe.h"
+#include "support/eventually.h"
 
 namespace korvel::ipc {
 namespace {
@@ -174,6 +175,39 @@ TEST_F(PipeServer, ALateReaderAlsoGetsTheReplyBeforeABadFrame) {
   EXPECT_EQ(test::receiveFrame(pipe.get()), (test::ReceivedFrame{5, ""}));
 }
 
+HANDLE noThread(LPTHREAD_START_ROUTINE, void*) {
+  ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return nullptr;
+}
+
+TEST_F(PipeServer, TheAnswerToAStopReachesALateReaderEvenWithoutAThreadForTheFlush) {
+  calls_.createThread = noThread;
+  start();
+  const UniqueHandle pipe = openPipe();
+  test::send(pipe.get(), test::frame(21));
+  while (!StopSignal::process().requested()) ::Sleep(1);
+  ::Sleep(300);
+  EXPECT_EQ(test::receiveFrame(pipe.get()), (test::ReceivedFrame{21, ""}));
+}
+
+TEST_F(PipeServer, AClientThatNeverReadsDoesNotHoldUpTheStopWithoutAThreadEither) {
+  calls_.createThread = noThread;
+  calls_.sleep = [](DWORD) { ++sleeps; };
+  start();
+  const UniqueHandle pipe = openPipe();
+  test::send(pipe.get(), test::frame(21));
+  join();
+  EXPECT_EQ(sleeps, 100);  // one second in pauses of 10 ms
+  EXPECT_EQ(log_.lines(), (Lines{kConnected, kDisconnected}));
+}
+
+TEST_F(PipeServer, WithoutAThreadTheNextClientIsServedAsSoonAsOneHasGone) {
+  calls_.createThread = noThread;
+  start();
+  EXPECT_EQ(ask(openPipe().get(), 2).opcode, 2u);
+  EXPECT_EQ(ask(openPipe().get(), 2).opcode, 2u);
+}
+
 TEST_F(PipeServer, AClientThatNeverReadsDoesNotHoldUpTheStop) {
   start();
   const UniqueHandle pipe = openPipe();
@@ -232,23 +266,49 @@ TEST_F(PipeServer, APipeThatCannotBeCreatedIsReportedAndTriedAgain) {
   EXPECT_EQ(log_.lines(), (Lines{line, line, kConnected}));
 }
 
-// Another process may have made the pipe first: its name is shared, not claimed.
-TEST_F(PipeServer, EveryInstanceIsOpenedAlikeTheFirstOneIncluded) {
+class PipeInstances : public PipeServer {
+ protected:
+  PipeInstances() {
+    created = 0;
+    calls_.createNamedPipe = [](const wchar_t* name, DWORD openMode, DWORD pipeMode, DWORD instances,
+                                DWORD outBytes, DWORD inBytes, DWORD timeoutMs,
+                                SECURITY_ATTRIBUTES* security) -> HANDLE {
+      ++created;
+      EXPECT_EQ(openMode, 0x40000003u);
+      return ServerCalls::windows().createNamedPipe(name, openMode, pipeMode, instances, outBytes, inBytes,
+                                                    timeoutMs, security);
+    };
+  }
+
   static std::atomic<int> created;
-  created = 0;
-  calls_.createNamedPipe = [](const wchar_t* name, DWORD openMode, DWORD pipeMode, DWORD instances,
-                              DWORD outBytes, DWORD inBytes, DWORD timeoutMs,
-                              SECURITY_ATTRIBUTES* security) -> HANDLE {
-    ++created;
-    EXPECT_EQ(openMode, 0x40000003u);
-    return ServerCalls::windows().createNamedPipe(name, openMode, pipeMode, instances, outBytes, inBytes,
-                                                  timeoutMs, security);
-  };
+};
+std::atomic<int> PipeInstances::created;
+
+// Another process may have made the pipe first: its name is shared, not claimed.
+TEST_F(PipeInstances, AreOpenedAlikeTheFirstOneIncluded) {
   start();
   EXPECT_EQ(ask(openPipe().get(), 2).opcode, 2u);
   EXPECT_EQ(ask(openPipe().get(), 2).opcode, 2u);
+  EXPECT_TRUE(test::eventually([] { return created == 3; }));
   stop();
-  EXPECT_GE(created, 2);
+  EXPECT_EQ(created, 3);
+}
+
+TEST_F(PipeInstances, AreNotMadeOnceAStopIsRequested) {
+  start();
+  UniqueHandle pipe = openPipe();
+  EXPECT_EQ(ask(pipe.get(), 21), (test::ReceivedFrame{21, ""}));
+  pipe.reset();
+  join();
+  EXPECT_EQ(created, 1);
+}
+
+TEST_F(PipeInstances, AreNotMadeOnceAStopEndsASession) {
+  start();
+  const UniqueHandle pipe = openPipe();
+  EXPECT_EQ(ask(pipe.get(), 2).opcode, 2u);
+  stop();
+  EXPECT_EQ(created, 1);
 }
 
 TEST_F(PipeServer, ARefusedDescriptorIsReportedAsError1337) {

@@ -76,6 +76,11 @@ PeBuilder& PeBuilder::withoutLookupTable() {
   return *this;
 }
 
+PeBuilder& PeBuilder::flat() {
+  sectionAlignment_ = kPeFileAlignment;
+  return *this;
+}
+
 PeBuilder& PeBuilder::directory(uint32_t index, uint32_t address, uint32_t size) {
   directories_.push_back({index, address, size});
   return *this;
@@ -104,7 +109,7 @@ uint32_t PeBuilder::headerBytes() const {
 
 std::vector<PeBuilder::Placed> PeBuilder::placedSections() const {
   std::vector<Placed> placed;
-  uint32_t address = alignedUp(headerBytes(), kPeSectionAlignment);
+  uint32_t address = alignedUp(headerBytes(), sectionAlignment_);
   uint32_t rawPointer = headerBytes();
   const auto place = [&](const PeSectionSpec& spec) {
     const uint32_t rawSize = alignedUp(spec.raw.size(), kPeFileAlignment);
@@ -117,8 +122,8 @@ std::vector<PeBuilder::Placed> PeBuilder::placedSections() const {
   return placed;
 }
 
-uint32_t PeBuilder::endInMemory(const Placed& placed) {
-  return alignedUp(uint64_t{placed.address} + std::max(memorySize(placed.spec), 1u), kPeSectionAlignment);
+uint32_t PeBuilder::endInMemory(const Placed& placed) const {
+  return alignedUp(uint64_t{placed.address} + std::max(memorySize(placed.spec), 1u), sectionAlignment_);
 }
 
 std::vector<std::string> PeBuilder::importLibraries() const {
@@ -207,12 +212,12 @@ void PeBuilder::writeOptionalHeader(const std::vector<Placed>& placed, Bytes& im
   } else {
     put32(image, at + 28, dll_ ? 0x10000000 : 0x400000);
   }
-  put32(image, at + 32, kPeSectionAlignment);
+  put32(image, at + 32, sectionAlignment_);
   put32(image, at + 36, kPeFileAlignment);
   put16(image, at + 40, 6);  // operating system version
   put16(image, at + 48, 6);  // subsystem version
   put32(image, at + 56,
-        placed.empty() ? alignedUp(headerBytes(), kPeSectionAlignment) : endInMemory(placed.back()));
+        placed.empty() ? alignedUp(headerBytes(), sectionAlignment_) : endInMemory(placed.back()));
   put32(image, at + 60, headerBytes());
   put16(image, at + 68, subsystem_);
   put16(image, at + 70, 0x0100);  // compatible with data execution prevention

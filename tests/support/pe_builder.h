@@ -56,6 +56,8 @@ class PeBuilder {
   PeBuilder& importOrdinal(const std::string& library, uint16_t ordinal);
   /// Leaves the first of the two thunk tables out, as some linkers do.
   PeBuilder& withoutLookupTable();
+  /// Sections are aligned as in the file, so that every address is also an offset in the file.
+  PeBuilder& flat();
   PeBuilder& directory(uint32_t index, uint32_t address, uint32_t size);
   /// Bytes behind the last section.
   PeBuilder& overlay(Bytes bytes);
@@ -86,7 +88,7 @@ class PeBuilder {
   };
 
   bool wide() const { return kind_ == PeKind::kPe32Plus; }
-  static uint32_t endInMemory(const Placed& placed);
+  uint32_t endInMemory(const Placed& placed) const;
   std::vector<Placed> placedSections() const;
   uint32_t headerBytes() const;
   size_t sectionCount() const { return sections_.size() + (imports_.empty() ? 0 : 1); }
@@ -102,6 +104,7 @@ class PeBuilder {
   PeKind kind_;
   bool dll_ = false;
   bool lookupTable_ = true;
+  uint32_t sectionAlignment_ = kPeSectionAlignment;
   std::optional<uint16_t> machine_;
   uint16_t subsystem_ = 3;
   uint32_t timeStamp_ = 0x5F000000;
