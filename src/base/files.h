@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -29,23 +31,31 @@ inline bool pathExists(const std::wstring& path) { return pathStatus(path) == Pa
 /// is in GetLastError().
 bool createDirectories(const std::wstring& path);
 
-/// Opens an existing file for sequential reading; others may read, write and delete it meanwhile. Empty on
-/// failure, with the reason in GetLastError().
-UniqueHandle openForReading(const std::wstring& path);
+inline constexpr uint64_t kAnySize = UINT64_MAX;
 
-/// Reads the whole file, whose position must be at the beginning, also when it grows meanwhile. False when a
-/// read fails; `bytes` then holds what was read before, and the reason is in GetLastError(). Throws
-/// std::bad_alloc when the file does not fit into memory.
-bool readToEnd(HANDLE file, std::string& bytes);
+/// Opens an existing file on a disk for sequential reading; others may read, write and delete it meanwhile.
+/// A pipe or a device is refused, because reading it may never end, and so is a file of more than `maxBytes`
+/// (ERROR_FILE_TOO_LARGE). Empty on failure, with the reason in GetLastError().
+UniqueHandle openForReading(const std::wstring& path, uint64_t maxBytes = kAnySize);
 
-/// Reads a whole file into `bytes`. The file may be open elsewhere for reading, writing and deletion.
-/// False, with `bytes` empty and the reason in GetLastError(), when it cannot be opened or read. Throws
-/// std::bad_alloc when the file does not fit into memory.
-bool readWholeFile(const std::wstring& path, std::string& bytes);
+/// Reads the whole file, whose position must be at the beginning, also when it grows meanwhile, but not
+/// beyond `maxBytes`. False when a read fails or the file is larger; `bytes` then holds what was read before,
+/// and the reason is in GetLastError(). Throws std::bad_alloc when the file does not fit into memory.
+bool readToEnd(HANDLE file, std::string& bytes, uint64_t maxBytes = kAnySize);
+
+/// Reads a whole file into `bytes`, with the rules of openForReading(). False, with `bytes` empty and the
+/// reason in GetLastError(), when it cannot be opened or read. Throws std::bad_alloc when the file does not
+/// fit into memory.
+bool readWholeFile(const std::wstring& path, std::string& bytes, uint64_t maxBytes = kAnySize);
 
 /// Writes all of `bytes`, in several calls if necessary. False on the first failure, with the reason in
 /// GetLastError().
 bool writeAll(HANDLE file, std::string_view bytes);
+
+/// Runs `attempt`, which leaves its reason in GetLastError(), until it succeeds: up to five times within half
+/// a second, as long as another program seems to hold a file (access denied, sharing or lock violation). The
+/// result is that of the last attempt. A stop ends the tries.
+bool tryWhileHeld(const std::function<bool()>& attempt, const std::stop_token& stop = {});
 
 /// Replaces the content of one file: writes a temporary file and moves it over the target at the end. An
 /// instance destroyed before commit() deletes its temporary. Not thread-safe.
@@ -56,16 +66,19 @@ class FileReplacement {
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
 
-  /// Creates or truncates the temporary. On failure the reason is in GetLastError().
+  /// Creates the temporary anew, with the access list of the target where there is one. A file that lies
+  /// there is deleted and never written, be it a link to another one. On failure the reason is in
+  /// GetLastError().
   bool open();
   /// Appends bytes to the temporary.
   bool write(std::string_view bytes);
   /// Flushes the temporary to the disk and closes it. The last step that can fail because the disk is full.
   bool finish();
   /// Moves the finished temporary over the target. `clearAttributes` first resets the target's attributes,
-  /// so that a read-only target can be replaced; they are not put back. On failure the temporary is
-  /// deleted, the target stays as it was, and GetLastError() holds the move's code.
-  bool commit(bool clearAttributes);
+  /// so that a read-only target can be replaced; they are not put back. A target that is held is tried again
+  /// as tryWhileHeld() does. On failure the temporary is deleted, the target stays as it was, and
+  /// GetLastError() holds the move's code.
+  bool commit(bool clearAttributes, const std::stop_token& stop = {});
 
  private:
   std::wstring target_;
@@ -74,11 +87,24 @@ class FileReplacement {
   bool temporaryExists_ = false;
 };
 
+/// The right to rewrite the file at `path`, which one thread of this process has at a time; the constructor
+/// waits for it. Other files are not held up.
+class RewriteTurn {
+ public:
+  explicit RewriteTurn(const std::wstring& path);
+  ~RewriteTurn();
+  RewriteTurn(const RewriteTurn&) = delete;
+  RewriteTurn& operator=(const RewriteTurn&) = delete;
+
+ private:
+  const std::wstring path_;
+};
+
 /// Replaces the text file at `path` through `path` + ".tmp", so that a kill at any moment leaves the old or
 /// the new text. If the temporary cannot be created or moved, rewrites the file in place instead. False only
 /// when the file cannot be opened for writing either way. Write errors are not reported: when the disk is too
-/// full for the temporary, the old text stays. Calls are serialised within the process, so concurrent writers
-/// do not mix their texts.
+/// full for the temporary, the old text stays. Calls for one file take turns (RewriteTurn), so concurrent
+/// writers do not mix their texts.
 bool rewriteTextFile(const std::wstring& path, std::string_view bytes);
 
 }  // namespace korvel

@@ -1,7 +1,9 @@
 #include "base/files.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
+#include <vector>
 
 #include "base/long_path.h"
 #include "base/mutex.h"
@@ -16,11 +18,78 @@ constexpr size_t kGrowthBytes = 64 * kKiB;
 constexpr DWORD kProtectingAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
 
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// Settings that clients change lead to some of the paths. If one names a pipe, its server learns nothing
+// about this process and cannot act in its name.
+constexpr DWORD kAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+
+constexpr int kMostTries = 5;
+constexpr DWORD kPauseBetweenTriesMs = 120;
+
+/// The handle, if it is one of a file on a disk. Opening a pipe or a device does not wait, but reading or
+/// writing it may do so for ever.
+UniqueHandle onlyDiskFile(UniqueHandle file) {
+  if (!file || ::GetFileType(file.get()) == FILE_TYPE_DISK) return file;
+  file.reset();
+  ::SetLastError(ERROR_BAD_FILE_TYPE);
+  return file;
+}
+
 UniqueHandle createForWriting(const std::wstring& path) {
-  return UniqueHandle(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    /*security=*/nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
-                                    /*template=*/nullptr));
+  return onlyDiskFile(
+      UniqueHandle(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, kShareAll, /*security=*/nullptr,
+                                 CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL | kAnonymously, /*template=*/nullptr)));
+}
+
+/// Never opens what is there already, and no link is followed.
+UniqueHandle createTemporary(const std::wstring& path) {
+  return onlyDiskFile(UniqueHandle(
+      ::CreateFileW(path.c_str(), GENERIC_WRITE | WRITE_DAC, FILE_SHARE_READ, /*security=*/nullptr,
+                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously,
+                    /*template=*/nullptr)));
+}
+
+/// Gives `to` the access list of the file at `from`, if there is one. A file system without access lists is
+/// no reason to fail.
+void copyAccessList(const std::wstring& from, HANDLE to) {
+  const UniqueHandle source(::CreateFileW(
+      from.c_str(), READ_CONTROL, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
+      FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, /*template=*/nullptr));
+  if (!source) return;
+  DWORD bytes = 0;
+  (void)::GetKernelObjectSecurity(source.get(), DACL_SECURITY_INFORMATION, nullptr, 0, &bytes);
+  std::vector<unsigned char> descriptor(bytes);
+  if (bytes == 0 ||
+      !::GetKernelObjectSecurity(source.get(), DACL_SECURITY_INFORMATION, descriptor.data(), bytes, &bytes)) {
+    return;
+  }
+  (void)::SetKernelObjectSecurity(to, DACL_SECURITY_INFORMATION, descriptor.data());
+}
+
+/// The files that are being rewritten. Its lock is never held while a file is written.
+class FilesInTurn {
+ public:
+  void take(const std::wstring& path) EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
+    while (!taken_.insert(path).second) freed_.wait(mutex_);
+  }
+  void giveBack(const std::wstring& path) EXCLUDES(mutex_) {
+    {
+      const MutexLock lock(mutex_);
+      taken_.erase(path);
+    }
+    freed_.notifyAll();
+  }
+
+ private:
+  Mutex mutex_;
+  ConditionVariable freed_;
+  std::set<std::wstring> taken_ GUARDED_BY(mutex_);
+};
+
+FilesInTurn& filesInTurn() {
+  static FilesInTurn& files = *new FilesInTurn;  // never destroyed: threads may save while the process ends
+  return files;
 }
 
 }  // namespace
@@ -73,17 +142,29 @@ bool createDirectories(const std::wstring& path) {
   return false;
 }
 
-UniqueHandle openForReading(const std::wstring& path) {
-  return UniqueHandle(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    /*security=*/nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, /*template=*/nullptr));
+UniqueHandle openForReading(const std::wstring& path, uint64_t maxBytes) {
+  UniqueHandle file = onlyDiskFile(UniqueHandle(
+      ::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
+                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | kAnonymously, /*template=*/nullptr)));
+  if (!file) return file;
+  LARGE_INTEGER size{};
+  if (!::GetFileSizeEx(file.get(), &size)) {  // a whole volume has none
+    file.reset();
+  } else if (static_cast<uint64_t>(size.QuadPart) > maxBytes) {
+    file.reset();
+    ::SetLastError(ERROR_FILE_TOO_LARGE);
+  }
+  return file;
 }
 
-bool readToEnd(HANDLE file, std::string& bytes) {
+bool readToEnd(HANDLE file, std::string& bytes, uint64_t maxBytes) {
   bytes.clear();
   LARGE_INTEGER size{};
   if (!::GetFileSizeEx(file, &size)) return false;
+  if (static_cast<uint64_t>(size.QuadPart) > maxBytes) {
+    ::SetLastError(ERROR_FILE_TOO_LARGE);
+    return false;
+  }
   // One spare byte, so that the next read either finds the end of the file or finds that it has grown.
   bytes.resize(static_cast<size_t>(size.QuadPart) + 1);
 
@@ -95,15 +176,20 @@ bool readToEnd(HANDLE file, std::string& bytes) {
     ok = ::ReadFile(file, bytes.data() + done, want, &got, /*overlapped=*/nullptr) != FALSE;
     if (!ok || got == 0) break;
     done += got;
+    if (done > maxBytes) {
+      ::SetLastError(ERROR_FILE_TOO_LARGE);
+      ok = false;
+      break;
+    }
     if (done == bytes.size()) bytes.resize(done + kGrowthBytes);
   }
   bytes.resize(done);
   return ok;
 }
 
-bool readWholeFile(const std::wstring& path, std::string& bytes) {
-  const UniqueHandle file = openForReading(path);
-  if (file && readToEnd(file.get(), bytes)) return true;
+bool readWholeFile(const std::wstring& path, std::string& bytes, uint64_t maxBytes) {
+  const UniqueHandle file = openForReading(path, maxBytes);
+  if (file && readToEnd(file.get(), bytes, maxBytes)) return true;
   bytes.clear();
   return false;
 }
@@ -122,6 +208,17 @@ bool writeAll(HANDLE file, std::string_view bytes) {
   return true;
 }
 
+bool tryWhileHeld(const std::function<bool()>& attempt, const std::stop_token& stop) {
+  for (int tries = 1; !attempt(); ++tries) {
+    const DWORD code = ::GetLastError();
+    const bool held =
+        code == ERROR_ACCESS_DENIED || code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION;
+    if (!held || tries == kMostTries || stop.stop_requested()) return false;
+    ::Sleep(kPauseBetweenTriesMs);
+  }
+  return true;
+}
+
 FileReplacement::FileReplacement(const std::wstring& target, const std::wstring& temporary)
     : target_(forFileApi(target)), temporary_(forFileApi(temporary)) {}
 
@@ -133,8 +230,14 @@ FileReplacement::~FileReplacement() {
 }
 
 bool FileReplacement::open() {
-  file_ = createForWriting(temporary_);
+  constexpr int kAttempts = 2;  // another process may put a file there in between
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    (void)::DeleteFileW(temporary_.c_str());
+    file_ = createTemporary(temporary_);
+    if (file_ || ::GetLastError() != ERROR_FILE_EXISTS) break;
+  }
   temporaryExists_ = static_cast<bool>(file_);
+  if (temporaryExists_) copyAccessList(target_, file_.get());
   return temporaryExists_;
 }
 
@@ -146,12 +249,17 @@ bool FileReplacement::finish() {
   return flushed;
 }
 
-bool FileReplacement::commit(bool clearAttributes) {
+bool FileReplacement::commit(bool clearAttributes, const std::stop_token& stop) {
   file_.reset();
   if (clearAttributes) {
     (void)::SetFileAttributesW(target_.c_str(), FILE_ATTRIBUTE_NORMAL);  // best effort: the move decides
+    // Some file systems keep the read-only attribute in the access list, which has been carried over.
+    (void)::SetFileAttributesW(temporary_.c_str(), FILE_ATTRIBUTE_NORMAL);
   }
-  if (::MoveFileExW(temporary_.c_str(), target_.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+  const auto move = [this] {
+    return ::MoveFileExW(temporary_.c_str(), target_.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE;
+  };
+  if (tryWhileHeld(move, stop)) {
     temporaryExists_ = false;
     return true;
   }
@@ -160,9 +268,12 @@ bool FileReplacement::commit(bool clearAttributes) {
   return false;
 }
 
+RewriteTurn::RewriteTurn(const std::wstring& path) : path_(path) { filesInTurn().take(path_); }
+RewriteTurn::~RewriteTurn() { filesInTurn().giveBack(path_); }
+
 bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
-  static Mutex turn;  // all calls for a file use one temporary name, so a kill leaves at most one temporary
-  const MutexLock lock(turn);
+  // All calls for a file use one temporary name, so a kill leaves at most one temporary.
+  const RewriteTurn turn(path);
 
   // A move would replace a protected file, which opening for writing refuses; rewrite such a file in place.
   const DWORD attributes = ::GetFileAttributesW(forFileApi(path).c_str());

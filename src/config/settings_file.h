@@ -7,8 +7,8 @@
 
 namespace korvel {
 
-/// Updates `settings` from the file. False only when it cannot be opened; nothing changes then. Throws the
-/// exceptions of parseSettingsText().
+/// Updates `settings` from the file. False only when it cannot be opened, is no file on a disk or has more
+/// than 64 MiB; nothing changes then. Throws the exceptions of parseSettingsText().
 bool readSettingsFile(SettingsFields& settings, const std::wstring& path);
 
 /// Replaces the whole file with the guarantees of rewriteTextFile(). False only when it cannot be opened for

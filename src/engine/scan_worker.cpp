@@ -52,7 +52,8 @@ bool ScanWorker::init(std::string* error) {
   (void)settings_.replace(settings);
 
   std::string loadError;
-  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(settings, &loadError);
+  std::shared_ptr<const SignatureDatabase> database =
+      loadSignatureDatabase(settings, &loadError, stop_.get_token());
   if (database) {
     const SignatureDbInfo info = database->info();
     logInfo("signatures loaded: " + std::to_string(info.entryCount) + " entries, version " + info.version);

@@ -2,18 +2,25 @@
 
 #include "base/error.h"
 #include "base/files.h"
+#include "base/sizes.h"
 #include "config/data_paths.h"
 #include "signatures/signature_database.h"
 
 namespace korvel::svc {
+namespace {
+
+constexpr uint64_t kMaxLiveBytes = 512 * kMiB;  // the writer stops at four million digests, 260 MB
+
+}  // namespace
 
 std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFields& settings,
-                                                               std::string* error) {
+                                                               std::string* error,
+                                                               const std::stop_token& stop) {
   auto database = std::make_shared<SignatureDatabase>();
   std::string seedError;
-  (void)database->loadFile(settings.signatureDb, &seedError);
+  (void)database->loadFile(settings.signatureDb, &seedError, stop);
   if (const std::wstring live = liveSignaturesPath(); pathExists(live)) {
-    (void)database->loadFile(live, /*error=*/nullptr);
+    (void)database->loadFile(live, /*error=*/nullptr, stop, kMaxLiveBytes);
   }
   if (database->info().entryCount > 0) return database;
   fail(error, seedError.empty() ? "database is empty" : seedError);

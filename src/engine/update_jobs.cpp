@@ -48,7 +48,7 @@ bool UpdateJobs::updateSignatures(std::string* error) {
 }
 
 bool UpdateJobs::reloadSignatures(std::string* error) {
-  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(settings_.get(), error);
+  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(settings_.get(), error, stop_);
   if (!database) return false;
   const uint64_t entries = database->info().entryCount;
   signatures_.replace(std::move(database));

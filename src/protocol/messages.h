@@ -72,6 +72,9 @@ std::optional<uint64_t> decodeQuarantineId(const std::string& payload);
 std::string encodeSettings(const SettingsFields& settings);
 /// Decodes over `base` and keeps its updateServer. The hour is taken modulo 24.
 std::optional<SettingsFields> decodeSettings(const std::string& payload, SettingsFields base = {});
+/// The settings that a client wants to have, over the defaults. A path with a line feed or a NUL is malformed
+/// too: no line of settings.ini can hold it.
+std::optional<SettingsFields> decodeSetConfig(const std::string& payload);
 
 /// Encodes the report with as many of its first events as fit into one frame; `eventsTaken` is their number.
 std::string encodeProgress(const ScanReport& report, size_t* eventsTaken);

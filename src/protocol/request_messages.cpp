@@ -1,4 +1,5 @@
 // Payloads of requests: scans, decisions, quarantine ids, settings and single texts.
+#include <string_view>
 #include <variant>
 
 #include "protocol/messages.h"
@@ -6,6 +7,15 @@
 #include "records/settings_keys.h"
 
 namespace korvel::ipc {
+namespace {
+
+/// Whether a path takes one line of a text file.
+bool fitsALine(const std::wstring& path) {
+  using namespace std::string_view_literals;
+  return path.find_first_of(L"\n\0"sv) == std::wstring::npos;
+}
+
+}  // namespace
 
 std::string encodeStartScan(const StartScanRequest& request) {
   PayloadWriter writer;
@@ -49,6 +59,12 @@ std::optional<SettingsFields> decodeSettings(const std::string& payload, Setting
   if (!reader.ok()) return std::nullopt;
   base.scheduledHour %= kHoursPerDay;
   return base;
+}
+
+std::optional<SettingsFields> decodeSetConfig(const std::string& payload) {
+  std::optional<SettingsFields> settings = decodeSettings(payload);
+  if (settings && !(fitsALine(settings->signatureDb) && fitsALine(settings->quarantineDir))) settings.reset();
+  return settings;
 }
 
 std::string encodeText(const std::string& text) { return encoded(text); }

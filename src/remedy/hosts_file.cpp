@@ -7,7 +7,9 @@
 namespace korvel {
 namespace {
 
-bool replaceHosts(const std::wstring& hosts, const std::string& text, std::string* error) {
+bool replaceHosts(const std::wstring& hosts, const std::string& present, const std::string& text,
+                  std::string* error) {
+  if (text == present) return true;  // a write would only alarm programs that watch the file
   // In the same folder, so that the move stays on one volume.
   FileReplacement file(hosts, hosts + L".korvel.tmp");
   if (!file.open() || !file.write(text) || !file.finish()) return fail(error, "cannot write temp hosts");
@@ -44,13 +46,13 @@ bool applyBlocklistTo(const std::wstring& hosts, const std::vector<std::string>&
                       std::string* error) {
   std::string text;
   if (!readHosts(hosts, text)) return failWin32(error, "cannot replace hosts");
-  return replaceHosts(hosts, applyHostsBlock(text, domains), error);
+  return replaceHosts(hosts, text, applyHostsBlock(text, domains), error);
 }
 
 bool removeBlocklistFrom(const std::wstring& hosts, std::string* error) {
   std::string text;
   if (!readHosts(hosts, text) || !mentionsHostsBlock(text)) return true;
-  return replaceHosts(hosts, removeHostsBlock(text), error);
+  return replaceHosts(hosts, text, removeHostsBlock(text), error);
 }
 
 uint64_t countBlockedEntriesIn(const std::wstring& hosts) {

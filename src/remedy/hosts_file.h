@@ -15,7 +15,8 @@ namespace korvel {
 std::wstring hostsFilePath();
 
 /// Replaces any block by one for `domains`; a missing hosts file is created. A hosts file that exists but
-/// cannot be read is left alone and fails, since its lines would be lost.
+/// cannot be read is left alone and fails, since its lines would be lost. A file that reads so already is not
+/// written.
 bool applyBlocklist(const std::vector<std::string>& domains, std::string* error);
 
 /// Removes the block. Returns true without a write when the file mentions no marker or cannot be read.

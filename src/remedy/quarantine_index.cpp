@@ -1,5 +1,6 @@
 #include "remedy/quarantine_index.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/text.h"
@@ -10,6 +11,12 @@ namespace {
 
 constexpr char kHeaderLine[] = "KORVELQUARANTINE/1\n";
 constexpr size_t kHashCharactersInName = 16;
+
+bool isControl(char c) { return c >= '\0' && c < ' '; }
+
+bool isForbiddenInNames(char c) {
+  return isControl(c) || std::string_view("<>:\"/\\|?*").find(c) != std::string_view::npos;
+}
 
 /// The digits at the very beginning of `value`; unlike in the settings, no blank and no sign comes before
 /// them. 0 without any.
@@ -41,7 +48,7 @@ void assignField(QuarantineRecord& record, std::string_view key, std::string_vie
 }
 
 void appendBlock(std::string& text, const QuarantineRecord& record) {
-  // Nothing is escaped: a value with a line feed in it breaks its block, and the reader copes.
+  // Nothing is escaped: a line feed in a path breaks its block, and the reader copes.
   const auto line = [&text](std::string_view key, std::string_view value) {
     text.append(key).append("=").append(value).append("\n");
   };
@@ -91,9 +98,15 @@ std::string formatQuarantineIndex(const std::vector<QuarantineRecord>& records) 
   return text;
 }
 
+std::string recordText(std::string text) {
+  std::replace_if(text.begin(), text.end(), isControl, ' ');
+  return text;
+}
+
 std::wstring quarantinedFileName(uint64_t time, const std::string& sha256, const std::wstring& name) {
-  return std::to_wstring(time) + L"_" + toWide(std::string_view(sha256).substr(0, kHashCharactersInName)) +
-         L"_" + name;
+  std::string hash = sha256.substr(0, kHashCharactersInName);
+  std::replace_if(hash.begin(), hash.end(), isForbiddenInNames, '_');
+  return std::to_wstring(time) + L"_" + toWide(hash) + L"_" + name;
 }
 
 }  // namespace korvel

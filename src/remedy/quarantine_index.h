@@ -16,7 +16,12 @@ std::vector<QuarantineRecord> parseQuarantineIndex(std::string_view text);
 /// The header and one block of ten lines and an empty line per record.
 std::string formatQuarantineIndex(const std::vector<QuarantineRecord>& records);
 
-/// "<time>_<first 16 characters of sha256>_<name>".
+/// A text from a client with blanks in the place of control characters, which would break the lines of a
+/// record.
+std::string recordText(std::string text);
+
+/// "<time>_<first 16 characters of sha256>_<name>". Characters of the hash that no file name may hold become
+/// "_", so the result does not leave the folder.
 std::wstring quarantinedFileName(uint64_t time, const std::string& sha256, const std::wstring& name);
 
 }  // namespace korvel

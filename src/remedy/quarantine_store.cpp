@@ -10,25 +10,54 @@
 #include "base/files.h"
 #include "base/long_path.h"
 #include "base/paths.h"
+#include "base/sizes.h"
 #include "base/utf.h"
 #include "remedy/quarantine_index.h"
 
 namespace korvel {
 namespace {
 
-std::wstring indexPath(const std::wstring& dir) { return dir + L"\\quarantine.db"; }
+constexpr uint64_t kMaxIndexBytes = 256 * kMiB;
 
-/// Leaves storedFileExists alone: most operations do not look at it.
-std::vector<QuarantineRecord> readIndex(const std::wstring& dir) {
-  std::string text;
-  if (const UniqueHandle file = openForReading(indexPath(dir))) {
-    (void)readToEnd(file.get(), text);  // the text ends at a failed read
+/// Texts that do not depend on the machine's language and code page.
+class Win32Category : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "win32"; }
+  std::string message(int code) const override {
+    return "win32=" + std::to_string(static_cast<uint32_t>(code));
   }
-  return parseQuarantineIndex(text);
+};
+
+[[noreturn]] void throwExists(const std::wstring& index, DWORD code) {
+  static const Win32Category category;
+  throw std::filesystem::filesystem_error("exists", index, std::error_code(static_cast<int>(code), category));
 }
 
-void writeIndex(const std::wstring& dir, const std::vector<QuarantineRecord>& records) {
-  (void)rewriteTextFile(indexPath(dir), formatQuarantineIndex(records));  // failure unreported, on purpose
+std::wstring indexPath(const std::wstring& dir) { return dir + L"\\quarantine.db"; }
+
+struct Index {
+  std::vector<QuarantineRecord> records;  ///< storedFileExists is not set: most operations do not look at it
+  bool whole = false;                     ///< read to its end, or there is none
+};
+
+Index readIndex(const std::wstring& dir) {
+  const std::wstring path = indexPath(dir);
+  Index index;
+  std::string text;
+  if (const UniqueHandle file = openForReading(path, kMaxIndexBytes)) {
+    index.whole = readToEnd(file.get(), text, kMaxIndexBytes);
+  } else {
+    index.whole = pathStatusFromError(::GetLastError()) == PathStatus::kMissing;
+  }
+  if (!index.whole && ::GetLastError() == ERROR_FILE_TOO_LARGE) throwExists(path, ERROR_FILE_TOO_LARGE);
+  index.records = parseQuarantineIndex(text);
+  return index;
+}
+
+/// A failure is not reported, on purpose.
+void writeIndex(const std::wstring& dir, const Index& index) {
+  if (!index.whole) return;  // the records that could not be read would be lost
+  (void)rewriteTextFile(indexPath(dir), formatQuarantineIndex(index.records));
 }
 
 auto findRecord(std::vector<QuarantineRecord>& records, uint64_t id) {
@@ -57,8 +86,10 @@ std::wstring folderOf(const std::wstring& path) {
 
 /// Replaces what is at `to`. From another volume the file is copied and then deleted.
 bool moveOver(const std::wstring& from, const std::wstring& to) {
-  return ::MoveFileExW(forFileApi(from).c_str(), forFileApi(to).c_str(),
-                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) != FALSE;
+  return tryWhileHeld([source = forFileApi(from), target = forFileApi(to)] {
+    return ::MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) !=
+           FALSE;
+  });
 }
 
 /// Best effort, read-only files included.
@@ -76,16 +107,14 @@ void deleteStoredFile(const std::wstring& storedPath) {
 bool QuarantineStore::prepare(const std::wstring& dir, std::string* error) {
   if (!createDirectories(dir)) return fail(error, "cannot create quarantine dir: " + toUtf8(dir));
   const std::wstring index = indexPath(dir);
-  switch (pathStatus(index)) {
+  switch (indexStatus_(index)) {
     case PathStatus::kExists:
       break;
     case PathStatus::kMissing:
-      writeIndex(dir, {});
+      writeIndex(dir, {.records = {}, .whole = true});
       break;
-    case PathStatus::kUnreadable: {
-      const std::error_code code(static_cast<int>(::GetLastError()), std::system_category());
-      throw std::filesystem::filesystem_error("exists", index, code);
-    }
+    case PathStatus::kUnreadable:
+      throwExists(index, ::GetLastError());
   }
   return true;
 }
@@ -101,15 +130,15 @@ bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& path,
   const MutexLock lock(mutex_);
   if (!pathExists(path)) return fail(error, "file not found");
   if (!prepare(dir, error)) return false;
-  std::vector<QuarantineRecord> records = readIndex(dir);
+  Index index = readIndex(dir);
 
   QuarantineRecord record;
   record.id = unixMillisecondsNow();
   record.originalPath = path;
   record.name = fileName(path);
-  record.sha256 = sha256;
-  record.threat = threat;
-  record.code = code;
+  record.sha256 = recordText(sha256);
+  record.threat = recordText(threat);
+  record.code = recordText(code);
   record.severity = severity;
   record.time = unixSecondsNow();
   record.size = fileSizeOrZero(path);
@@ -122,44 +151,44 @@ bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& path,
                            " (файл может быть запущен или заблокирован)");
   }
   record.storedFileExists = true;
-  records.push_back(record);
-  writeIndex(dir, records);
+  index.records.push_back(record);
+  writeIndex(dir, index);
   if (outRecord != nullptr) *outRecord = std::move(record);
   return true;
 }
 
 std::vector<QuarantineRecord> QuarantineStore::listRecords(const std::wstring& dir) {
   const MutexLock lock(mutex_);
-  std::vector<QuarantineRecord> records = readIndex(dir);
+  std::vector<QuarantineRecord> records = readIndex(dir).records;
   for (QuarantineRecord& record : records) record.storedFileExists = storedFileIsThere(record);
   return records;
 }
 
 bool QuarantineStore::restoreRecord(const std::wstring& dir, uint64_t id, std::string* error) {
   const MutexLock lock(mutex_);
-  std::vector<QuarantineRecord> records = readIndex(dir);
-  const auto record = findRecord(records, id);
-  if (record == records.end()) return fail(error, "record not found");
+  Index index = readIndex(dir);
+  const auto record = findRecord(index.records, id);
+  if (record == index.records.end()) return fail(error, "record not found");
 
   (void)createDirectories(folderOf(record->originalPath));  // the move reports the failure
   if (!moveOver(record->storedPath, record->originalPath)) {
     const DWORD reason = ::GetLastError();
     return fail(error, "restore failed, code " + std::to_string(reason));
   }
-  records.erase(record);
-  writeIndex(dir, records);
+  index.records.erase(record);
+  writeIndex(dir, index);
   return true;
 }
 
 bool QuarantineStore::deleteRecord(const std::wstring& dir, uint64_t id, std::string* error) {
   const MutexLock lock(mutex_);
-  std::vector<QuarantineRecord> records = readIndex(dir);
-  const auto record = findRecord(records, id);
-  if (record == records.end()) return fail(error, "record not found");
+  Index index = readIndex(dir);
+  const auto record = findRecord(index.records, id);
+  if (record == index.records.end()) return fail(error, "record not found");
 
   if (storedFileIsThere(*record)) deleteStoredFile(record->storedPath);  // the record is removed in any case
-  records.erase(record);
-  writeIndex(dir, records);
+  index.records.erase(record);
+  writeIndex(dir, index);
   return true;
 }
 

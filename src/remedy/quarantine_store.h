@@ -1,13 +1,20 @@
 // Moves detected files into the quarantine directory and keeps their index, quarantine.db. Holds no index in
 // memory: every operation reads it from the disk and writes it back where it changed something.
 //
+// No record is lost to an index that is there but cannot be read to its end: what could be read is listed,
+// and nothing is written. With an index of more than 256 MiB every operation but ensureStore() throws
+// std::filesystem::filesystem_error ("exists").
+//
 // Operations serialise themselves, so threads may share one store. Texts are UTF-8; `error` may be null.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "base/files.h"
 #include "base/mutex.h"
 #include "records/quarantine_record.h"
 
@@ -15,6 +22,12 @@ namespace korvel {
 
 class QuarantineStore {
  public:
+  /// As pathStatus().
+  using StatusQuery = std::function<PathStatus(const std::wstring& path)>;
+
+  /// `indexStatus` is asked whether there is an index.
+  explicit QuarantineStore(StatusQuery indexStatus = pathStatus) : indexStatus_(std::move(indexStatus)) {}
+
   /// Creates the directory and, where there is none, an empty index. Throws std::filesystem::filesystem_error
   /// ("exists") when the index's status cannot be read.
   bool ensureStore(const std::wstring& dir, std::string* error) EXCLUDES(mutex_);
@@ -37,6 +50,7 @@ class QuarantineStore {
  private:
   bool prepare(const std::wstring& dir, std::string* error) REQUIRES(mutex_);
 
+  const StatusQuery indexStatus_;
   Mutex mutex_;  // one read-modify-write of the index at a time
 };
 

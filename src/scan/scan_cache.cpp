@@ -1,16 +1,32 @@
 #include "scan/scan_cache.h"
 
+#include <exception>
+
 #include "base/files.h"
+#include "base/sizes.h"
 #include "base/utf.h"
 
 namespace korvel {
+namespace {
+
+// Every user may put a file of any size at the place of the cache. This is far above the cache of a large
+// disk.
+constexpr uint64_t kMaxCacheBytes = 256 * kMiB;
+
+}  // namespace
 
 bool ScanCache::load(const std::wstring& path) {
-  std::string text;
-  if (!readWholeFile(path, text)) return false;
-  const MutexLock lock(mutex_);
-  table_.parse(text);
-  return true;
+  try {
+    std::string text;
+    if (!readWholeFile(path, text, kMaxCacheBytes)) return false;
+    const MutexLock lock(mutex_);
+    table_.parse(text);
+    return true;
+  } catch (const std::exception&) {  // not enough memory; nothing depends on the cache
+    const MutexLock lock(mutex_);
+    table_ = ScanCacheTable();
+    return false;
+  }
 }
 
 void ScanCache::record(const std::wstring& path, const ScanCacheEntry& entry) {

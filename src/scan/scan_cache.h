@@ -13,8 +13,8 @@ namespace korvel {
 class ScanCache {
  public:
   /// Adds the entries of the cache file at `path`; a scanned file that is already known takes the new values.
-  /// False, and nothing changed, when the cache file cannot be read, as at the first start. Throws
-  /// std::bad_alloc.
+  /// False, and nothing changed, when the cache file cannot be read, as at the first start, or has more than
+  /// 256 MiB. False, and the cache empty, when its entries do not fit into memory.
   bool load(const std::wstring& path) EXCLUDES(mutex_);
 
   /// Remembers one scanned file.

@@ -89,7 +89,7 @@ bool getConfig(EngineOperations& engine, const Frame&, std::string* reply, std::
 
 bool setConfig(EngineOperations& engine, const Frame& request, std::string*, std::string* error) {
   // A field that does not travel is reset to its default, on purpose.
-  const auto settings = decodeSettings(request.payload);
+  const auto settings = decodeSetConfig(request.payload);
   if (!settings) return fail(error, "malformed SetConfig payload");
   return engine.applySettings(*settings, error);
 }

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/error.h"
-#include "base/long_path.h"
+#include "base/files.h"
 #include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
@@ -16,33 +16,37 @@ namespace {
 // Files are parsed in pieces, so that one of hundreds of megabytes is never in memory beside its entries.
 constexpr DWORD kReadPieceBytes = 512 * kKiB;
 
-/// Reads and parses the rest of an open file. False when a read fails; throws what the parser throws.
-bool readSignatures(HANDLE file, SignatureFile& result) {
+/// Reads and parses the rest of an open file, which may grow meanwhile. False when a read fails, after a stop
+/// and beyond `maxBytes`; throws what the parser throws.
+bool readSignatures(HANDLE file, const std::stop_token& stop, uint64_t maxBytes, SignatureFile& result) {
   LARGE_INTEGER size{};
-  (void)::GetFileSizeEx(file, &size);  // only a hint; a pipe has no size
+  (void)::GetFileSizeEx(file, &size);  // only a hint
   SignatureFileParser parser(static_cast<uint64_t>(size.QuadPart));
   const auto piece = std::make_unique_for_overwrite<char[]>(kReadPieceBytes);
-  for (;;) {
+  uint64_t total = 0;
+  while (!stop.stop_requested()) {
     DWORD got = 0;
     if (!::ReadFile(file, piece.get(), kReadPieceBytes, &got, /*overlapped=*/nullptr)) return false;
-    if (got == 0) break;
+    if (got == 0) {
+      result = parser.finish();
+      return true;
+    }
+    total += got;
+    if (total > maxBytes) return false;
     parser.feed({piece.get(), got});
   }
-  result = parser.finish();
-  return true;
+  return false;
 }
 
 }  // namespace
 
-bool SignatureDatabase::loadFile(const std::wstring& path, std::string* error) {
-  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                        /*security=*/nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN,
-                                        /*template=*/nullptr));
+bool SignatureDatabase::loadFile(const std::wstring& path, std::string* error, const std::stop_token& stop,
+                                 uint64_t maxBytes) {
+  const UniqueHandle file = openForReading(path, maxBytes);
   if (!file) return fail(error, "cannot open: " + toUtf8(path));
   try {
     SignatureFile parsed;
-    if (readSignatures(file.get(), parsed)) {
+    if (readSignatures(file.get(), stop, maxBytes, parsed)) {
       add(std::move(parsed), path);
       return true;
     }

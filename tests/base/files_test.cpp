@@ -1,12 +1,15 @@
 #include "base/files.h"
 
 #include <gtest/gtest.h>
+#include <sddl.h>
 
 #include <atomic>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
 namespace korvel {
@@ -25,6 +28,19 @@ UniqueHandle hold(const std::wstring& path, DWORD share) {
 bool isDirectory(const std::wstring& path) {
   const DWORD attributes = ::GetFileAttributesW(path.c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+/// The access list as text.
+std::string accessListOf(const std::wstring& path) {
+  DWORD bytes = 0;
+  (void)::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &bytes);
+  std::vector<unsigned char> descriptor(bytes);
+  EXPECT_TRUE(::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), bytes, &bytes));
+  char* text = nullptr;
+  EXPECT_TRUE(::ConvertSecurityDescriptorToStringSecurityDescriptorA(
+      descriptor.data(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
+  const UniqueLocalMemory owner(text);
+  return text == nullptr ? std::string() : text;
 }
 
 // --- status ---
@@ -160,6 +176,87 @@ TEST(WriteAll, FailsWithTheReason) {
   EXPECT_TRUE(writeAll(readOnly.get(), ""));
 }
 
+TEST(ReadWholeFile, TakesAFileOfExactlyTheLimitAndRefusesOneByteMore) {
+  const TempFolder folder;
+  std::string bytes;
+  EXPECT_TRUE(readWholeFile(folder.write(L"fits", "12345"), bytes, /*maxBytes=*/5));
+  EXPECT_EQ(bytes, "12345");
+  EXPECT_FALSE(readWholeFile(folder.write(L"larger", "123456"), bytes, /*maxBytes=*/5));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_FILE_TOO_LARGE));
+  EXPECT_TRUE(bytes.empty());
+}
+
+TEST(ReadWholeFile, RefusesAHugeFileWithoutMakingRoomForIt) {
+  const TempFolder folder;
+  std::string bytes;
+  EXPECT_FALSE(readWholeFile(test::sparseFile(folder.at(L"huge"), 8LL << 40), bytes, /*maxBytes=*/1000));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_FILE_TOO_LARGE));
+}
+
+TEST(ReadToEnd, StopsAtTheLimitWhenTheFileIsLarger) {
+  const TempFolder folder;
+  const UniqueHandle file = openForReading(folder.write(L"f", "123456"));
+  std::string bytes;
+  EXPECT_FALSE(readToEnd(file.get(), bytes, /*maxBytes=*/5));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_FILE_TOO_LARGE));
+}
+
+// The server end is open and silent: a read would wait for ever.
+TEST(OpenForReading, RefusesAPipe) {
+  const std::wstring path = L"\\\\.\\pipe\\korvel-files-" + std::to_wstring(::GetCurrentProcessId());
+  const UniqueHandle server(::CreateNamedPipeW(path.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE,
+                                               /*instances=*/1, 0, 0, 0, nullptr));
+  ASSERT_TRUE(server);
+  EXPECT_FALSE(openForReading(path));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_BAD_FILE_TYPE));
+}
+
+TEST(OpenForReading, RefusesADevice) { EXPECT_FALSE(openForReading(L"\\\\.\\NUL")); }
+
+// --- trying again ---
+
+TEST(TryWhileHeld, GoesOnWhileTheFileIsHeldAndStopsWithTheFirstSuccess) {
+  constexpr DWORD kHeld[] = {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION};
+  for (const DWORD code : kHeld) {
+    int tries = 0;
+    EXPECT_TRUE(tryWhileHeld([&] {
+      ::SetLastError(code);
+      return ++tries == 3;
+    }));
+    EXPECT_EQ(tries, 3) << code;
+  }
+}
+
+TEST(TryWhileHeld, GivesUpAfterFiveTriesWithTheLastReason) {
+  int tries = 0;
+  EXPECT_FALSE(tryWhileHeld([&] {
+    ::SetLastError(++tries == 5 ? ERROR_SHARING_VIOLATION : ERROR_ACCESS_DENIED);
+    return false;
+  }));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+  EXPECT_EQ(tries, 5);
+}
+
+TEST(TryWhileHeld, TriesOnceForAnyOtherReasonAndAfterAStop) {
+  int tries = 0;
+  EXPECT_FALSE(tryWhileHeld([&] {
+    ::SetLastError(ERROR_FILE_NOT_FOUND);
+    ++tries;
+    return false;
+  }));
+  EXPECT_EQ(tries, 1);
+  std::stop_source stop;
+  EXPECT_FALSE(tryWhileHeld(
+      [&] {
+        ++tries;
+        stop.request_stop();
+        ::SetLastError(ERROR_SHARING_VIOLATION);
+        return false;
+      },
+      stop.get_token()));
+  EXPECT_EQ(tries, 2);
+}
+
 // --- replacing ---
 
 class FileReplacementTest : public testing::Test {
@@ -190,7 +287,7 @@ TEST_F(FileReplacementTest, MakesATargetThatWasNotThere) {
   EXPECT_EQ(readFile(target_), "new");
 }
 
-TEST_F(FileReplacementTest, TruncatesATemporaryThatAKillLeftBehind) {
+TEST_F(FileReplacementTest, DeletesATemporaryThatAKillLeftBehind) {
   writeFile(temporary_, "a long text of an earlier life");
   FileReplacement replacement(target_, temporary_);
   ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
@@ -230,7 +327,7 @@ TEST_F(FileReplacementTest, ATemporaryThatCannotBeMadeFailsWithTheReason) {
   ASSERT_TRUE(createDirectories(temporary_));
   FileReplacement replacement(target_, temporary_);
   EXPECT_FALSE(replacement.open());
-  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_FILE_EXISTS));
   EXPECT_FALSE(replacement.write("x"));
 }
 
@@ -242,6 +339,37 @@ TEST_F(FileReplacementTest, NeverDeletesATemporaryThatItDidNotMake) {
     EXPECT_FALSE(refused.open());
   }
   EXPECT_TRUE(isDirectory(temporary_));
+}
+
+TEST_F(FileReplacementTest, DoesNotWriteThroughAHardLinkAtTheTemporarysName) {
+  const std::wstring victim = folder_.write(L"victim", "of great value");
+  ASSERT_TRUE(::CreateHardLinkW(temporary_.c_str(), victim.c_str(), nullptr));
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(readFile(victim), "of great value");
+  EXPECT_EQ(readFile(target_), "new");
+}
+
+TEST_F(FileReplacementTest, CarriesTheAccessListOfTheTargetOver) {
+  writeFile(target_, "old");
+  writeFile(folder_.at(L"other"), "x");
+  const std::string usual = accessListOf(target_);
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ASSERT_TRUE(::ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;SY)(A;;FA;;;BA)",
+                                                                     SDDL_REVISION_1, &descriptor, nullptr));
+  const UniqueLocalMemory owner(descriptor);
+  ASSERT_TRUE(::SetFileSecurityW(target_.c_str(), DACL_SECURITY_INFORMATION, descriptor));
+  const std::string own = accessListOf(target_);
+  ASSERT_NE(own, usual);
+
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open());
+  EXPECT_EQ(accessListOf(temporary_), own) << "the text must never be open to more readers";
+  ASSERT_TRUE(replacement.write("new") && replacement.finish());
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(accessListOf(target_), own);
+  EXPECT_EQ(readFile(target_), "new");
 }
 
 TEST_F(FileReplacementTest, ReplacesAReadOnlyTargetWhenAttributesAreCleared) {
@@ -268,6 +396,32 @@ TEST_F(FileReplacementTest, ClearedAttributesStayClearedAfterAFailedMove) {
 
 // --- rewriting text files ---
 
+TEST(RewriteTurn, OfOneFileDoesNotHoldUpAnother) {
+  const TempFolder folder;
+  const RewriteTurn first(folder.at(L"a"));
+  EXPECT_TRUE(rewriteTextFile(folder.at(L"b"), "text"));
+  EXPECT_EQ(readFile(folder.at(L"b")), "text");
+}
+
+TEST(RewriteTurn, OfTheSameFileComesOneAfterTheOther) {
+  const TempFolder folder;
+  std::atomic<int> inside{0};
+  std::atomic<bool> met{false};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 50; ++round) {
+        const RewriteTurn turn(folder.at(L"a"));
+        if (inside.fetch_add(1) != 0) met = true;
+        std::this_thread::yield();
+        --inside;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_FALSE(met);
+}
+
 class RewriteTextFileTest : public FileReplacementTest {
  protected:
   const std::wstring path_ = folder_.at(L"settings.ini");
@@ -282,6 +436,14 @@ TEST_F(RewriteTextFileTest, MakesAndReplacesTheFile) {
   EXPECT_TRUE(rewriteTextFile(path_, ""));
   EXPECT_EQ(readFile(path_), "");
   EXPECT_FALSE(pathExists(temporaryOfPath_));
+}
+
+TEST_F(RewriteTextFileTest, DoesNotWriteThroughALinkAtTheTemporarysName) {
+  const std::wstring victim = folder_.write(L"victim", "of great value");
+  ASSERT_TRUE(::CreateHardLinkW(temporaryOfPath_.c_str(), victim.c_str(), nullptr));
+  EXPECT_TRUE(rewriteTextFile(path_, "new"));
+  EXPECT_EQ(readFile(victim), "of great value");
+  EXPECT_EQ(readFile(path_), "new");
 }
 
 TEST_F(RewriteTextFileTest, RewritesInPlaceWhenTheTemporaryCannotBeMade) {

@@ -10,6 +10,7 @@
 #include "base/files.h"
 #include "config/settings.h"
 #include "config/settings_text.h"
+#include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
 namespace korvel {
@@ -57,6 +58,35 @@ TEST(SettingsFile, ALockedFileIsFalseAndChangesNothing) {
   Settings settings = someSettings();
   EXPECT_FALSE(readSettingsFile(settings, path));
   EXPECT_EQ(settings, someSettings());
+}
+
+TEST(SettingsFile, AFileOfMoreThan64MiBIsFalseAndChangesNothing) {
+  const TempFolder folder;
+  Settings settings = someSettings();
+  EXPECT_FALSE(readSettingsFile(settings, test::sparseFile(folder.at(L"larger"), (64LL << 20) + 1)));
+  EXPECT_FALSE(readSettingsFile(settings, test::sparseFile(folder.at(L"huge"), 8LL << 40)));
+  EXPECT_EQ(settings, someSettings());
+}
+
+TEST(SettingsFile, AFileOf64MiBIsRead) {
+  const TempFolder folder;
+  const std::wstring path = test::sparseFile(folder.at(L"settings.ini"), 64LL << 20);
+  {
+    const UniqueHandle file = hold(path, GENERIC_WRITE, 0);
+    ASSERT_TRUE(writeAll(file.get(), "ScanArchives=1\n"));
+  }
+  Settings settings;
+  EXPECT_TRUE(readSettingsFile(settings, path));
+  EXPECT_TRUE(settings.scanArchives);
+}
+
+TEST(SettingsFile, AnUnreadableFileIsReplacedByTheNextSave) {
+  const TempFolder folder;
+  const std::wstring path = test::sparseFile(folder.at(L"settings.ini"), 8LL << 40);
+  Settings settings;
+  ASSERT_FALSE(readSettingsFile(settings, path));
+  EXPECT_TRUE(writeSettingsFile(settings, path));
+  EXPECT_EQ(readFile(path), formatSettingsText(Settings()));
 }
 
 TEST(SettingsFile, AFileThatAnotherProgramHasOpenIsRead) {

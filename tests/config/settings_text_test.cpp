@@ -180,6 +180,20 @@ TEST(ParseSettingsText, CarriageReturnsStayInTheValues) {
   EXPECT_EQ(settings.updateServer, "c\r");
 }
 
+TEST(ParseSettingsText, CrLfMakesEachOfTheNineBooleansFalse) {
+  int booleans = 0;
+  for (const auto& [key, field] : kSettingKeys) {
+    const auto* boolean = std::get_if<bool SettingsFields::*>(&field);
+    if (boolean == nullptr) continue;
+    ++booleans;
+    for (const char* value : {"=1", "=true"}) {
+      EXPECT_TRUE(parsed(std::string(key) + value + "\n").*(*boolean)) << key;
+      EXPECT_FALSE(parsed(std::string(key) + value + "\r\n").*(*boolean)) << key;
+    }
+  }
+  EXPECT_EQ(booleans, 9);
+}
+
 TEST(ParseSettingsText, PathsComeFromUtf8AndMayBeEmpty) {
   EXPECT_EQ(parsed("SignatureDb=C:\\Базы\n").signatureDb, toWide("C:\\Базы"));
   EXPECT_EQ(parsed("QuarantineDir=\n").quarantineDir, L"");

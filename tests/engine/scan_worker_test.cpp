@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <map>
 #include <thread>
 
 #include "base/files.h"
@@ -11,6 +13,7 @@
 #include "e2e/sample_files.h"
 #include "engine/engine_fixture.h"
 #include "support/fresh_stop_signal.h"
+#include "support/sparse_file.h"
 
 namespace korvel::svc {
 namespace {
@@ -171,15 +174,37 @@ TEST_F(ScanWorkerTest, ANewScanBeginsWithEmptyResults) {
   EXPECT_TRUE(worker.getResults().empty());
 }
 
+/// Every file below a folder, and `also`, with its content and the time of its last write.
+std::map<std::wstring, std::string> filesOf(const std::wstring& folder, const std::wstring& also) {
+  std::map<std::wstring, std::string> files;
+  const auto add = [&files](const std::wstring& path) {
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    if (!::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return;
+    files[path] = std::to_string(data.ftLastWriteTime.dwHighDateTime) + "." +
+                  std::to_string(data.ftLastWriteTime.dwLowDateTime) + "\n" + test::readFile(path);
+  };
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (entry.is_regular_file()) add(entry.path().wstring());
+  }
+  add(also);
+  return files;
+}
+
 TEST_F(ScanWorkerTest, NoTargetsEndIdleAndWriteNothing) {
+  folder_.write(L"bad.exe", "abc");
   settings_.lastScanUtc = 77;
   ScanWorker& worker = startWorker();
+  ThreatRecord threat;
+  threat.path = folder_.at(L"bad.exe");
+  ASSERT_TRUE(worker.quarantineThreat(threat, nullptr));
+  const auto before = filesOf(dataDir(), scanCachePath());
+  EXPECT_GE(before.size(), 4u) << "settings, log, index and the stored file";
   ASSERT_TRUE(worker.startScan(ScanScope::kCustom, {}, nullptr));
   waitForEnd(worker);
   EXPECT_EQ(worker.getProgress().phase, L"idle");
   EXPECT_FALSE(worker.getLastSummary().cancelled);
-  EXPECT_EQ(savedSettings().lastScanUtc, 77u);
-  EXPECT_FALSE(logged("scan finished"));
+  EXPECT_EQ(filesOf(dataDir(), scanCachePath()), before);
+  EXPECT_FALSE(pathExists(scanCachePath()));
 }
 
 TEST_F(ScanWorkerTest, AMemoryScanLogsItsWarningAndEndsIdle) {
@@ -333,6 +358,51 @@ TEST_F(ScanWorkerTest, QuarantineListRestoreAndDelete) {
   EXPECT_TRUE(logged("[INF] deleted: " + toUtf8(file) + "\n"));
   EXPECT_FALSE(worker.deleteThreat(threat, &error));
   EXPECT_EQ(error, "file not found");
+}
+
+TEST_F(ScanWorkerTest, ADeleteWhoseQuarantineStepFailsKeepsTheFileAndSaysWhy) {
+  const std::wstring file = folder_.write(L"bad.exe", "abc");
+  ScanWorker& worker = startWorker();
+  const UniqueHandle held(::CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+  ASSERT_TRUE(held);
+  ThreatRecord threat;
+  threat.path = file;
+  std::string error;
+  EXPECT_FALSE(worker.deleteThreat(threat, &error));
+  EXPECT_EQ(error, "MoveFileEx failed, code 32 (файл может быть запущен или заблокирован)");
+  EXPECT_EQ(test::readFile(file), "abc");
+  EXPECT_TRUE(worker.listQuarantine().empty());
+  EXPECT_FALSE(logged("[INF] deleted: "));
+}
+
+TEST_F(ScanWorkerTest, OwnFilesOfAnySizeDoNotKeepItFromStarting) {
+  test::sparseFile(scanCachePath(), 8LL << 40);
+  ASSERT_TRUE(createDirectories(dataDir()));
+  test::sparseFile(liveSignaturesPath(), 8LL << 40);
+  EXPECT_EQ(startWorker().getStatus().signatureVersion, "test-1");
+}
+
+TEST_F(ScanWorkerTest, SettingsThatCannotBeReadAtTheStartAreReplacedByTheDefaults) {
+  test::sparseFile(settingsPath(), 8LL << 40);
+  ScanWorker worker;
+  std::string error;
+  ASSERT_TRUE(worker.init(&error)) << error;
+  EXPECT_TRUE(logged("[WRN] config not found, using defaults\n"));
+  EXPECT_EQ(savedSettings(), Settings());
+}
+
+// The server end is open and silent: a read would wait for ever.
+TEST_F(ScanWorkerTest, APipeAsSignatureDatabaseHoldsUpNothing) {
+  settings_.signatureDb = L"\\\\.\\pipe\\korvel-engine-" + std::to_wstring(::GetCurrentProcessId());
+  const UniqueHandle server(::CreateNamedPipeW(settings_.signatureDb.c_str(), PIPE_ACCESS_DUPLEX,
+                                               PIPE_TYPE_BYTE,
+                                               /*instances=*/4, 0, 0, 0, nullptr));
+  ASSERT_TRUE(server);
+  ScanWorker& worker = startWorker();
+  std::string error;
+  EXPECT_FALSE(worker.reloadSignatures(&error));
+  EXPECT_EQ(error, "cannot open: " + toUtf8(settings_.signatureDb));
 }
 
 TEST_F(ScanWorkerTest, AReportHasTheScanItsOutcomeAndNoEvents) {

@@ -12,5 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::checkRoundTrip(payload, decode, ipc::encodeSettings);
   const auto settings = decode(payload);
   fuzz::require(!settings || (settings->scheduledHour < 24 && settings->updateServer.empty()));
+  const auto wanted = ipc::decodeSetConfig(payload);
+  fuzz::require(!wanted || wanted == settings);
+  fuzz::require(!wanted || wanted->signatureDb.find(L'\n') == std::wstring::npos);
   return 0;
 }

@@ -131,11 +131,9 @@ trust_authority
 printf 'plain text\n' > "$stage/www/plain.txt"
 truncate -s 134217728 "$stage/www/largest.bin"
 truncate -s 134217729 "$stage/www/too-large.bin"
-# Names of temporary files for which the disk is full: a write to them fails at the first byte.
+# A folder in which a write to a temporary file fails at the first byte, as on a full disk.
 mkdir "$stage/full"
-for name in signatures.live.txt.tmp hosts.korvel.tmp KorvelSetup-1.3.0.exe.tmp; do
-  ln -s /dev/full "$stage/full/$name"
-done
+cc -shared -fPIC -o "$work/full_disk.so" "$here/full_disk.c" -ldl
 cp "$program" "$stage/"
 # Helper programs of the tests lie beside them.
 cp "$(dirname "$program")"/*_victim.exe "$stage/" 2>/dev/null || true
@@ -147,7 +145,8 @@ export KORVEL_TEST_STRANGER_PORT=$stranger_port KORVEL_TEST_ODD_PORT=$odd_port
 export KORVEL_TEST_WWW="C:\\$stage_name\\www" KORVEL_TEST_FULL="C:\\$stage_name\\full"
 cd "$stage"
 # In the background, so that the shell handles a signal at once and not after the program has ended.
-wine "C:\\$stage_name\\$(basename "$program")" "$@" < /dev/null &
+LD_PRELOAD=$work/full_disk.so KORVEL_FULL_DISK=$(realpath "$stage/full") \
+  wine "C:\\$stage_name\\$(basename "$program")" "$@" < /dev/null &
 wine_pid=$!
 status=0
 wait "$wine_pid" || status=$?

@@ -164,6 +164,29 @@ TEST(SettingsRecord, UpdateServerDoesNotTravel) {
   EXPECT_EQ(decodeSettings(encodeSettings(settings), settings)->updateServer, "https://update.example");
 }
 
+TEST(SetConfig, APathThatNoLineCanHoldIsMalformed) {
+  using namespace std::string_literals;
+  std::wstring SettingsFields::*const paths[] = {&SettingsFields::signatureDb,
+                                                 &SettingsFields::quarantineDir};
+  for (std::wstring SettingsFields::*path : paths) {
+    for (const std::wstring& bad : {L"C:\\a\nUpdateServer=http://evil"s, L"\n"s, L"C:\\a\0b"s, L"\0"s}) {
+      SettingsFields settings = sampleSettings();
+      settings.*path = bad;
+      EXPECT_FALSE(decodeSetConfig(encodeSettings(settings)));
+      EXPECT_EQ(decodeSettings(encodeSettings(settings)), settings) << "what the service says is understood";
+    }
+    SettingsFields settings = sampleSettings();
+    settings.*path = L"C:\\a\r";
+    EXPECT_EQ(decodeSetConfig(encodeSettings(settings)), settings) << "a carriage return stays";
+  }
+}
+
+TEST(SetConfig, IsASettingsRecordOverTheDefaults) {
+  EXPECT_EQ(decodeSetConfig(sampleSettingsBytes(30))->scheduledHour, 6u);
+  EXPECT_EQ(decodeSetConfig(sampleSettingsBytes(23)), sampleSettings());
+  expectExactLength(sampleSettingsBytes(23), decodeSetConfig);
+}
+
 TEST(TextMessage, IsOneString) {
   EXPECT_EQ(encodeText("текст"), text("текст"));
   EXPECT_EQ(decodeText(text("текст")), "текст");

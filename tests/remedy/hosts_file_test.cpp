@@ -161,6 +161,48 @@ TEST_F(HostsFile, FolderInThePlaceOfTheTemporaryIsAFailure) {
   EXPECT_EQ(text(), kUserLines);
 }
 
+TEST_F(HostsFile, RemovingThatCannotWriteFailsAndKeepsTheFile) {
+  write(kApplied);
+  createDirectories(hosts_ + L".korvel.tmp");
+  EXPECT_FALSE(remove());
+  EXPECT_EQ(error_, "cannot write temp hosts");
+  EXPECT_EQ(text(), kApplied);
+}
+
+TEST_F(HostsFile, MarkerTextInsideALongerLineIsTheUsersLine) {
+  const std::string lines =
+      "10.0.0.1 a # KORVEL WEB SHIELD BEGIN of mine\n10.0.0.2 b\n## KORVEL WEB SHIELD END\n10.0.0.3 c\n";
+  write(lines);
+  EXPECT_EQ(countBlockedEntriesIn(hosts_), 0u);
+  EXPECT_TRUE(remove()) << error_;
+  EXPECT_EQ(text(), lines);
+  EXPECT_TRUE(apply({"a.com"})) << error_;
+  EXPECT_EQ(text(), lines + "\n" + kBlockOfOne);
+}
+
+// The text of a marker anywhere is enough to write the file anew, and that makes every line end LF.
+TEST_F(HostsFile, MarkerTextInsideALongerLineMakesRemovingRewriteTheFile) {
+  write("10.0.0.1 a # KORVEL WEB SHIELD BEGIN of mine\r\n10.0.0.2 b\r\n");
+  EXPECT_TRUE(remove()) << error_;
+  EXPECT_EQ(text(), "10.0.0.1 a # KORVEL WEB SHIELD BEGIN of mine\n10.0.0.2 b\n");
+}
+
+TEST_F(HostsFile, AFileThatReadsSoAlreadyIsNotWritten) {
+  write(kApplied);
+  const UniqueHandle holder = hold(FILE_SHARE_READ);  // a write of any kind would fail
+  EXPECT_TRUE(apply({"a.com"})) << error_;
+  EXPECT_EQ(text(), kApplied);
+}
+
+TEST_F(HostsFile, ALinkAtTheTemporarysNameIsNotWrittenThrough) {
+  write(kUserLines);
+  const std::wstring victim = folder_.write(L"victim", "of great value");
+  ASSERT_TRUE(::CreateHardLinkW((hosts_ + L".korvel.tmp").c_str(), victim.c_str(), nullptr));
+  EXPECT_TRUE(apply({"a.com"})) << error_;
+  EXPECT_EQ(test::readFile(victim), "of great value");
+  EXPECT_EQ(text(), kApplied);
+}
+
 TEST_F(HostsFile, ErrorMayBeNull) {
   hosts_ = folder_.at(L"missing\\hosts");
   EXPECT_FALSE(applyBlocklistTo(hosts_, {}, nullptr));

@@ -1,6 +1,5 @@
 // The process that kill_test.cpp kills: does one kind of file operation until it is ended. If the test is
-// gone, it ends by itself after a few seconds. Uses no library beyond kernel32, so that it starts
-// fast.
+// gone, it ends by itself after a few seconds. Uses few libraries, so that it starts fast.
 #include <cstdio>
 #include <string>
 

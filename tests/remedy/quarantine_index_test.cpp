@@ -206,6 +206,20 @@ TEST(QuarantinedFileName, HoldsTimeTheFirstSixteenCharactersOfTheHashAndTheName)
   EXPECT_EQ(quarantinedFileName(5, "0123456789abcdef", L"a"), L"5_0123456789abcdef_a");
 }
 
+TEST(QuarantinedFileName, DoesNotLeaveTheFolderWhateverTheHash) {
+  EXPECT_EQ(quarantinedFileName(5, "\\..\\..\\", L"a"), L"5__.._..__a");
+  EXPECT_EQ(quarantinedFileName(5, "/../c:<>\"|?*", L"a"), L"5__.._c________a");
+  EXPECT_EQ(quarantinedFileName(5, std::string("a\0b\n\x1F\x7F", 6), L"a"), L"5_a_b__\x7F_a");
+  EXPECT_EQ(quarantinedFileName(5, "..", L"a"), L"5_.._a");
+  EXPECT_EQ(quarantinedFileName(5, "хэш", L"a"), toWide("5_хэш_a"));
+}
+
+TEST(QuarantineRecordText, HasBlanksForControlCharacters) {
+  EXPECT_EQ(recordText(std::string("a\0b\nID=7\r\t\x1F\x7F", 12)), "a b ID=7   \x7F");
+  EXPECT_EQ(recordText("Троян = Win32"), "Троян = Win32");
+  EXPECT_EQ(recordText(""), "");
+}
+
 TEST(QuarantinedFileName, TakesAShorterHashWhole) {
   EXPECT_EQ(quarantinedFileName(5, "0123456789abcde", L"a"), L"5_0123456789abcde_a");
   EXPECT_EQ(quarantinedFileName(0, "", L""), L"0__");

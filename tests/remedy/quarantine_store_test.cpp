@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "base/utf.h"
 #include "remedy/quarantine_index.h"
 #include "support/eventually.h"
+#include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
 namespace korvel {
@@ -93,6 +95,48 @@ TEST_F(QuarantineStoreTest, EnsureFailsWhereTheDirectoryCannotBeMade) {
   EXPECT_FALSE(store_.ensureStore(dir_, nullptr));
   EXPECT_FALSE(store_.ensureStore(L"", &error_));
   EXPECT_EQ(error_, "cannot create quarantine dir: ");
+}
+
+TEST_F(QuarantineStoreTest, AnIndexWhoseStatusCannotBeReadIsAnError) {
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  constexpr DWORD kFailures[] = {ERROR_ACCESS_DENIED, ERROR_NOT_READY, ERROR_CRC, ERROR_GEN_FAILURE};
+  for (const DWORD code : kFailures) {
+    QuarantineStore store([code](const std::wstring&) {
+      ::SetLastError(code);
+      return pathStatusFromError(code);
+    });
+    const auto expectExistsError = [code](const auto& operation) {
+      try {
+        operation();
+        ADD_FAILURE() << "no error for code " << code;
+      } catch (const std::filesystem::filesystem_error& problem) {
+        EXPECT_EQ(std::string(problem.what()).find("filesystem error: exists: win32=" + std::to_string(code)),
+                  0u)
+            << problem.what();
+      }
+    };
+    expectExistsError([&] { store.ensureStore(dir_, nullptr); });
+    expectExistsError([&] { store.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, nullptr); });
+    EXPECT_EQ(readFile(path), "x");
+    EXPECT_FALSE(pathExists(index_));
+  }
+}
+
+TEST_F(QuarantineStoreTest, AnIndexOfMoreThan256MiBStopsNoStartButEveryOperationAndIsNeverWritten) {
+  constexpr int64_t kBytes = (256LL << 20) + 1;
+  ASSERT_TRUE(createDirectories(dir_));
+  test::sparseFile(index_, kBytes);
+  EXPECT_TRUE(store_.ensureStore(dir_, &error_));
+  const std::wstring path = folder_.write(L"a.exe", "x");
+  using Problem = std::filesystem::filesystem_error;
+  EXPECT_THROW(list(), Problem);
+  EXPECT_THROW(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, nullptr), Problem);
+  EXPECT_THROW(store_.restoreRecord(dir_, 1, nullptr), Problem);
+  EXPECT_THROW(store_.deleteRecord(dir_, 1, nullptr), Problem);
+  EXPECT_EQ(readFile(path), "x");
+  WIN32_FILE_ATTRIBUTE_DATA data{};
+  ASSERT_TRUE(::GetFileAttributesExW(index_.c_str(), GetFileExInfoStandard, &data));
+  EXPECT_EQ(data.nFileSizeLow, static_cast<DWORD>(kBytes));
 }
 
 // --- addFile ---
@@ -196,11 +240,53 @@ TEST_F(QuarantineStoreTest, AddOfALockedFileFailsAndChangesNothing) {
   EXPECT_EQ(list(), Records{earlier});
 }
 
-TEST_F(QuarantineStoreTest, AddUnderAHashThatIsNoNameFails) {
-  const std::wstring path = folder_.write(L"a.exe", "x");
-  EXPECT_FALSE(store_.addFile(dir_, path, "none\\", "t", "c", kSeverityHigh, nullptr, &error_));
-  EXPECT_EQ(error_, "MoveFileEx failed, code 3 (файл может быть запущен или заблокирован)");
+TEST_F(QuarantineStoreTest, AddFailsWhereTheStoredFileCannotBeMade) {
+  const std::wstring path =
+      folder_.write(std::wstring(240, L'n'), "x");  // no room for time and hash before it
+  EXPECT_FALSE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, &error_));
+  EXPECT_TRUE(error_.starts_with("MoveFileEx failed, code ")) << error_;
+  EXPECT_EQ(readFile(path), "x");
   EXPECT_EQ(readFile(index_), kEmptyIndex);
+}
+
+TEST_F(QuarantineStoreTest, AHashFromAClientDoesNotLeaveTheQuarantineFolder) {
+  QuarantineRecord record;
+  ASSERT_TRUE(store_.addFile(dir_, folder_.write(L"a.exe", "x"), "\\..\\..\\", "t", "c", kSeverityHigh,
+                             &record, &error_))
+      << error_;
+  EXPECT_EQ(record.storedPath, dir_ + L"\\" + std::to_wstring(record.time) + L"__.._..__a.exe");
+  EXPECT_EQ(readFile(record.storedPath), "x");
+  EXPECT_EQ(list(), Records{record});
+}
+
+TEST_F(QuarantineStoreTest, ALineFeedInTextsFromAClientForgesNoRecord) {
+  QuarantineRecord record;
+  ASSERT_TRUE(store_.addFile(dir_, folder_.write(L"a.exe", "x"), "ab\r12", "t\nID=7\nORIG=C:\\x", "c\tc",
+                             kSeverityHigh, &record, &error_))
+      << error_;
+  EXPECT_EQ(record.threat, "t ID=7 ORIG=C:\\x");
+  EXPECT_EQ(record.code, "c c");
+  EXPECT_EQ(record.sha256, "ab 12");
+  EXPECT_EQ(list(), Records{record});
+}
+
+// Shared for writing only, as by a program that is just replacing it: it can be rewritten but not read.
+TEST_F(QuarantineStoreTest, AnIndexThatCannotBeReadJustNowKeepsItsRecords) {
+  const Records records = {stored(1, L"a", "x"), stored(2, L"b", "x")};
+  writeIndex(records);
+  const std::wstring path = folder_.write(L"c.exe", "x");
+  QuarantineRecord record;
+  {
+    const UniqueHandle held(::CreateFileW(index_.c_str(), GENERIC_READ, FILE_SHARE_WRITE, nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    ASSERT_TRUE(held);
+    EXPECT_TRUE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, &record, &error_)) << error_;
+    EXPECT_TRUE(list().empty());
+    EXPECT_FALSE(store_.deleteRecord(dir_, 1, &error_));
+    EXPECT_EQ(error_, "record not found");
+  }
+  EXPECT_EQ(readFile(record.storedPath), "x");
+  EXPECT_EQ(readFile(index_), formatQuarantineIndex(records));
 }
 
 TEST_F(QuarantineStoreTest, SameSecondNameAndHashShareOneStoredNameAndTheSecondFileStays) {

@@ -179,6 +179,45 @@ TEST_F(LogTest, GoesOnEchoingWhenTheFileCannotBeOpened) {
   EXPECT_EQ(untimed(text()), "[INF] back\n");
 }
 
+TEST_F(LogTest, AFileThatIsHeldOrHasNoFolderCannotBeOpenedAndTheEchoGoesOn) {
+  close();
+  const UniqueHandle held(::CreateFileW(path_.c_str(), GENERIC_READ, /*share=*/0, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+  ASSERT_TRUE(held);
+  const std::wstring file = folder_.write(L"file", "x");
+  for (const std::wstring& path : {path_, file + L"\\korvel.log", std::wstring()}) {
+    const DebuggerEcho echo;
+    log_.open(path);
+    log_.write(kLogWarning, "nowhere");
+    EXPECT_EQ(untimed(echo.text()), "[WRN] nowhere\n");
+  }
+  EXPECT_EQ(readFile(file), "x");
+}
+
+// An open file keeps its folder from going away; what else is in there does go.
+TEST_F(LogTest, GoesOnWhenItsFolderIsDeletedMeanwhile) {
+  const std::wstring beside = folder_.write(L"журналы\\settings.ini", "x");
+  log_.write(kLogInfo, "before");
+  test::removeTree(folder_.at(L"журналы"));
+  EXPECT_FALSE(pathExists(beside));
+  const DebuggerEcho echo;
+  log_.write(kLogInfo, "after");
+  EXPECT_EQ(untimed(echo.text()), "[INF] after\n");
+  log_.open(path_);
+  log_.write(kLogInfo, "reopened");
+  EXPECT_TRUE(text().ends_with("[INF] reopened\n"));
+}
+
+TEST_F(LogTest, ReopeningMakesADeletedFolderAgain) {
+  log_.write(kLogInfo, "before");
+  close();
+  test::removeTree(folder_.at(L"журналы"));
+  ASSERT_FALSE(pathExists(path_));
+  log_.open(path_);
+  log_.write(kLogInfo, "after");
+  EXPECT_EQ(untimed(text()), "[INF] after\n");
+}
+
 TEST_F(LogTest, OtherProcessesMayReadAndWriteTheFile) {
   const UniqueHandle other(::CreateFileW(path_.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                          nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));

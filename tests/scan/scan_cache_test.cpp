@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "base/files.h"
+#include "support/allocation_meter.h"
+#include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
 namespace korvel {
@@ -45,6 +47,26 @@ TEST(ScanCache, AFileScannedAgainReplacesItsLineAcrossSaves) {
   cache.record(L"C:\\a", {3, 4, kSeverityMedium});
   ASSERT_TRUE(cache.save(path));
   EXPECT_EQ(test::readFile(path), "C:\\a|3|4|medium\n");
+}
+
+TEST(ScanCache, AFileOfAnySizeIsNoDanger) {
+  const TempFolder folder;
+  ScanCache cache;
+  EXPECT_FALSE(cache.load(test::sparseFile(folder.at(L"huge"), 8LL << 40)));
+  EXPECT_FALSE(cache.load(test::sparseFile(folder.at(L"larger"), (256LL << 20) + 1)));
+  EXPECT_EQ(cache.size(), 0u);
+}
+
+TEST(ScanCache, AFileThatDoesNotFitIntoMemoryMakesAnEmptyCache) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"scan.cache", "C:\\a|1|2|low\n" + std::string(50'000, 'x'));
+  ScanCache cache;
+  cache.record(L"C:\\earlier", {1, 2, kSeverityLow});
+  const test::AllocationLimit limit(20'000);
+  bool loaded = true;
+  EXPECT_NO_THROW(loaded = cache.load(path));
+  EXPECT_FALSE(loaded);
+  EXPECT_EQ(cache.size(), 0u);
 }
 
 TEST(ScanCache, SaysWhenItCannotBeSaved) {

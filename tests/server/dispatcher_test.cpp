@@ -230,6 +230,13 @@ TEST_F(Dispatcher, SetConfigEmptiesTheUpdateServer) {
   EXPECT_EQ(engine_.settings.updateServer, "");
 }
 
+TEST_F(Dispatcher, SetConfigWithALineFeedInAPathChangesNothing) {
+  SettingsFields settings;
+  settings.signatureDb = L"C:\\a\nUpdateServer=http://evil";
+  EXPECT_EQ(ask(Opcode::kSetConfig, encodeSettings(settings)), error("malformed SetConfig payload"));
+  EXPECT_TRUE(engine_.calls.empty());
+}
+
 TEST_F(Dispatcher, SetConfigCutAfterFieldFourteenChangesNothing) {
   const std::string record = encodeSettings(SettingsFields());
   EXPECT_EQ(ask(Opcode::kSetConfig, record.substr(0, record.size() - 4)),

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stop_token>
 #include <thread>
 
+#include "base/files.h"
 #include "base/paths.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
+#include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
 namespace korvel {
@@ -86,6 +89,49 @@ TEST_F(SignatureDatabaseTest, AFileThatCannotBeHeldIsAParseErrorAndChangesNothin
   EXPECT_EQ(database_.info().entryCount, 1u);
   EXPECT_EQ(database_.info().version, "v1");
   EXPECT_FALSE(database_.lookup(kMd5, "", "", nullptr));
+}
+
+// The server end is open and silent: a read would wait for ever.
+TEST_F(SignatureDatabaseTest, APipeCannotBeOpened) {
+  const std::wstring path = L"\\\\.\\pipe\\korvel-signatures-" + std::to_wstring(::GetCurrentProcessId());
+  const UniqueHandle server(::CreateNamedPipeW(path.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE,
+                                               /*instances=*/1, 0, 0, 0, nullptr));
+  ASSERT_TRUE(server);
+  EXPECT_FALSE(database_.loadFile(path, &error_));
+  EXPECT_EQ(error_, "cannot open: " + toUtf8(path));
+}
+
+// The memory of a process is a file on the disk whose first bytes cannot be read.
+TEST_F(SignatureDatabaseTest, AFileWhoseReadFailsIsAParseErrorAndChangesNothing) {
+  ASSERT_TRUE(load(L"one.txt", "VERSION v1\n" + kSha256 + ":N\n"));
+  const std::wstring path = L"\\\\?\\unix\\proc\\self\\mem";
+  if (!pathExists(path)) GTEST_SKIP() << "there is no file here whose read fails";
+  EXPECT_FALSE(database_.loadFile(path, &error_));
+  EXPECT_EQ(error_, "parse error in " + toUtf8(path));
+  EXPECT_EQ(database_.info().entryCount, 1u);
+  EXPECT_EQ(database_.info().source, toUtf8(folder_.at(L"one.txt")));
+}
+
+TEST_F(SignatureDatabaseTest, AFileAboveTheLimitCannotBeOpened) {
+  const std::wstring path = folder_.write(L"one.txt", kSha256 + "\n");
+  EXPECT_FALSE(database_.loadFile(path, &error_, {}, /*maxBytes=*/64));
+  EXPECT_EQ(error_, "cannot open: " + toUtf8(path));
+  EXPECT_TRUE(database_.loadFile(path, &error_, {}, /*maxBytes=*/65));
+  EXPECT_FALSE(database_.loadFile(test::sparseFile(folder_.at(L"huge"), 8LL << 40), &error_, {}, 512 << 20));
+}
+
+// Without the stop, reading would take hours.
+TEST_F(SignatureDatabaseTest, AStopEndsTheLoadOfAHugeFile) {
+  const std::wstring path = test::sparseFile(folder_.at(L"huge"), 8LL << 40);
+  std::stop_source stop;
+  std::thread stopper([&] {
+    ::Sleep(100);  // so that some pieces are read
+    stop.request_stop();
+  });
+  EXPECT_FALSE(database_.loadFile(path, &error_, stop.get_token()));
+  stopper.join();
+  EXPECT_EQ(error_, "parse error in " + toUtf8(path));
+  EXPECT_EQ(database_.info().source, "");
 }
 
 TEST_F(SignatureDatabaseTest, AFileWithoutEntriesLoadsAndAddsNothing) {

@@ -30,8 +30,8 @@ inline std::string nginxUrl(const std::string& path) { return localUrl("KORVEL_T
 /// odd_server.py: the first component of the path names the behaviour.
 inline std::string oddUrl(const std::string& path) { return localUrl("KORVEL_TEST_ODD_PORT", path); }
 
-/// A folder in which the temporary files of the live database, the hosts file and the installer of version
-/// 1.3.0 can be created and meet a full disk (error 112) with their first byte.
+/// A folder in which every temporary file can be created and meets a full disk (error 112) with its first
+/// byte.
 inline std::wstring fullFolder() { return toWide(serverVariable("KORVEL_TEST_FULL")); }
 
 /// Lets nginx serve `bytes` under `path`, which begins with a slash.
