@@ -2,8 +2,10 @@
 
 #include "base/error.h"
 #include "base/files.h"
+#include "base/linked_stop.h"
 #include "base/sizes.h"
 #include "config/data_paths.h"
+#include "runtime/stop_signal.h"
 #include "signatures/signature_database.h"
 
 namespace korvel::svc {
@@ -15,7 +17,12 @@ constexpr uint64_t kMaxLiveBytes = 512 * kMiB;  // the writer stops at four mill
 
 std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFields& settings,
                                                                std::string* error,
-                                                               const std::stop_token& stop) {
+                                                               const std::stop_token& engineStop) {
+  // The engine's stop comes only after the pipe thread has ended, and that thread may be the one that loads.
+  LinkedStop loading(engineStop);
+  const std::stop_callback atProcessStop(StopSignal::process().token(), [&loading] { loading.request(); });
+  const std::stop_token stop = loading.token();
+
   auto database = std::make_shared<SignatureDatabase>();
   std::string seedError;
   (void)database->loadFile(settings.signatureDb, &seedError, stop);

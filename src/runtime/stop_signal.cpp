@@ -22,8 +22,11 @@ void StopSignal::closeEvent() {
 
 void StopSignal::requestStop() {
   stopRequested_.exchange(1);
-  const MutexLock lock(mutex_);
-  if (stopEvent_) ::SetEvent(stopEvent_.get());
+  {
+    const MutexLock lock(mutex_);
+    if (stopEvent_) ::SetEvent(stopEvent_.get());
+  }
+  source_.request_stop();
 }
 
 HANDLE StopSignal::event() const {

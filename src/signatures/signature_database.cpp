@@ -6,6 +6,7 @@
 
 #include "base/error.h"
 #include "base/files.h"
+#include "base/interruptible_io.h"
 #include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
@@ -26,7 +27,10 @@ bool readSignatures(HANDLE file, const std::stop_token& stop, uint64_t maxBytes,
   uint64_t total = 0;
   while (!stop.stop_requested()) {
     DWORD got = 0;
-    if (!::ReadFile(file, piece.get(), kReadPieceBytes, &got, /*overlapped=*/nullptr)) return false;
+    {
+      const InterruptibleIo interruptible(stop);
+      if (!::ReadFile(file, piece.get(), kReadPieceBytes, &got, /*overlapped=*/nullptr)) return false;
+    }
     if (got == 0) {
       result = parser.finish();
       return true;
