@@ -20,6 +20,9 @@ from typing import NamedTuple
 # "file:12: Skipped" or "file(12): Skipped"; the lines after it are the reason.
 SKIP_NOTICE = re.compile(r"(?::\d+|\(\d+\)): Skipped$")
 
+# What windows_test.sh prints when it starts a program once more.
+LOST_START = re.compile(r"^attempt \d+: Wine ended before the program began$", re.MULTILINE)
+
 
 class Tally(NamedTuple):
     passed: int
@@ -82,6 +85,7 @@ def tally_one(folder, name):
         tally = tally_program(name, report, log)
     else:
         tally = Tally(1 if status == 0 and not is_program else 0, [], [], [])
+    tally.restarts.extend([f"{name} (before its first case)"] * len(LOST_START.findall(log)))
     ran_nothing = is_program and tally.passed == 0 and not tally.skips
     if not tally.failures and (status != 0 or ran_nothing):
         tally.failures.append((f"{name} (status {status})", "\n".join(log.splitlines()[-40:])))

@@ -106,6 +106,12 @@ class TallyTest(unittest.TestCase):
             )
         )
 
+    def test_a_program_that_was_started_once_more_is_a_restart(self):
+        self.leave("windows.a", 0, "attempt 1: Wine ended before the program began\nx\n", {"One": PASSED})
+        self.assertEqual(
+            self.run_tally(), (0, "(1 restart of windows.a (before its first case))\n1 passed, 0 failed\n")
+        )
+
     def test_failures_are_listed_and_decide_on_the_exit_status(self):
         self.leave("native.a", 1, cases={"One": PASSED, "Two": FAILED, "Three": SKIPPED})
         status, printed = self.run_tally()

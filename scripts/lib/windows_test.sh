@@ -59,7 +59,7 @@ windows_test() {
   make_test_prefix "$prefix" "${@:2}"
   # GoogleTest makes the file "begun" before the first case and removes it after the last.
   local result=$prefix/drive_c/tests/result.json begun=$prefix/drive_c/tests/begun attempt
-  for attempt in 1 2 3; do
+  for attempt in 1 2; do
     status=0
     TEST_PREMATURE_EXIT_FILE='C:\tests\begun' "$surroundings" "$prefix" "$program" --gtest_color=no \
       '--gtest_output=json:C:\tests\result.json' "--gtest_filter=$tests" </dev/null || status=$?

@@ -118,9 +118,10 @@ TEST_F(UniqueResourceTest, ReceiveEmptiesTheOwnerFirst) {
 }
 
 TEST_F(UniqueResourceTest, CannotBeCopied) {
-  static_assert(!std::is_copy_constructible_v<UniqueNumber> && !std::is_copy_assignable_v<UniqueNumber>);
-  static_assert(std::is_nothrow_move_constructible_v<UniqueNumber> &&
-                std::is_nothrow_move_assignable_v<UniqueNumber>);
+  EXPECT_FALSE(std::is_copy_constructible_v<UniqueNumber>);
+  EXPECT_FALSE(std::is_copy_assignable_v<UniqueNumber>);
+  EXPECT_TRUE(std::is_nothrow_move_constructible_v<UniqueNumber>);
+  EXPECT_TRUE(std::is_nothrow_move_assignable_v<UniqueNumber>);
 }
 
 TEST(UniqueHandle, TakesBothEmptyValuesOfTheSystem) {

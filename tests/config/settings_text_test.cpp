@@ -278,11 +278,13 @@ TEST(ParseSettingsText, EveryPrefixOfAFileReadsOrThrows) {
     const std::unique_ptr<char[]> block(new char[size]);
     text.copy(block.get(), size);
     SettingsFields settings;
+    bool thrown = false;
     try {
       parseSettingsText(std::string_view(block.get(), size), settings);
     } catch (const std::invalid_argument&) {
-      EXPECT_TRUE(text.substr(0, size).ends_with("ScheduledHour=")) << size;
+      thrown = true;
     }
+    EXPECT_EQ(thrown, text.substr(0, size).ends_with("ScheduledHour=")) << size;
   }
 }
 

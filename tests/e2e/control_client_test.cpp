@@ -33,8 +33,8 @@ TEST_F(ControlClient, EndsWith3WithoutAService) {
 // The data directory belongs to the service; a client of another user could not even give it the right owner.
 TEST_F(ControlClient, MakesNoDataDirectory) {
   wipeServiceData();
-  for (const wchar_t* command : {L"config list", L"config get WebShield", L"config set WebShield 0", L"status",
-                                 L"threats", L"quarantine list", L"firewall status"}) {
+  for (const wchar_t* command : {L"config list", L"config get WebShield", L"status", L"threats",
+                                 L"quarantine list", L"firewall status"}) {
     EXPECT_EQ(ctl(command).exitCode, 3u) << toUtf8(command);
   }
   EXPECT_FALSE(pathExists(L"C:\\ProgramData\\KORVEL Antivirus"));

@@ -147,7 +147,7 @@ TEST_F(Protocol, TheLogTellsOfEachClientInOrder) {
     at = end;
     ++pairs;
   }
-  EXPECT_GE(pairs, 3);  // two pings, the stop request and the probe whether the service is up
+  EXPECT_EQ(pairs, 4);  // the probe whether the service is up, two pings, and the stop request
 }
 
 TEST_F(Protocol, SurvivesAThousandMalformedFrames) {

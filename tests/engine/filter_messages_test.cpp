@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace korvel::svc {
@@ -96,11 +99,18 @@ TEST(DecodeFilterMessage, OtherMagicVersionOrTypeGetsNoAnswer) {
 }
 
 TEST(DecodeFilterMessage, EveryPrefixIsReadWithoutLookingBeyondIt) {
-  const Message message = Message().setPath(L"C:\\a.exe");
+  constexpr size_t kHeadEnd = 32;
+  constexpr size_t kPathStart = 44;
+  const std::wstring path = L"C:\\a.exe";
+  const Message message = Message().setPath(path);
   for (size_t size = 0; size <= kFilterMessageBytes; ++size) {
     const std::unique_ptr<uint8_t[]> block(new uint8_t[size]);
     std::copy_n(message.bytes().begin(), size, block.get());
-    (void)decodeFilterMessage(ByteView(block.get(), size));
+    const std::optional<FilterMessage> decoded = decodeFilterMessage(ByteView(block.get(), size));
+    ASSERT_EQ(decoded.has_value(), size >= kHeadEnd) << size;
+    if (decoded) {
+      EXPECT_EQ(decoded->path, path.substr(0, (std::max(size, kPathStart) - kPathStart) / 2)) << size;
+    }
   }
 }
 
