@@ -35,6 +35,10 @@ make_test_prefix() {
   local drive=$1/drive_c program=$2
   copy_prefix "$1"
   touch "$drive/korvel-test-machine" # nothing in this prefix is of value
+  # An empty removable drive, and the first that a full scan walks.
+  mkdir "$1/removable"
+  ln -s ../removable "$1/dosdevices/a:"
+  printf '\n[Software\\\\Wine\\\\Drives]\n"a:"="floppy"\n' >>"$1/system.reg"
   mkdir "$drive/tests" "$drive/bin"
   cp "$program" "$drive/tests/"
   # Programs and libraries that a test finds beside itself.

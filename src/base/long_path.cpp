@@ -20,14 +20,18 @@ bool hasDrive(std::wstring_view path) {
   return path.size() > 1 && path[1] == L':' && !isPathSeparator(path[0]);
 }
 
+void skipSeparators(std::wstring_view& path) {
+  while (separatorAt(path, 0)) path.remove_prefix(1);
+}
+
 /// Takes one name off the front of `path`, with the separators behind it.
 struct FirstName {
   explicit FirstName(std::wstring_view& path) {
-    const size_t end = std::min(path.find_first_of(L"\\/"), path.size());
-    name = path.substr(0, end);
-    path.remove_prefix(end);
+    const auto end = std::find_if(path.begin(), path.end(), isPathSeparator);
+    name = {path.begin(), end};
+    path.remove_prefix(name.size());
     separated = !path.empty();
-    path.remove_prefix(std::min(path.find_first_not_of(L"\\/"), path.size()));
+    skipSeparators(path);
   }
   std::wstring_view name;
   bool separated;  ///< a separator follows
@@ -64,7 +68,6 @@ std::optional<RelativePath> splitRelative(std::wstring_view path) {
 }
 
 std::wstring extendedPath(std::wstring_view path) {
-  path = path.substr(0, path.find(L'\0'));  // the API sees no more of it
   if (path.empty() || isDevicePath(path)) return std::wstring(path);
 
   const bool drive = hasDrive(path);
@@ -72,7 +75,7 @@ std::wstring extendedPath(std::wstring_view path) {
   result.reserve(path.size() + 8);
   if (drive) result.append(path.substr(0, 2)).append(L"\\");
   path.remove_prefix(drive ? 2 : 0);
-  path.remove_prefix(std::min(path.find_first_not_of(L"\\/"), path.size()));
+  skipSeparators(path);
   if (!drive) {
     result.append(L"UNC\\");
     appendName(result, FirstName(path));  // the server

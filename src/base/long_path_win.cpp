@@ -22,8 +22,9 @@ std::wstring fullPath(const std::wstring& folder) {
 }  // namespace
 
 std::wstring forFileApi(const std::wstring& path) {
-  const std::optional<RelativePath> relative = splitRelative(path);
-  if (!relative) return extendedPath(path);
+  const std::wstring_view given = path.c_str();  // up to a NUL, as the API sees it
+  const std::optional<RelativePath> relative = splitRelative(given);
+  if (!relative) return extendedPath(given);
   const std::wstring folder = fullPath(std::wstring(relative->folder));
   return folder.empty() ? path : extendedPath(joinPath(folder, relative->rest));
 }

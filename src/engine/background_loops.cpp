@@ -131,7 +131,8 @@ void BackgroundLoops::webShield() {
 
 /// False once the engine stops, and when the wait fails.
 bool BackgroundLoops::waitForWebShield(uint32_t milliseconds) {
-  if (!webShieldWake_) return !stop_.sleep(milliseconds);
+  // Without the event nothing can wake it for a changed setting, so it looks more often than once per period.
+  if (!webShieldWake_) return !stop_.sleep(times_.firstWebShieldMs);
   const HANDLE events[] = {stop_.handle(), webShieldWake_.get()};
   const DWORD result = ::WaitForMultipleObjects(2, events, /*waitAll=*/FALSE, milliseconds);
   return result != WAIT_FAILED && !stop_.requested();

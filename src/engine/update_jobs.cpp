@@ -37,7 +37,7 @@ bool UpdateJobs::updateSignatures(std::string* error) {
   uint64_t hashes = 0;
   if (!buildLiveDatabase(settings_.get().updateServer, &hashes, error, stop_)) return false;
   std::string reloadError;
-  if (!reloadSignatures(&reloadError)) {
+  if (!reloadSignatures(&reloadError) && !stop_.stop_requested()) {
     // The file stays and is used at the next load that succeeds.
     Log::instance().write(kLogWarning, "live db fetched but reload failed: " + reloadError);
   }

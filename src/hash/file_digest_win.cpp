@@ -16,8 +16,9 @@ namespace {
 template <typename Digest>
 std::string digestFile(const std::wstring& path, size_t chunkSize) {
   // Shared for reading only, so that a file open for writing elsewhere is not digested half-written.
-  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
+  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                        /*security=*/nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
                                         /*template=*/nullptr));
   if (!file) return {};
   std::vector<uint8_t> buffer(chunkSize);

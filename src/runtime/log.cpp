@@ -38,8 +38,8 @@ const char* tagOf(int32_t level) {
 /// Opens for appending, shared with readers and writers of other processes. No byte-order mark is written.
 std::FILE* openForAppending(const std::wstring& path) {
   int descriptor = -1;
-  if (::_wsopen_s(&descriptor, forFileApi(path).c_str(), _O_WRONLY | _O_APPEND | _O_CREAT | _O_BINARY, _SH_DENYNO,
-                  _S_IREAD | _S_IWRITE) != 0) {
+  if (::_wsopen_s(&descriptor, forFileApi(path).c_str(), _O_WRONLY | _O_APPEND | _O_CREAT | _O_BINARY,
+                  _SH_DENYNO, _S_IREAD | _S_IWRITE) != 0) {
     return nullptr;
   }
   std::FILE* stream = ::_wfdopen(descriptor, L"ab");

@@ -49,7 +49,8 @@ void writeCrashLine(const char* line) {
 }  // namespace
 
 void installCrashFilter(const std::wstring& logFile) {
-  crashLogPath = new std::wstring(forFileApi(logFile));  // never freed: the filter may run while the process ends
+  // Never freed: the filter may run while the process ends.
+  crashLogPath = new std::wstring(forFileApi(logFile));
   crashLogHandle = openCrashLog();
   ::SetUnhandledExceptionFilter(crashFilter);
   std::set_terminate(raiseForFilter);

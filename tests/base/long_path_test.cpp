@@ -84,10 +84,6 @@ TEST(ExtendedPath, DevicePathsAndTheEmptyPathStayAsTheyAre) {
   expectResolved({{L"\\\\.server\\share", L"\\\\?\\UNC\\.server\\share"}});
 }
 
-TEST(ExtendedPath, EndsAtANulAsItDoesForTheApi) {
-  EXPECT_EQ(extendedPath(std::wstring(L"C:\\a\0\\..\\b", 9)), L"\\\\?\\C:\\a");
-}
-
 TEST(SplitRelative, TellsWhichFolderAPathIsRelativeTo) {
   using Split = std::optional<RelativePath>;
   EXPECT_EQ(splitRelative(L"name"), (Split{{L".", L"name"}}));

@@ -57,6 +57,11 @@ TEST(ForFileApi, ARelativePathLiesBehindTheFolderThatItIsRelativeTo) {
   EXPECT_EQ(forFileApi(L"C:"), L"\\\\?\\C:\\");
 }
 
+TEST(ForFileApi, APathEndsAtANulAsItDoesForTheSystem) {
+  EXPECT_EQ(forFileApi(std::wstring(L"C:\\a\0\\..\\b", 9)), L"\\\\?\\C:\\a");
+  EXPECT_EQ(forFileApi(std::wstring(L"\0\\..\\b", 6)), L"");
+}
+
 TEST(ForFileApi, FilesWithNamesThatThePlainApiRefusesAreOrdinaryFiles) {
   const test::TempFolder folder;
   for (const wchar_t* name : {L"evil.\\a.exe", L"blank \\b.exe ", L"nul.exe", L"con", L"dots..."}) {

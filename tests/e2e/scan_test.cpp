@@ -1,4 +1,5 @@
 // Scans of real folders, from the request to the results.
+#include "base/files.h"
 #include "base/utf.h"
 #include "config/data_paths.h"
 #include "e2e/machine.h"
@@ -156,6 +157,39 @@ TEST_F(Scan, FullScopeReachesWhatTheQuickOneLeavesOut) {
   reply(Opcode::kCancelScan);
   waitForScanEnd();
   removeTree(L"C:\\korvel-e2e-full");
+}
+
+TEST_F(Scan, FullScopeReachesRemovableDrivesAlthoughScanRemovableIsOff) {
+  ASSERT_FALSE(settings().scanRemovable);
+  const std::wstring file = L"A:\\x.pdf.exe";  // the first drive of all
+  writeFile(file, "x");
+  startScan(ScanScope::kFull, {});
+  const auto found = [&] { return !results().empty() && results().front().path == file; };
+  EXPECT_TRUE(eventually([&] { return found() || !progress().scanning; }));
+  EXPECT_TRUE(found());
+  reply(Opcode::kCancelScan);
+  waitForScanEnd();
+  removeTree(file);
+}
+
+TEST_F(Scan, FoldersAndFilesWithOddNamesAreScannedAndQuarantined) {
+  const std::wstring target = folder().at(L"x\\..\\in\\");
+  const std::wstring file = target + L"evil.\\nul.com";
+  folder().write(L"in\\evil.\\nul.com", eicarText());
+  folder().write(L"in\\zz.pdf.exe", "x");
+  scan({target});
+  const auto found = results();
+  ASSERT_EQ(found.size(), 2u);  // the folder's name does not end the walk
+  EXPECT_EQ(found[0].path, file);
+  EXPECT_EQ(found[0].sha256, kEicarSha256);
+  EXPECT_EQ(found[1].path, target + L"zz.pdf.exe");
+
+  reply(Opcode::kThreatDecision, ipc::encodeThreatDecision({ipc::kActionQuarantine, found[0]}));
+  EXPECT_FALSE(pathExists(file));
+  const auto records = quarantine();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].originalPath, file);
+  EXPECT_TRUE(records[0].storedFileExists);
 }
 
 TEST_F(Scan, ASecondOneIsRefusedWhileOneRuns) {

@@ -405,6 +405,22 @@ TEST_F(ScanWorkerTest, APipeAsSignatureDatabaseHoldsUpNothing) {
   EXPECT_EQ(error, "cannot open: " + toUtf8(settings_.signatureDb));
 }
 
+// Without the stop, the reload would take hours.
+TEST_F(ScanWorkerTest, AStopEndsTheReloadOfAHugeSignatureFile) {
+  ScanWorker& worker = startWorker();
+  SettingsFields settings = settings_;
+  settings.signatureDb = test::sparseFile(folder_.at(L"huge"), 8LL << 40);
+  ASSERT_TRUE(worker.applySettings(settings, nullptr));
+  bool reloaded = true;
+  std::string error;
+  std::thread reload([&] { reloaded = worker.reloadSignatures(&error); });
+  ::Sleep(100);  // so that some pieces are read
+  worker.stop();
+  reload.join();
+  EXPECT_FALSE(reloaded);
+  EXPECT_EQ(error, "parse error in " + toUtf8(settings.signatureDb));
+}
+
 TEST_F(ScanWorkerTest, AReportHasTheScanItsOutcomeAndNoEvents) {
   folder_.write(L"listed.exe", "abc");
   ScanWorker& worker = startWorker();

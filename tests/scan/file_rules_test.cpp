@@ -153,6 +153,17 @@ TEST(SignatureRule, OfAnUnknownLevelLeavesTheVerdictAtZeroWithAFinding) {
   EXPECT_TRUE(verdict.signatureMatched);
 }
 
+TEST(SignatureRule, WithoutAHitAMatchIsCopiedButJudgesNothing) {
+  const FileVerdict verdict = verdictFor(L"C:\\a\\b.exe", {}, /*matched=*/false, listed(kSeverityCritical));
+  EXPECT_FALSE(verdict.signatureMatched);
+  EXPECT_EQ(verdict.threatName, "Win.Trojan.Generic");
+  EXPECT_EQ(verdict.threatSeverity, 4);
+  EXPECT_EQ(verdict.matchedHash, std::string(64, 'a'));
+  EXPECT_TRUE(verdict.findings.empty());
+  EXPECT_TRUE(verdict.reasons.empty());
+  EXPECT_EQ(verdict.severity, 0);
+}
+
 TEST(PeRule, CopiesFindingsInOrderAndTakesTheHighest) {
   const std::vector<Finding> findings = {{1, "PE.A", "a", "x"}, {3, "PE.B", "b", "y"}, {2, "PE.C", "c", "z"}};
   const FileVerdict verdict = verdictFor(L"C:\\a\\b.exe", withFindings(findings));

@@ -111,7 +111,7 @@ TEST_F(ScanFileTest, DigestsAgreeOnBothSidesOfTheWholeReadLimit) {
 TEST_F(ScanFileTest, ImagesOfAnySizeAreDigestedWholeAndJudged) {
   test::Bytes image = test::PeBuilder().section({"UPX0", test::kPeRwx, {}, 0x4000}).build();
   // In one read, in pieces, and past what the analysis looks at; odd sizes leave a partial piece.
-  for (const uint64_t size : {kMiB + 1, 8 * kMiB + 12'345, 64 * kMiB + 262'143}) {
+  for (const uint64_t size : {kMiB + 1, 8 * kMiB + 12'345, 64 * kMiB, 64 * kMiB + 1, 64 * kMiB + 262'143}) {
     image.resize(static_cast<size_t>(size), 0x5A);
     const std::wstring path =
         folder_.write(L"packed.exe", {reinterpret_cast<char*>(image.data()), image.size()});

@@ -21,6 +21,15 @@ ScanSummary summaryOf(const FileVerdict& verdict) {
   return summary;
 }
 
+TEST(ScanRecords, OptionsHaveTheLimitsOfTheEngine) {
+  const ScanOptions options;
+  EXPECT_FALSE(options.followSymlinks);
+  EXPECT_FALSE(options.scanArchives);
+  EXPECT_TRUE(options.skipKernelFiles);
+  EXPECT_EQ(options.maxFileSize, 536'870'912u);
+  EXPECT_EQ(options.readChunk, 1'048'576u);
+}
+
 TEST(ScanRecords, StartEmpty) {
   EXPECT_EQ(SignatureMatch{}.severity, 3);
   EXPECT_EQ(SignatureMatch{}.threatName, "");

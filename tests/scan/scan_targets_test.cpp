@@ -4,6 +4,7 @@
 
 #include "base/win.h"
 #include "scan_fixture.h"
+#include "support/test_servers.h"
 
 namespace korvel {
 namespace {
@@ -38,6 +39,22 @@ TEST_F(QuickTargetsTest, ListsExistingUserFoldersInTheirOrderThenTheProfileThenT
   EXPECT_EQ(quickTargets(), expected);
 }
 
+TEST_F(QuickTargetsTest, WithEveryUserFolderThereTheListIsWhole) {
+  for (const wchar_t* name : {L"Temp", L"AppData\\Local\\Temp", L"Documents", L"Desktop", L"Downloads"}) {
+    folder_.write(std::wstring(name) + L"\\x", "");
+  }
+  ::SetEnvironmentVariableW(L"USERPROFILE", folder_.path().c_str());
+  EXPECT_EQ(quickTargets(), (std::vector<ScanTarget>{{folder_.at(L"Downloads"), true},
+                                                     {folder_.at(L"Desktop"), true},
+                                                     {folder_.at(L"Documents"), true},
+                                                     {folder_.at(L"AppData\\Local\\Temp"), true},
+                                                     {folder_.at(L"Temp"), true},
+                                                     {folder_.path(), false},
+                                                     {L"C:\\Windows\\System32", true},
+                                                     {L"C:\\Program Files", true},
+                                                     {L"C:\\Program Files (x86)", true}}));
+}
+
 TEST_F(QuickTargetsTest, AProfileThatEndsInASeparatorGetsNoSecondOne) {
   folder_.write(L"Desktop\\x", "");
   ::SetEnvironmentVariableW(L"USERPROFILE", (folder_.path() + L"\\").c_str());
@@ -64,6 +81,12 @@ TEST(FullTargets, ListsFixedAndRemovableDriveRootsInLetterOrder) {
     const UINT type = ::GetDriveTypeW(target.path.c_str());
     EXPECT_TRUE(type == DRIVE_FIXED || type == DRIVE_REMOVABLE);
   }
+}
+
+TEST(FullTargets, RemovableDrivesAreAmongThem) {
+  if (!test::isTestMachine()) GTEST_SKIP() << "only the test machine has a removable drive for certain";
+  ASSERT_EQ(::GetDriveTypeW(L"A:\\"), static_cast<UINT>(DRIVE_REMOVABLE));
+  EXPECT_EQ(fullTargets().front(), (ScanTarget{L"A:\\", true}));
 }
 
 }  // namespace

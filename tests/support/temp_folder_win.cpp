@@ -38,8 +38,8 @@ std::wstring TempFolder::write(const std::wstring& name, std::string_view bytes)
 
 void writeFile(const std::wstring& path, std::string_view bytes) {
   createDirectories(parentDirectory(path));
-  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+  const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file || !writeAll(file.get(), bytes)) throw std::runtime_error("cannot write " + toUtf8(path));
 }
 
