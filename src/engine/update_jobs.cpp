@@ -30,7 +30,7 @@ bool UpdateJobs::startUpdateCheck(std::string* error) {
 void UpdateJobs::runAutomaticUpdate() {
   std::string error;
   try {
-    if (updateSignatures(&error)) return;
+    if (updateSignatures(&error) || stop_.stop_requested()) return;
   } catch (const std::exception& exception) {
     error = exception.what();
   }
