@@ -2,6 +2,7 @@
 // ignores them.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -52,6 +53,12 @@ class ConditionVariable {
     std::unique_lock lock(mutex.mutex_, std::adopt_lock);
     condition_.wait(lock);
     (void)lock.release();  // the caller still holds the mutex
+  }
+  /// The same, but not beyond `time`.
+  void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point time) REQUIRES(mutex) {
+    std::unique_lock lock(mutex.mutex_, std::adopt_lock);
+    (void)condition_.wait_until(lock, time);  // the caller looks for itself what is true
+    (void)lock.release();
   }
   void notifyOne() { condition_.notify_one(); }
   void notifyAll() { condition_.notify_all(); }

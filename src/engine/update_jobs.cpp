@@ -1,6 +1,5 @@
 #include "engine/update_jobs.h"
 
-#include <exception>
 #include <memory>
 #include <utility>
 

@@ -1,6 +1,7 @@
-// Each exchange runs on a thread of its own, which the caller detaches when the service stops: the system's
-// calls block until an answer or a time-out comes, and a stop does not wait for either. A detached thread
-// uses only the Transfer, which it shares; it ends after its current step, or with the process.
+// Each exchange runs on a thread of its own, because the system's calls block for as long as they like. The
+// caller detaches the thread when the service stops and when a step of the exchange lasts too long. A
+// detached thread uses only the Transfer, which it shares; it ends after its current step, or with the
+// process.
 #include "net/http_client.h"
 
 #include <algorithm>
@@ -22,13 +23,15 @@ constexpr size_t kMostBufferedBytes = 1 * kMiB;
 /// Passes the body and the outcome from the thread of an exchange to the caller. Thread-safe.
 class Transfer : public HttpReceiver {
  public:
+  explicit Transfer(HttpAddress address) : exchange_(std::move(address)) {}
+
   /// The exchange's side: runs it to its end.
-  void run(const HttpAddress& address) EXCLUDES(mutex_) {
+  void run() EXCLUDES(mutex_) {
     std::string error;
     std::exception_ptr exception;
     bool ok = false;
     try {
-      ok = runExchange(address, *this, &error);
+      ok = exchange_.run(*this, &error);
     } catch (...) {
       exception = std::current_exception();
     }
@@ -55,11 +58,17 @@ class Transfer : public HttpReceiver {
   }
 
   /// The caller's side. Waits for bytes and puts them in the place of `bytes`; false at the end of the
-  /// exchange, and once it is abandoned.
+  /// exchange, and once it is abandoned. Abandons an exchange whose step lasts too long.
   bool next(std::string& bytes) EXCLUDES(mutex_) {
     bytes.clear();
     const MutexLock lock(mutex_);
-    while (!abandoned_ && !done_ && buffer_.empty()) changed_.wait(mutex_);
+    while (!abandoned_ && !done_ && buffer_.empty()) {
+      if (exchange_.giveUpOverdue(&timeOut_)) {
+        abandoned_ = true;
+      } else {
+        changed_.waitUntil(mutex_, exchange_.lookAgainAt());
+      }
+    }
     if (abandoned_ || buffer_.empty()) return false;
     bytes.swap(buffer_);
     changed_.notifyAll();
@@ -79,14 +88,16 @@ class Transfer : public HttpReceiver {
     return announcedBytes_;
   }
 
-  /// The outcome of an exchange that has ended; throws what it threw.
+  /// The outcome of an exchange that has ended or timed out; throws what it threw.
   bool result(std::string* error) const EXCLUDES(mutex_) {
     const MutexLock lock(mutex_);
+    if (!timeOut_.empty()) return fail(error, timeOut_);
     if (exception_) std::rethrow_exception(exception_);
     return ok_ || fail(error, error_);
   }
 
  private:
+  HttpExchange exchange_;
   mutable Mutex mutex_;
   ConditionVariable changed_;
   std::string buffer_ GUARDED_BY(mutex_);  // arrived and not yet taken
@@ -96,13 +107,15 @@ class Transfer : public HttpReceiver {
   bool ok_ GUARDED_BY(mutex_) = false;
   bool done_ GUARDED_BY(mutex_) = false;
   bool abandoned_ GUARDED_BY(mutex_) = false;
+  std::string timeOut_ GUARDED_BY(mutex_);  // the text of the step that lasted too long
 };
 
 /// The thread of one exchange: joined when the exchange has ended, detached otherwise.
 class ExchangeThread {
  public:
   explicit ExchangeThread(HttpAddress address)
-      : thread_([transfer = transfer_, own = std::move(address)] { transfer->run(own); }) {}
+      : transfer_(std::make_shared<Transfer>(std::move(address))),
+        thread_([transfer = transfer_] { transfer->run(); }) {}
   ~ExchangeThread() {
     if (transfer_->abandon()) {
       thread_.join();
@@ -116,7 +129,7 @@ class ExchangeThread {
   Transfer& transfer() { return *transfer_; }
 
  private:
-  const std::shared_ptr<Transfer> transfer_ = std::make_shared<Transfer>();
+  const std::shared_ptr<Transfer> transfer_;
   std::thread thread_;
 };
 

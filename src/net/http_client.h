@@ -1,9 +1,9 @@
 // Downloads over http and https: one GET, one answer, no reuse, no retry, no cache.
 //
 // Each call has a WinHTTP session and a thread of its own, so any number of threads may call at once. A call
-// blocks for up to 15 s per step (resolve, connect, send, each receive), but never past a stop. Redirects,
-// proxies and certificates are the platform's defaults. Plain http is allowed; the scheme of the address
-// decides.
+// blocks for up to 15 s per step (resolve, connect, send, response headers, each receive), whatever the
+// server and the platform do, but never past a stop. Redirects, proxies and certificates are the platform's
+// defaults. Plain http is allowed; the scheme of the address decides.
 #pragma once
 
 #include <functional>
@@ -13,7 +13,8 @@
 
 namespace korvel {
 
-/// Fetches `url` into `body`: true when a status from 200 to 299 came and its body was read to the end.
+/// Fetches `url` into `body`: true when a status from 200 to 299 came and its body was read to the end. A
+/// body shorter than its announced length is a failure.
 ///
 /// `url` is absolute and plain ASCII. `body` and `error` may be null; both are emptied first. After a failure
 /// `body` may hold a part and must be ignored. Once `stop` is requested, the call fails with "service is

@@ -15,7 +15,9 @@ namespace {
 bool saveInstaller(std::string_view body, const std::wstring& path, std::string* error) {
   const std::wstring temporary = path + L".tmp";
   FileReplacement file(path, temporary);
-  if (!file.open() || !file.write(body) || !file.finish()) {
+  // The system would end the name at a NUL and write another file.
+  const bool nameable = path.find(L'\0') == std::wstring::npos;
+  if (!nameable || !file.open() || !file.write(body) || !file.finish()) {
     return fail(error, "не удалось записать " + toUtf8(temporary));
   }
   if (!file.commit(/*clearAttributes=*/true)) return failWin32(error, "не удалось сохранить установщик");

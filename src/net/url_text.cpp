@@ -1,5 +1,7 @@
 #include "net/url_text.h"
 
+#include <algorithm>
+
 #include "base/text.h"
 
 namespace korvel {
@@ -7,12 +9,20 @@ namespace {
 
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
 bool isSchemeName(std::string_view name) {
   if (name.empty() || !isLetter(name.front())) return false;
   for (const char c : name) {
-    if (!isLetter(c) && !(c >= '0' && c <= '9') && c != '+' && c != '-' && c != '.') return false;
+    if (!isLetter(c) && !isDigit(c) && c != '+' && c != '-' && c != '.') return false;
   }
   return true;
+}
+
+/// Whether what follows a colon is the port of a host.
+bool isPort(std::string_view rest) {
+  const std::string_view port = rest.substr(0, rest.find_first_of("/?#"));
+  return !port.empty() && std::all_of(port.begin(), port.end(), isDigit);
 }
 
 }  // namespace
@@ -32,12 +42,24 @@ std::wstring widenBytes(std::string_view url) {
 }
 
 bool hasForeignScheme(std::string_view url) {
-  const size_t end = url.find("://");
-  if (end == std::string_view::npos) return false;
-  const std::string_view name = url.substr(0, end);
-  if (!isSchemeName(name)) return false;
+  const size_t colon = url.find(':');
+  if (colon == std::string_view::npos) return false;
+  const std::string_view name = url.substr(0, colon);
+  if (!isSchemeName(name) || isPort(url.substr(colon + 1))) return false;
   const std::string scheme = lowerAscii(name);
   return scheme != "http" && scheme != "https";
+}
+
+std::optional<uint64_t> parseContentLength(std::wstring_view value) {
+  if (value.empty()) return std::nullopt;
+  uint64_t length = 0;
+  for (const wchar_t unit : value) {
+    if (unit < L'0' || unit > L'9') return std::nullopt;
+    const auto digit = static_cast<uint64_t>(unit - L'0');
+    if (length > (UINT64_MAX - digit) / 10) return std::nullopt;
+    length = length * 10 + digit;
+  }
+  return length;
 }
 
 }  // namespace korvel

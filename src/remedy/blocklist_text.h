@@ -1,14 +1,36 @@
 // The list of domains to block, as servers publish it: one domain per line, LF or CRLF, '#' lines are
 // comments. A line that is not a domain (for example an address and a name, as in a hosts file) is skipped.
-// Pure.
+// Pure; not thread-safe.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "remedy/domain_set.h"
 
 namespace korvel {
 
-/// Appends the domains of `list` to `domains` in lower case, each once, in the order of the list.
-void appendDomains(std::string list, std::vector<std::string>& domains);
+struct DomainList {
+  /// In lower case, each once, in the order of the source; no more than a block of the hosts file takes.
+  std::vector<std::string> first;
+  uint64_t count = 0;  ///< of all domains in the source, each once
+};
+
+/// Reads one source from pieces that may be cut anywhere.
+class DomainListReader {
+ public:
+  void take(std::string_view piece);
+  /// Ends the last line and hands the list over.
+  DomainList finish();
+
+ private:
+  void takeLine(std::string_view line);
+
+  std::string partialLine_;
+  DomainSet seen_;
+  DomainList list_;
+};
 
 }  // namespace korvel

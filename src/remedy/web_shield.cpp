@@ -1,11 +1,8 @@
 #include "remedy/web_shield.h"
 
-#include <utility>
-
 #include "net/http_client.h"
 #include "net/public_lists.h"
 #include "net/url_text.h"
-#include "remedy/blocklist_text.h"
 #include "remedy/hosts_file.h"
 #include "runtime/log.h"
 
@@ -27,11 +24,12 @@ std::string domainListUrl(const SettingsFields& settings) {
   return serverUrl(settings.updateServer, "/api/v1/blocklist");
 }
 
-bool fetchDomainList(const std::string& url, std::vector<std::string>& domains, std::string* error,
+bool fetchDomainList(const std::string& url, DomainList& list, std::string* error,
                      const std::stop_token& stop) {
-  std::string body;
-  if (!httpGet(url, &body, error, stop)) return false;
-  appendDomains(std::move(body), domains);
+  DomainListReader reader;
+  const auto take = [&reader](std::string_view piece) { reader.take(piece); };
+  if (!httpGetPieces(url, take, error, stop)) return false;
+  list = reader.finish();
   return true;
 }
 
@@ -41,14 +39,14 @@ void runWebShield(const SettingsFields& settings, const std::stop_token& stop) {
 
 void runWebShieldOn(const std::wstring& hosts, const SettingsFields& settings, const std::stop_token& stop) {
   if (!settings.webShield) return cleanHosts(hosts);
-  std::vector<std::string> domains;
+  DomainList list;
   std::string error;
-  if (!fetchDomainList(domainListUrl(settings), domains, &error, stop)) {
+  if (!fetchDomainList(domainListUrl(settings), list, &error, stop)) {
     if (stop.stop_requested()) return;
     return log(kLogWarning, "domain feed failed: " + error);
   }
-  if (!applyBlocklistTo(hosts, domains, &error)) return log(kLogError, "hosts update failed: " + error);
-  log(kLogInfo, "blocked " + std::to_string(domains.size()) + " domains (" +
+  if (!applyBlocklistTo(hosts, list.first, &error)) return log(kLogError, "hosts update failed: " + error);
+  log(kLogInfo, "blocked " + std::to_string(list.count) + " domains (" +
                     std::to_string(countBlockedEntriesIn(hosts)) + " hosts entries)");
 }
 

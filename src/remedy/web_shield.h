@@ -4,15 +4,15 @@
 
 #include <stop_token>
 #include <string>
-#include <vector>
 
 #include "records/settings_fields.h"
+#include "remedy/blocklist_text.h"
 
 namespace korvel {
 
-/// Fetches one list and appends its domains to `domains`: valid ones only, lower case, each once, in the
-/// list's order. `stop` as in httpGet(). Throws std::bad_alloc.
-bool fetchDomainList(const std::string& url, std::vector<std::string>& domains, std::string* error,
+/// Fetches one list into `list`, which a failure leaves as it is. Never holds the whole text. `stop` as in
+/// httpGet(). Throws std::bad_alloc.
+bool fetchDomainList(const std::string& url, DomainList& list, std::string* error,
                      const std::stop_token& stop = {});
 
 /// Where the list comes from: the update server, or the public list while none is configured; never both.

@@ -127,6 +127,16 @@ TEST_F(BackgroundLoopsTest, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStill
   EXPECT_TRUE(test::readFile(liveSignaturesPath()).ends_with("SIZE 1\n" + std::string(64, 'b') + "\n"));
 }
 
+TEST_F(BackgroundLoopsTest, AnAutomaticUpdateThatAStopCutsShortLogsNothing) {
+  test::SilentServer server;
+  settings_.updateServer = server.url();
+  settings_.liveUpdates = true;
+  ScanWorker& worker = startWorker({.updateTickMs = 1});
+  ASSERT_TRUE(server.takeClient());
+  worker.stop();
+  EXPECT_EQ(logCount("live update"), 0);
+}
+
 // --- web shield ---
 
 TEST_F(BackgroundLoopsTest, TheShieldRunsAgainAfterEachPeriod) {
@@ -157,6 +167,16 @@ TEST_F(BackgroundLoopsTest, SwitchingTheShieldWakesItAndOtherSettingsDoNot) {
     changed.webShield = false;
     worker.applySettings(changed, nullptr);
   }
+}
+
+TEST_F(BackgroundLoopsTest, AShieldThatAStopCutsShortLogsNothing) {
+  test::SilentServer server;
+  settings_.updateServer = server.url();
+  settings_.webShield = true;
+  ScanWorker& worker = startWorker({.firstWebShieldMs = 1});
+  ASSERT_TRUE(server.takeClient());
+  worker.stop();
+  EXPECT_EQ(logCount("web shield: "), 0);
 }
 
 TEST_F(BackgroundLoopsTest, AWaitingShieldDoesNotHoldUpAStop) {

@@ -24,6 +24,15 @@ bool plainlyValid(std::string_view line) {
          !has("..") && has(".") && hasOneOf(kLetters);
 }
 
+DomainList readInPieces(std::string_view text, size_t step) {
+  DomainListReader reader;
+  for (size_t at = 0; at < text.size(); at += step) reader.take(text.substr(at, step));
+  DomainList list = reader.finish();
+  if (list.count < list.first.size()) std::abort();
+  if (list.count != list.first.size() && list.first.size() != kHostsBlockLines) std::abort();
+  return list;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -31,8 +40,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (std::string_view line; lines.next(line);) {
     if (isValidBlockDomain(line) != plainlyValid(line)) std::abort();
   }
-  std::vector<std::string> domains;
-  appendDomains(std::string(reinterpret_cast<const char*>(data), size), domains);
+  // Cut into pieces, the list says the same as whole.
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  const std::vector<std::string> domains = readInPieces(text, text.size() + 1).first;
+  const size_t step = size == 0 ? 1 : size_t{data[0]} % 7 + 1;
+  if (readInPieces(text, step).first != domains) std::abort();
   uint64_t entries = 0;
   for (const std::string& domain : domains) {
     if (!isValidBlockDomain(domain) || domain != lowerAscii(domain)) std::abort();

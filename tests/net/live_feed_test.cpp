@@ -12,9 +12,10 @@
 #include "config/data_paths.h"
 #include "net/feed_text.h"
 #include "net/public_lists.h"
+#include "support/eventually.h"
+#include "support/memory_peak.h"
+#include "support/odd_server.h"
 #include "support/test_servers.h"
-
-#include <psapi.h>
 
 namespace korvel {
 namespace {
@@ -49,33 +50,6 @@ std::string hashesOf(const std::string& database) {
   EXPECT_EQ(std::stoull(database.substr(size + 5)), (database.size() - begin) / 65);
   return database.substr(begin);
 }
-
-/// The most memory this process has used at once since the construction, beyond what it used then.
-class MemoryPeak {
- public:
-  uint64_t stop() {
-    stopped_ = true;
-    sampler_.join();
-    return peak_ - before_;
-  }
-
- private:
-  static uint64_t resident() {
-    PROCESS_MEMORY_COUNTERS counters{};
-    EXPECT_TRUE(::GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters));
-    return counters.WorkingSetSize;
-  }
-
-  const uint64_t before_ = resident();
-  uint64_t peak_ = before_;
-  std::atomic<bool> stopped_{false};
-  std::thread sampler_{[this] {
-    while (!stopped_) {
-      peak_ = std::max(peak_, resident());
-      ::Sleep(2);
-    }
-  }};
-};
 
 class LiveFeed : public testing::Test {
  protected:
@@ -178,6 +152,23 @@ TEST_F(LiveFeed, WhatArrivedBeforeAFailureDoesNotCount) {
   EXPECT_EQ(count_, 1u);
 }
 
+TEST_F(LiveFeed, HalfAFeedIsNone) {
+  writeOld();
+  EXPECT_FALSE(build({oddUrl("/cut/" + kHashA)}));
+  EXPECT_EQ(error_, "WinHttpReadData, win32=12030");
+  expectUntouched();
+
+  test::publish("/good", kHashB + "\n");
+  EXPECT_TRUE(build({oddUrl("/cut/" + kHashA), nginxUrl("/good")})) << error_;
+  EXPECT_EQ(hashesOf(test::readFile(target_)), kHashB + "\n");
+}
+
+TEST_F(LiveFeed, SourcesAreAskedInTheirOrder) {
+  const int before = test::requestsSeen();
+  EXPECT_FALSE(build({oddUrl("/close/aa"), oddUrl("/status/500"), oddUrl("/close/ac")}));
+  EXPECT_EQ(test::pathsSince(before), "/close/aa\n/status/500\n/close/ac\n");
+}
+
 TEST_F(LiveFeed, CountAndErrorMayBeNull) {
   test::publish("/good", kHashA + "\n");
   EXPECT_TRUE(buildLiveDatabaseFrom({nginxUrl("/good")}, target_, nullptr, nullptr));
@@ -272,7 +263,7 @@ TEST_F(LiveFeed, FourMillionHashesAreWrittenAndOneMoreAborts) {
   test::publish("/part-ab", hashLines(1'400'000, 2'800'000));
   test::publish("/part-ac", hashLines(2'800'000, kLimit));
   const std::vector<std::string> sources{nginxUrl("/part-aa"), nginxUrl("/part-ab"), nginxUrl("/part-ac")};
-  MemoryPeak memory;
+  test::MemoryPeak memory;
   ASSERT_TRUE(build(sources)) << error_;
   const uint64_t peak = memory.stop();
   std::printf("4,000,000 hashes: %llu MiB at the peak\n", static_cast<unsigned long long>(peak >> 20));
@@ -312,20 +303,22 @@ TEST_F(LiveFeed, TwoBuildsAtOnceLeaveOneWholeDatabase) {
   }
 }
 
-TEST_F(LiveFeed, StopEndsADownloadAndWritesNothing) {
+TEST_F(LiveFeed, StopEndsADownloadAndAsksNoFurtherSourceAndWritesNothing) {
   writeOld();
   test::publish("/good", kHashA + "\n");
+  const int before = test::requestsSeen();
   std::stop_source stop;
-  std::thread stopper([&stop] {
-    ::Sleep(300);
+  std::thread stopper([&] {
+    EXPECT_TRUE(test::eventually([&] { return test::requestsSeen() > before; }));
     stop.request_stop();
   });
   std::string error;
   // The first source alone would yield a database, but after a stop none is built.
-  EXPECT_FALSE(buildLiveDatabaseFrom({nginxUrl("/good"), oddUrl("/drip")}, target_, nullptr, &error,
-                                     stop.get_token()));
+  EXPECT_FALSE(buildLiveDatabaseFrom({nginxUrl("/good"), oddUrl("/drip"), oddUrl("/status/200")}, target_,
+                                     nullptr, &error, stop.get_token()));
   stopper.join();
   EXPECT_EQ(error, "service is stopping");
+  EXPECT_EQ(test::pathsSince(before), "/drip\n");
   count_ = 4711;
   expectUntouched();
 }

@@ -4,6 +4,7 @@
 Listens on a free port of 127.0.0.1, prints the port and serves until it is ended. The path says what
 happens; see BEHAVIOURS. One thread and one request per connection.
 """
+import gzip
 import socket
 import struct
 import sys
@@ -14,7 +15,7 @@ PIECE = 64 * 1024
 HEX_LINE = b"%064x\n"
 
 counter_lock = threading.Lock()
-request_count = 0
+requests = []  # the head of each, the kinds that only ask this server about itself not counted
 silent_count = 0
 speak_up = threading.Event()
 
@@ -51,6 +52,95 @@ def garbage(conn, _):
 def truncated(conn, _):
     """Promises 1,000 bytes and sends 10."""
     conn.sendall(head("200 OK", "Content-Length: 1000") + b"0123456789")
+
+
+def cut(conn, argument):
+    """/cut/<text>: the text, of which one byte more was promised."""
+    conn.sendall(head("200 OK", "Content-Length: %d" % (len(argument) + 1)) + argument.encode())
+
+
+def cut_installer(conn, _):
+    """All but the last byte of an installer."""
+    conn.sendall(head("200 OK", "Content-Length: 70001") + b"MZ" + bytes(69998))
+
+
+def longer(conn, _):
+    """Promises 5 bytes and sends 10."""
+    conn.sendall(head("200 OK", "Content-Length: 5") + b"0123456789")
+
+
+def length(conn, argument):
+    """/length/<text>: three bytes with this text as their announced length."""
+    conn.sendall(head("200 OK", "Content-Length: " + argument) + b"abc")
+
+
+def chunked_with_length(conn, _):
+    """Chunks, and a length beside them that is wrong."""
+    conn.sendall(head("200 OK", "Content-Length: 1000", "Transfer-Encoding: chunked"))
+    conn.sendall(chunk(b"chunk") + b"0\r\n\r\n")
+
+
+def chunked_cut(conn, argument):
+    """The end comes in the place of the last chunk; with /chunked-cut/inside in the midst of a chunk."""
+    conn.sendall(CHUNKED + chunk(b"first") + (b"50\r\nhalf" if argument == "inside" else b""))
+
+
+def gzipped(conn, _):
+    """A body that its server has compressed without being asked to."""
+    conn.sendall(head("200 OK", "Content-Encoding: gzip") + gzip.compress(b"plain text\n", mtime=0))
+
+
+def echo(conn, _):
+    """The head of the request as the body."""
+    with counter_lock:
+        text = requests[-1]
+    conn.sendall(head("200 OK", "Content-Length: %d" % len(text)) + text)
+
+
+def drip_of(conn, piece):
+    """Minutes of small pieces; a client that goes by the time between two of them waits to the end."""
+    for _ in range(600):
+        conn.sendall(piece)
+        time.sleep(0.1)
+
+
+def headers_drip(conn, _):
+    """Headers that come one by one and never end."""
+    conn.sendall(b"HTTP/1.1 200 OK\r\n")
+    drip_of(conn, b"X-Header: value\r\n")
+
+
+def headers_flood(conn, _):
+    """Many megabytes of headers at once, then more one by one."""
+    conn.sendall(b"HTTP/1.1 200 OK\r\n")
+    line = b"X-Header: " + b"v" * 1000 + b"\r\n"
+    conn.sendall(line * (32 * 1024))
+    drip_of(conn, line)
+
+
+def chunk_length_drip(conn, _):
+    """One chunk, then the length of the next digit by digit."""
+    conn.sendall(CHUNKED + chunk(b"first"))
+    drip_of(conn, b"0")
+
+
+full_listeners = []
+
+
+def full(conn, _):
+    """The number of a port where connecting gets no answer, because too many wait there already."""
+    listener = socket.socket()
+    listener.bind(("127.0.0.1", 0))
+    listener.listen(0)
+    waiting = []
+    for _ in range(4):
+        client = socket.socket()
+        client.setblocking(False)
+        client.connect_ex(listener.getsockname())
+        waiting.append(client)
+    full_listeners.append((listener, waiting))
+    text = b"%d" % listener.getsockname()[1]
+    conn.sendall(head("200 OK", "Content-Length: %d" % len(text)) + text)
 
 
 def status(conn, argument):
@@ -152,8 +242,15 @@ def hashes_then_endless(conn, _):
 def count(conn, argument):
     """The number of requests so far, this kind not counted; with /count/silent of connections in silence."""
     with counter_lock:
-        text = str(silent_count if argument == "silent" else request_count)
+        text = str(silent_count if argument == "silent" else len(requests))
     conn.sendall(head("200 OK", "Content-Length: %d" % len(text)) + text.encode())
+
+
+def paths(conn, argument):
+    """/paths/<number>: the paths of all requests after that many, one per line."""
+    with counter_lock:
+        text = b"".join(request.split(b" ")[1] + b"\n" for request in requests[int(argument):])
+    conn.sendall(head("200 OK", "Content-Length: %d" % len(text)) + text)
 
 
 BEHAVIOURS = {
@@ -173,11 +270,23 @@ BEHAVIOURS = {
     "hashes-then-reset": hashes_then_reset,
     "hashes-then-endless": hashes_then_endless,
     "count": count,
+    "paths": paths,
+    "cut": cut,
+    "cut-installer": cut_installer,
+    "longer": longer,
+    "length": length,
+    "chunked-with-length": chunked_with_length,
+    "chunked-cut": chunked_cut,
+    "gzipped": gzipped,
+    "echo": echo,
+    "headers-drip": headers_drip,
+    "headers-flood": headers_flood,
+    "chunk-length-drip": chunk_length_drip,
+    "full": full,
 }
 
 
 def serve(conn):
-    global request_count
     with conn:
         try:
             request = b""
@@ -187,10 +296,10 @@ def serve(conn):
                     return
                 request += piece
             path = request.split(b" ")[1].decode("latin-1")
-            _, name, *rest = path.split("/")
-            if name not in ("count", "speak"):
+            _, name, *rest = path.split("?")[0].split("/")
+            if name not in ("count", "paths", "speak"):
                 with counter_lock:
-                    request_count += 1
+                    requests.append(request)
             behaviour = BEHAVIOURS.get(name)
             if behaviour is None:
                 conn.sendall(head("404 Not Found", "Content-Length: 0"))

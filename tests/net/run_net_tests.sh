@@ -84,6 +84,7 @@ http {
     location = /moved-absolute { return 302 http://127.0.0.1:$http_port/plain.txt; }
     location = /moved-twice { return 307 /moved; }
     location = /moved-to-https { return 301 https://localhost:$https_port/plain.txt; }
+    location = /moved-to-http { return 301 http://127.0.0.1:$http_port/plain.txt; }
     location = /moved-nowhere { return 301 /nothing-here; }
     location = /loop { return 301 /loop; }
   }

@@ -141,6 +141,11 @@ TEST_F(UpdateCheck, FailedDownloadHasTheClientsTextBehindItsOwn) {
   expectFailure("загрузка установщика: http(s) required: ftp://h/s.exe");
 }
 
+TEST_F(UpdateCheck, InstallerThatEndsEarlyIsNotSaved) {
+  EXPECT_FALSE(check(release("1.3.0", oddUrl("/cut-installer"))));
+  expectFailure("загрузка установщика: WinHttpReadData, win32=12030");
+}
+
 TEST_F(UpdateCheck, DownloadThatIsNoInstallerIsRefused) {
   test::publish("/short.exe", installerBytes(65'535));
   test::publish("/page.html", "<html>" + std::string(100'000, ' '));
@@ -189,6 +194,14 @@ TEST_F(UpdateCheck, FullDiskIsATemporaryThatCannotBeWritten) {
 TEST_F(UpdateCheck, VersionGoesIntoTheFileNameAsGiven) {
   EXPECT_FALSE(checkVersion("no\\\\folder"));  // a backslash once the document is read
   expectFailure("не удалось записать " + toUtf8(setupPath(L"no\\folder")) + ".tmp");
+}
+
+TEST_F(UpdateCheck, VersionWithANulMakesNoName) {
+  const std::string version("1.3\0.0", 6);
+  EXPECT_FALSE(checkVersion(version));
+  const std::string path = toUtf8(updates_) + "\\KorvelSetup-" + version + ".exe.tmp";
+  expectFailure("не удалось записать " + path);
+  EXPECT_FALSE(pathExists(updates_ + L"\\KorvelSetup-1.3")) << "a name that ends at the NUL";
 }
 
 TEST_F(UpdateCheck, StopEndsTheCheck) {

@@ -28,21 +28,45 @@ TEST(WidenBytes, MakesOneUnitOfEachByteAndDecodesNothing) {
 }
 
 TEST(HasForeignScheme, IsTrueForSchemesThatAreNotHttp) {
-  for (const char* url : {"ftp://h/x", "file:///C:/x", "FTP://h", "x-y+z.1://h", "httpss://h", "htt://h"}) {
+  for (const char* url :
+       {"ftp://h/x", "file:///C:/x", "FTP://h", "x-y+z.1://h", "httpss://h", "htt://h", "mailto:a@b",
+        "ftp:/x", "ftp:", "C:\\x", "ftp:?80", "ftp:#80", "ftp:/80", "ftp:80a", "ftp:8 0"}) {
     EXPECT_TRUE(hasForeignScheme(url)) << url;
   }
 }
 
+TEST(HasForeignScheme, IsFalseForAHostWithAPort) {
+  for (const char* url : {"localhost:80", "localhost:80/x", "localhost:80?x", "localhost:80#x",
+                          "srv.example:8080/a:b", "h:0", "h:99999999999999999999"}) {
+    EXPECT_FALSE(hasForeignScheme(url)) << url;
+  }
+}
+
 TEST(HasForeignScheme, IsFalseForHttpInAnyCase) {
-  for (const char* url : {"http://h", "https://h", "HTTP://h", "hTTpS://h"}) {
+  for (const char* url :
+       {"http://h", "https://h", "HTTP://h", "hTTpS://h", "http:", "http:x", "https:/x", "HTTPS:80"}) {
     EXPECT_FALSE(hasForeignScheme(url)) << url;
   }
 }
 
 TEST(HasForeignScheme, IsFalseWithoutAScheme) {
-  for (const char* url : {"", "h", "h/x", "://h", "localhost:80", "mailto:a@b", "1tp://h", "a b://h",
-                          "h/x?u=ftp://y", "ftp:/", "ftp:"}) {
+  for (const char* url : {"", "h", "h/x", "://h", ":", "1tp://h", "127.0.0.1:80", "+x:y", "a b://h",
+                          " ftp://h", "h_x:y", "h/x?u=ftp://y", "\xD0\x9F:x"}) {
     EXPECT_FALSE(hasForeignScheme(url)) << url;
+  }
+}
+
+TEST(ParseContentLength, IsADecimalNumberOf64Bits) {
+  EXPECT_EQ(parseContentLength(L"0"), 0u);
+  EXPECT_EQ(parseContentLength(L"0010"), 10u);
+  EXPECT_EQ(parseContentLength(L"4294967296"), 4'294'967'296u);
+  EXPECT_EQ(parseContentLength(L"18446744073709551615"), UINT64_MAX);
+}
+
+TEST(ParseContentLength, IsAbsentForAnythingElse) {
+  for (const wchar_t* text : {L"", L"18446744073709551616", L"99999999999999999999", L"-1", L"+1", L"1 ",
+                              L" 1", L"1,1", L"0x10", L"ten"}) {
+    EXPECT_EQ(parseContentLength(text), std::nullopt) << text;
   }
 }
 

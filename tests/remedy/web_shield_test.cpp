@@ -2,9 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "base/files.h"
+#include "base/sizes.h"
 #include "remedy/hosts_file.h"
 #include "runtime/log.h"
+#include "support/eventually.h"
+#include "support/memory_peak.h"
+#include "support/odd_server.h"
 #include "support/test_servers.h"
 
 namespace korvel {
@@ -52,21 +58,23 @@ TEST(DomainListUrl, IsTheServersOrThePublicOneNeverBoth) {
   EXPECT_TRUE(url.ends_with("/v2/text")) << url;
 }
 
-TEST(FetchDomainList, AppendsTheDomainsOfTheList) {
+TEST(FetchDomainList, ReadsTheDomainsOfTheList) {
   test::publish("/list", "# list\r\nB.com\r\nb.COM\n127.0.0.1 c.com\na.org");
-  std::vector<std::string> domains{"kept.com"};
+  DomainList list{{"old.com"}, 1};
   std::string error = "old";
-  EXPECT_TRUE(fetchDomainList(nginxUrl("/list"), domains, &error)) << error;
-  EXPECT_EQ(domains, (std::vector<std::string>{"kept.com", "b.com", "a.org"}));
+  EXPECT_TRUE(fetchDomainList(nginxUrl("/list"), list, &error)) << error;
+  EXPECT_EQ(list.first, (std::vector<std::string>{"b.com", "a.org"}));
+  EXPECT_EQ(list.count, 2u);
 }
 
-TEST(FetchDomainList, FailsWithTheClientsTextAndAddsNothing) {
-  std::vector<std::string> domains;
+TEST(FetchDomainList, FailsWithTheClientsTextAndLeavesTheListAlone) {
+  DomainList list{{"old.com"}, 1};
   std::string error;
-  EXPECT_FALSE(fetchDomainList(nginxUrl("/missing"), domains, &error));
+  EXPECT_FALSE(fetchDomainList(nginxUrl("/missing"), list, &error));
   EXPECT_EQ(error, "http status 404");
-  EXPECT_FALSE(fetchDomainList("nonsense", domains, nullptr));
-  EXPECT_TRUE(domains.empty());
+  EXPECT_FALSE(fetchDomainList("nonsense", list, nullptr));
+  EXPECT_FALSE(fetchDomainList(oddUrl("/truncated"), list, nullptr));
+  EXPECT_EQ(list.first, std::vector<std::string>{"old.com"});
 }
 
 TEST_F(WebShield, BlocksTheDomainsOfTheServerAndLogsTheirNumber) {
@@ -100,6 +108,41 @@ TEST_F(WebShield, FailedFetchKeepsThePreviousBlockAndAsksNobodyElse) {
   settings_.updateServer = "nonsense";
   EXPECT_EQ(run().rfind("[WRN] web shield: domain feed failed: bad url, win32=", 0), 0u);
   EXPECT_EQ(text(), before);
+}
+
+TEST_F(WebShield, ListThatEndsEarlyBlocksNothing) {
+  (void)runWith("a.com\n");
+  const std::string before = text();
+  settings_.updateServer = oddUrl("/cut/bank.example.co");
+  EXPECT_EQ(run(), "[WRN] web shield: domain feed failed: WinHttpReadData, win32=12030\n");
+  EXPECT_EQ(text(), before);
+}
+
+TEST_F(WebShield, FailingServerIsAskedOnceAndNobodyElse) {
+  settings_.updateServer = oddUrl("/status/500");
+  const int before = test::requestsSeen();
+  EXPECT_EQ(run(), "[WRN] web shield: domain feed failed: http status 500\n");
+  EXPECT_EQ(test::pathsSince(before), "/status/500/api/v1/blocklist\n");
+}
+
+TEST_F(WebShield, LargeListTakesAtMostTwiceItsSizeOfMemory) {
+  constexpr uint64_t kBodyBytes = 51 * kMiB;
+  uint64_t domains = 0;
+  {
+    std::string list;
+    list.reserve(kBodyBytes + 32);
+    for (; list.size() < kBodyBytes; ++domains) list += "d" + std::to_string(domains * 7) + ".com\n";
+    test::publish("/shield/api/v1/blocklist", list);
+  }
+  test::MemoryPeak memory;
+  const std::string logged = run();
+  const uint64_t peak = memory.stop();
+  std::printf("%llu domains: %llu MiB at the peak\n", static_cast<unsigned long long>(domains),
+              static_cast<unsigned long long>(peak >> 20));
+  EXPECT_EQ(logged,
+            "[INF] web shield: blocked " + std::to_string(domains) + " domains (60000 hosts entries)\n");
+  EXPECT_GT(peak, kBodyBytes) << "the domains themselves; less means that nothing was measured";
+  EXPECT_LT(peak, 2 * kBodyBytes + 32 * kMiB);
 }
 
 TEST_F(WebShield, HostsThatCannotBeReplacedAreAnError) {
@@ -140,6 +183,19 @@ TEST_F(WebShield, RunThatAStopCutsShortChangesAndLogsNothing) {
   std::stop_source stop;
   stop.request_stop();
   EXPECT_EQ(run(stop.get_token()), "");
+  EXPECT_EQ(text(), kUserLines);
+}
+
+TEST_F(WebShield, StopDuringTheDownloadChangesAndLogsNothing) {
+  settings_.updateServer = oddUrl("/drip");
+  const int before = test::requestsSeen();
+  std::stop_source stop;
+  std::thread stopper([&] {
+    EXPECT_TRUE(test::eventually([&] { return test::requestsSeen() > before; }));
+    stop.request_stop();
+  });
+  EXPECT_EQ(run(stop.get_token()), "");
+  stopper.join();
   EXPECT_EQ(text(), kUserLines);
 }
 
