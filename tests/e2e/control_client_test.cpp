@@ -111,6 +111,15 @@ TEST_F(ControlClient, ScanRefusesAFileAndAMissingFolder) {
   EXPECT_EQ(settings().lastScanUtc, 0u) << "nothing was started";
 }
 
+TEST_F(ControlClient, ScanTakesAFolderWhoseNameEndsInADot) {
+  startService();
+  folder().write(L"evil.\\eicar.com", eicarText());
+  folder().write(L"evil\\a.exe", "x");
+  const Finished run = ctl(L"scan " + quoted(folder().at(L"evil.")));
+  EXPECT_EQ(run.exitCode, 1u);
+  EXPECT_NE(run.output.find(toUtf8(folder().at(L"evil.\\eicar.com"))), std::string::npos) << run.output;
+}
+
 TEST_F(ControlClient, ScanShowsProgressWhereAsked) {
   startService();
   folder().write(L"in\\a.exe", "x");
