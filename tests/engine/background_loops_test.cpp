@@ -7,6 +7,7 @@
 #include "config/data_paths.h"
 #include "engine/engine_fixture.h"
 #include "support/silent_server.h"
+#include "support/sparse_file.h"
 
 namespace korvel::svc {
 namespace {
@@ -95,32 +96,25 @@ TEST_F(BackgroundLoopsTest, TheAutomaticUpdateIsNotBusyAndARequestedOneRunsBesid
 }
 
 TEST_F(BackgroundLoopsTest, AFetchedDatabaseThatCannotBeLoadedIsAWarningAndStillASuccess) {
-  // A pipe in the place of the seed file holds the reload up while the new live database is locked.
-  settings_.signatureDb = L"\\\\.\\pipe\\korvel-test-seed";
+  // A seed file without entries that takes a while to read, so that the new live database can be locked.
+  settings_.signatureDb = test::sparseFile(folder_.at(L"long"), int64_t{256} << 20);
   test::SilentServer server;
   settings_.updateServer = server.url();
   ScanWorker& worker = startWorker({});
-  const UniqueHandle seed(::CreateNamedPipeW(settings_.signatureDb.c_str(), PIPE_ACCESS_OUTBOUND,
-                                             PIPE_TYPE_BYTE,
-                                             /*instances=*/1, 4096, 4096, /*defaultTimeout=*/0,
-                                             /*security=*/nullptr));
-  ASSERT_TRUE(seed);
   std::string error;
   ASSERT_TRUE(worker.startLiveUpdate(&error)) << error;
   ASSERT_TRUE(server.takeClient());
   server.answer(std::string(64, 'b') + "\n");
-  ASSERT_TRUE(::ConnectNamedPipe(seed.get(), /*overlapped=*/nullptr) ||
-              ::GetLastError() == ERROR_PIPE_CONNECTED);
   {
-    const UniqueHandle lock(::CreateFileW(liveSignaturesPath().c_str(), GENERIC_READ, /*share=*/0,
-                                          /*security=*/nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                                          /*template=*/nullptr));
+    UniqueHandle lock;
+    while (!lock && worker.getStatus().liveUpdateRunning) {
+      lock.reset(::CreateFileW(liveSignaturesPath().c_str(), GENERIC_READ, /*share=*/0, /*security=*/nullptr,
+                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr));
+    }
     ASSERT_TRUE(lock) << ::GetLastError();
-    ::DisconnectNamedPipe(seed.get());
     EXPECT_TRUE(test::eventually([&] { return !worker.getStatus().liveUpdateRunning; }));
   }
-  EXPECT_EQ(
-      logCount("[WRN] live db fetched but reload failed: parse error in \\\\.\\pipe\\korvel-test-seed\n"), 1);
+  EXPECT_EQ(logCount("[WRN] live db fetched but reload failed: database is empty\n"), 1);
   EXPECT_EQ(logCount("[INF] live signatures updated: 1 hashes\n"), 1);
   EXPECT_EQ(logCount("signatures reloaded"), 0);
   EXPECT_NE(worker.getSettings().lastLiveUpdateUtc, 0u);
