@@ -66,7 +66,7 @@ class Watcher {
   Watcher& operator=(const Watcher&) = delete;
 
  private:
-  std::stop_source stop_;
+  korvel::StopSource stop_;
   const korvel::StopEvent stopEvent_{stop_.get_token()};
   korvel::svc::RealtimeWatcher watcher_;
   std::thread thread_;

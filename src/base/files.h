@@ -6,10 +6,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <stop_token>
 #include <string>
 #include <string_view>
 
+#include "base/stop.h"
 #include "base/unique_resource.h"
 #include "base/win.h"
 
@@ -55,7 +55,7 @@ bool writeAll(HANDLE file, std::string_view bytes);
 /// Runs `attempt`, which leaves its reason in GetLastError(), until it succeeds: up to five times within half
 /// a second, as long as another program seems to hold a file (access denied, sharing or lock violation). The
 /// result is that of the last attempt. A stop ends the tries.
-bool tryWhileHeld(const std::function<bool()>& attempt, const std::stop_token& stop = {});
+bool tryWhileHeld(const std::function<bool()>& attempt, const StopToken& stop = {});
 
 /// Replaces the content of one file: writes a temporary file and moves it over the target at the end. An
 /// instance destroyed before commit() deletes its temporary. Not thread-safe.
@@ -78,7 +78,7 @@ class FileReplacement {
   /// so that a read-only target can be replaced; they are not put back. A target that is held is tried again
   /// as tryWhileHeld() does. On failure the temporary is deleted, the target stays as it was, and
   /// GetLastError() holds the move's code.
-  bool commit(bool clearAttributes, const std::stop_token& stop = {});
+  bool commit(bool clearAttributes, const StopToken& stop = {});
 
  private:
   std::wstring target_;

@@ -208,7 +208,7 @@ bool writeAll(HANDLE file, std::string_view bytes) {
   return true;
 }
 
-bool tryWhileHeld(const std::function<bool()>& attempt, const std::stop_token& stop) {
+bool tryWhileHeld(const std::function<bool()>& attempt, const StopToken& stop) {
   for (int tries = 1; !attempt(); ++tries) {
     const DWORD code = ::GetLastError();
     const bool held =
@@ -249,7 +249,7 @@ bool FileReplacement::finish() {
   return flushed;
 }
 
-bool FileReplacement::commit(bool clearAttributes, const std::stop_token& stop) {
+bool FileReplacement::commit(bool clearAttributes, const StopToken& stop) {
   file_.reset();
   if (clearAttributes) {
     (void)::SetFileAttributesW(target_.c_str(), FILE_ATTRIBUTE_NORMAL);  // best effort: the move decides

@@ -6,8 +6,8 @@
 
 #include <atomic>
 #include <functional>
-#include <stop_token>
 
+#include "base/stop.h"
 #include "base/win.h"
 
 namespace korvel {
@@ -17,7 +17,7 @@ namespace korvel {
 /// live while its thread waits for the thread that requests the stop, or writes what the stop must not lose.
 class InterruptibleIo {
  public:
-  explicit InterruptibleIo(const std::stop_token& stop) : callback_(stop, [this] { endCalls(); }) {}
+  explicit InterruptibleIo(const StopToken& stop) : callback_(stop, [this] { endCalls(); }) {}
   ~InterruptibleIo() { left_ = true; }
   InterruptibleIo(const InterruptibleIo&) = delete;
   InterruptibleIo& operator=(const InterruptibleIo&) = delete;
@@ -27,7 +27,7 @@ class InterruptibleIo {
 
   const DWORD threadId_ = ::GetCurrentThreadId();
   std::atomic<bool> left_{false};
-  std::stop_callback<std::function<void()>> callback_;  // last: its end waits for a running endCalls()
+  StopCallback callback_;  // last: its end waits for a running endCalls()
 };
 
 }  // namespace korvel

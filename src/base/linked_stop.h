@@ -2,24 +2,25 @@
 #pragma once
 
 #include <functional>
-#include <stop_token>
 #include <utility>
+
+#include "base/stop.h"
 
 namespace korvel {
 
 /// Stops on request(), or when `outer` stops. Thread-safe.
 class LinkedStop {
  public:
-  explicit LinkedStop(std::stop_token outer) : link_(std::move(outer), [this] { own_.request_stop(); }) {}
+  explicit LinkedStop(StopToken outer) : link_(std::move(outer), [this] { own_.request_stop(); }) {}
   LinkedStop(const LinkedStop&) = delete;
   LinkedStop& operator=(const LinkedStop&) = delete;
 
   void request() { own_.request_stop(); }
-  std::stop_token token() const { return own_.get_token(); }
+  StopToken token() const { return own_.get_token(); }
 
  private:
-  std::stop_source own_;
-  std::stop_callback<std::function<void()>> link_;
+  StopSource own_;
+  StopCallback link_;
 };
 
 }  // namespace korvel

@@ -39,7 +39,7 @@ void join(std::thread& thread) {
 
 }  // namespace
 
-BackgroundLoops::BackgroundLoops(const Parts& parts, const LoopTimes& times, std::stop_token stop)
+BackgroundLoops::BackgroundLoops(const Parts& parts, const LoopTimes& times, StopToken stop)
     : parts_(parts), times_(times), stop_(std::move(stop)) {}
 
 void BackgroundLoops::start(const SettingsFields& settings) {

@@ -2,9 +2,9 @@
 // the web shield. All sleep on the stop's event, so the stop never waits for a sleep to end.
 #pragma once
 
-#include <stop_token>
 #include <thread>
 
+#include "base/stop.h"
 #include "base/unique_resource.h"
 #include "engine/loop_times.h"
 #include "records/settings_fields.h"
@@ -30,7 +30,7 @@ class BackgroundLoops {
   };
 
   /// Throws std::system_error when no event can be made.
-  BackgroundLoops(const Parts& parts, const LoopTimes& times, std::stop_token stop);
+  BackgroundLoops(const Parts& parts, const LoopTimes& times, StopToken stop);
   BackgroundLoops(const BackgroundLoops&) = delete;
   BackgroundLoops& operator=(const BackgroundLoops&) = delete;
 

@@ -2,10 +2,10 @@
 // link's thread.
 #pragma once
 
-#include <stop_token>
 #include <string>
 #include <utility>
 
+#include "base/stop.h"
 #include "engine/filter_link.h"
 #include "records/engine_status.h"
 #include "scan/scan_file.h"
@@ -21,7 +21,7 @@ class DriverQueries {
   /// All three must outlive the object. Blocked files are added to `detections`. Once `stop` is requested,
   /// the query in hand and all later ones are allowed at once.
   DriverQueries(const SettingsInForce& settings, const SignaturesInForce& signatures, Detections& detections,
-                std::stop_token stop)
+                StopToken stop)
       : settings_(settings), signatures_(signatures), detections_(detections), stop_(std::move(stop)) {}
 
   /// Connects to the driver and begins to answer. False with a text when the driver is not available. Call at
@@ -38,7 +38,7 @@ class DriverQueries {
   const SettingsInForce& settings_;
   const SignaturesInForce& signatures_;
   Detections& detections_;
-  const std::stop_token stop_;
+  const StopToken stop_;
   ScanScratch scratch_;  // used by the link's thread only
   FilterLink link_;      // last: its thread ends first
 };

@@ -35,7 +35,7 @@ bool FilterLink::connect(Callback callback, std::string* error) {
   callback_ = std::move(callback);
   connected_.store(true);
   try {
-    thread_ = std::jthread([this](const std::stop_token& stop) { loop(stop); });
+    thread_ = std::thread([this] { loop(); });
   } catch (...) {
     connected_.store(false);
     port_.reset();
@@ -45,14 +45,14 @@ bool FilterLink::connect(Callback callback, std::string* error) {
 }
 
 void FilterLink::stop() {
-  thread_.request_stop();
+  stop_.request_stop();
   if (thread_.joinable()) thread_.join();
   port_.reset();
   connected_.store(false);
 }
 
-void FilterLink::loop(const std::stop_token& stop) {
-  while (!stop.stop_requested()) {
+void FilterLink::loop() {
+  while (!stop_.stop_requested()) {
     alignas(8) std::array<uint8_t, kFilterMessageBytes> buffer{};
     if (::FilterGetMessage(port_.get(), reinterpret_cast<PFILTER_MESSAGE_HEADER>(buffer.data()),
                            static_cast<DWORD>(buffer.size()), /*overlapped=*/nullptr) != S_OK) {

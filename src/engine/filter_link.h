@@ -5,10 +5,10 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <stop_token>
 #include <string>
 #include <thread>
 
+#include "base/stop.h"
 #include "base/unique_resource.h"
 
 namespace korvel::svc {
@@ -43,14 +43,15 @@ class FilterLink {
     static void close(HANDLE port);
   };
 
-  void loop(const std::stop_token& stop);
+  void loop();
   void answer(uint64_t messageId, bool block);
 
   UniqueResource<PortTraits> port_;  // constant while the thread runs
   Callback callback_;
   std::atomic<bool> connected_{false};
   std::atomic<uint64_t> handled_{0};
-  std::jthread thread_;
+  StopSource stop_;
+  std::thread thread_;
 };
 
 }  // namespace korvel::svc

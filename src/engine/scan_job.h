@@ -5,12 +5,12 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "base/mutex.h"
+#include "base/stop.h"
 #include "records/scan_progress.h"
 #include "records/scan_scope.h"
 #include "records/threat_record.h"
@@ -30,7 +30,7 @@ class ScanJob {
  public:
   /// `settings` and `signatures` must outlive the job. Once `stop` is requested, a running scan ends in the
   /// middle of a file and no other begins.
-  ScanJob(SettingsInForce& settings, const SignaturesInForce& signatures, std::stop_token stop)
+  ScanJob(SettingsInForce& settings, const SignaturesInForce& signatures, StopToken stop)
       : settings_(settings), signatures_(signatures), stop_(std::move(stop)) {}
   ~ScanJob() { join(); }
   ScanJob(const ScanJob&) = delete;
@@ -74,7 +74,7 @@ class ScanJob {
 
   SettingsInForce& settings_;
   const SignaturesInForce& signatures_;
-  const std::stop_token stop_;
+  const StopToken stop_;
   ScanCache cache_;  // synchronises itself
 
   Mutex threadMutex_;

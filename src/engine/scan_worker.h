@@ -5,10 +5,10 @@
 // `error` are UTF-8 and go to the user interface unchanged; `error` may be null.
 #pragma once
 
-#include <stop_token>
 #include <string>
 #include <vector>
 
+#include "base/stop.h"
 #include "engine/background_loops.h"
 #include "engine/detections.h"
 #include "engine/driver_queries.h"
@@ -66,7 +66,7 @@ class ScanWorker final : public EngineOperations {
   void endThreads();
 
   // In the order in which they build upon each other; each synchronises itself.
-  std::stop_source stop_;  // requested once by stop(), for good
+  StopSource stop_;  // requested once by stop(), for good
   SettingsInForce settings_;
   SignaturesInForce signatures_;
   QuarantineStore quarantine_;

@@ -17,11 +17,11 @@ constexpr uint64_t kMaxLiveBytes = 512 * kMiB;  // the writer stops at four mill
 
 std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFields& settings,
                                                                std::string* error,
-                                                               const std::stop_token& engineStop) {
+                                                               const StopToken& engineStop) {
   // The engine's stop comes only after the pipe thread has ended, and that thread may be the one that loads.
   LinkedStop loading(engineStop);
-  const std::stop_callback atProcessStop(StopSignal::process().token(), [&loading] { loading.request(); });
-  const std::stop_token stop = loading.token();
+  const StopCallback atProcessStop(StopSignal::process().token(), [&loading] { loading.request(); });
+  const StopToken stop = loading.token();
 
   auto database = std::make_shared<SignatureDatabase>();
   std::string seedError;

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <memory>
-#include <stop_token>
 #include <string>
 
+#include "base/stop.h"
 #include "records/settings_fields.h"
 
 namespace korvel {
@@ -18,7 +18,6 @@ namespace korvel::svc {
 /// empty" in `error`. A live file of more than 512 MiB counts as unreadable. Thread-safe; may take seconds
 /// for millions of entries, and a stop ends it between two pieces of a file.
 std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFields& settings,
-                                                               std::string* error,
-                                                               const std::stop_token& stop);
+                                                               std::string* error, const StopToken& stop);
 
 }  // namespace korvel::svc

@@ -3,10 +3,10 @@
 // must not race a start.
 #pragma once
 
-#include <stop_token>
 #include <string>
 
 #include "base/mutex.h"
+#include "base/stop.h"
 #include "engine/busy_job.h"
 #include "records/engine_status.h"
 
@@ -19,7 +19,7 @@ class UpdateJobs {
  public:
   /// `settings` and `signatures` must outlive the jobs; `stop` ends their downloads at once, whatever a
   /// server does.
-  UpdateJobs(SettingsInForce& settings, SignaturesInForce& signatures, std::stop_token stop)
+  UpdateJobs(SettingsInForce& settings, SignaturesInForce& signatures, StopToken stop)
       : settings_(settings), signatures_(signatures), stop_(std::move(stop)) {}
   UpdateJobs(const UpdateJobs&) = delete;
   UpdateJobs& operator=(const UpdateJobs&) = delete;
@@ -45,7 +45,7 @@ class UpdateJobs {
 
   SettingsInForce& settings_;
   SignaturesInForce& signatures_;
-  const std::stop_token stop_;
+  const StopToken stop_;
 
   mutable Mutex mutex_;
   std::wstring installer_ GUARDED_BY(mutex_);  // saved by the last check; empty when none

@@ -135,14 +135,14 @@ class ExchangeThread {
 
 /// `take` is called with the bytes as they come and the announced length.
 template <typename Take>
-bool download(const std::string& url, const Take& take, std::string* error, const std::stop_token& stop) {
+bool download(const std::string& url, const Take& take, std::string* error, const StopToken& stop) {
   if (error != nullptr) error->clear();
   HttpAddress address;
   if (!splitUrl(url, address, error)) return false;
   if (!stop.stop_requested()) {
     ExchangeThread exchange(std::move(address));
     Transfer& transfer = exchange.transfer();
-    const std::stop_callback abandonAtStop(stop, [&transfer] { (void)transfer.abandon(); });
+    const StopCallback abandonAtStop(stop, [&transfer] { (void)transfer.abandon(); });
     for (std::string bytes; transfer.next(bytes);) take(bytes, transfer.announcedBytes());
     if (!stop.stop_requested()) return transfer.result(error);
   }
@@ -151,7 +151,7 @@ bool download(const std::string& url, const Take& take, std::string* error, cons
 
 }  // namespace
 
-bool httpGet(const std::string& url, std::string* body, std::string* error, const std::stop_token& stop) {
+bool httpGet(const std::string& url, std::string* body, std::string* error, const StopToken& stop) {
   if (body != nullptr) body->clear();
   const auto append = [body](const std::string& bytes, uint64_t announced) {
     if (body == nullptr) return;
@@ -164,7 +164,7 @@ bool httpGet(const std::string& url, std::string* body, std::string* error, cons
 }
 
 bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
-                   std::string* error, const std::stop_token& stop) {
+                   std::string* error, const StopToken& stop) {
   return download(
       url, [&take](const std::string& bytes, uint64_t) { take(bytes); }, error, stop);
 }

@@ -7,9 +7,10 @@
 #pragma once
 
 #include <functional>
-#include <stop_token>
 #include <string>
 #include <string_view>
+
+#include "base/stop.h"
 
 namespace korvel {
 
@@ -20,11 +21,11 @@ namespace korvel {
 /// `body` may hold a part and must be ignored. Once `stop` is requested, the call fails with "service is
 /// stopping" at once, whatever the server does; if it already was, nothing is sent. Throws std::bad_alloc
 /// when the body does not fit into memory, std::system_error when no thread can be made.
-bool httpGet(const std::string& url, std::string* body, std::string* error, const std::stop_token& stop = {});
+bool httpGet(const std::string& url, std::string* body, std::string* error, const StopToken& stop = {});
 
 /// As httpGet(), but hands the body over piece by piece as it arrives (up to about 1 MiB each), on this
 /// thread, so that the caller need not hold it whole. The pieces are valid only if the result is true.
 bool httpGetPieces(const std::string& url, const std::function<void(std::string_view)>& take,
-                   std::string* error, const std::stop_token& stop = {});
+                   std::string* error, const StopToken& stop = {});
 
 }  // namespace korvel

@@ -18,7 +18,7 @@ namespace {
 
 /// Fetches every source into `set`. A source that fails is passed over as long as another one yields hashes.
 bool collectHashes(const std::vector<std::string>& sources, FeedSet& set, std::string* error,
-                   const std::stop_token& stop) {
+                   const StopToken& stop) {
   size_t failed = 0;
   std::string lastError;
   for (const std::string& source : sources) {
@@ -64,12 +64,12 @@ std::vector<std::string> liveFeedSources(const std::string& serverAddress) {
 }
 
 bool buildLiveDatabase(const std::string& serverAddress, uint64_t* hashCount, std::string* error,
-                       const std::stop_token& stop) {
+                       const StopToken& stop) {
   return buildLiveDatabaseFrom(liveFeedSources(serverAddress), liveDatabasePath(), hashCount, error, stop);
 }
 
 bool buildLiveDatabaseFrom(const std::vector<std::string>& sources, const std::wstring& target,
-                           uint64_t* hashCount, std::string* error, const std::stop_token& stop) {
+                           uint64_t* hashCount, std::string* error, const StopToken& stop) {
   if (error != nullptr) error->clear();
   FeedSet set;
   if (!collectHashes(sources, set, error, stop)) return false;

@@ -3,9 +3,10 @@
 #pragma once
 
 #include <cstdint>
-#include <stop_token>
 #include <string>
 #include <vector>
+
+#include "base/stop.h"
 
 namespace korvel {
 
@@ -21,10 +22,10 @@ std::vector<std::string> liveFeedSources(const std::string& serverUrl);
 /// `error` is emptied first. `stop` ends a build that is still downloading at once, with "service is
 /// stopping". Any number of threads may build at once; they write one after another. Throws std::bad_alloc.
 bool buildLiveDatabase(const std::string& serverUrl, uint64_t* hashCount, std::string* error,
-                       const std::stop_token& stop = {});
+                       const StopToken& stop = {});
 
 /// The same from the given addresses into the file `target`.
 bool buildLiveDatabaseFrom(const std::vector<std::string>& sources, const std::wstring& target,
-                           uint64_t* hashCount, std::string* error, const std::stop_token& stop = {});
+                           uint64_t* hashCount, std::string* error, const StopToken& stop = {});
 
 }  // namespace korvel

@@ -27,7 +27,7 @@ bool saveInstaller(std::string_view body, const std::wstring& path, std::string*
 }  // namespace
 
 bool checkForUpdate(const std::string& updateServer, const std::wstring& updatesDir, std::wstring* installer,
-                    std::string* error, const std::stop_token& stop) {
+                    std::string* error, const StopToken& stop) {
   if (error != nullptr) error->clear();
   if (updateServer.empty()) {
     return fail(error, "не задан сервер обновлений (строка UpdateServer в settings.ini)");

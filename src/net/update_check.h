@@ -2,8 +2,9 @@
 // here: the user interface shows where it was saved.
 #pragma once
 
-#include <stop_token>
 #include <string>
+
+#include "base/stop.h"
 
 namespace korvel {
 
@@ -13,6 +14,6 @@ namespace korvel {
 /// `installer` and `error` may be null; `error` is emptied first. `stop` as in httpGet(). Throws
 /// std::bad_alloc.
 bool checkForUpdate(const std::string& updateServer, const std::wstring& updatesDir, std::wstring* installer,
-                    std::string* error, const std::stop_token& stop = {});
+                    std::string* error, const StopToken& stop = {});
 
 }  // namespace korvel

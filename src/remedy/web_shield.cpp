@@ -24,8 +24,7 @@ std::string domainListUrl(const SettingsFields& settings) {
   return serverUrl(settings.updateServer, "/api/v1/blocklist");
 }
 
-bool fetchDomainList(const std::string& url, DomainList& list, std::string* error,
-                     const std::stop_token& stop) {
+bool fetchDomainList(const std::string& url, DomainList& list, std::string* error, const StopToken& stop) {
   DomainListReader reader;
   const auto take = [&reader](std::string_view piece) { reader.take(piece); };
   if (!httpGetPieces(url, take, error, stop)) return false;
@@ -33,11 +32,11 @@ bool fetchDomainList(const std::string& url, DomainList& list, std::string* erro
   return true;
 }
 
-void runWebShield(const SettingsFields& settings, const std::stop_token& stop) {
+void runWebShield(const SettingsFields& settings, const StopToken& stop) {
   runWebShieldOn(hostsFilePath(), settings, stop);
 }
 
-void runWebShieldOn(const std::wstring& hosts, const SettingsFields& settings, const std::stop_token& stop) {
+void runWebShieldOn(const std::wstring& hosts, const SettingsFields& settings, const StopToken& stop) {
   if (!settings.webShield) return cleanHosts(hosts);
   DomainList list;
   std::string error;

@@ -17,7 +17,7 @@ UniqueHandle createEvent() {
 
 }  // namespace
 
-StopEvent::StopEvent(std::stop_token token)
+StopEvent::StopEvent(StopToken token)
     : token_(std::move(token)),
       event_(createEvent()),
       signal_(token_, [this] { ::SetEvent(event_.get()); }) {}

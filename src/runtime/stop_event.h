@@ -3,8 +3,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <stop_token>
 
+#include "base/stop.h"
 #include "base/unique_resource.h"
 
 namespace korvel {
@@ -13,11 +13,11 @@ namespace korvel {
 class StopEvent {
  public:
   /// Throws std::system_error when the event cannot be created.
-  explicit StopEvent(std::stop_token token);
+  explicit StopEvent(StopToken token);
   StopEvent(const StopEvent&) = delete;
   StopEvent& operator=(const StopEvent&) = delete;
 
-  const std::stop_token& token() const { return token_; }
+  const StopToken& token() const { return token_; }
   bool requested() const { return token_.stop_requested(); }
 
   /// Sleeps until the time is over or the stop is requested. True when the stop is requested.
@@ -27,9 +27,9 @@ class StopEvent {
   HANDLE handle() const { return event_.get(); }
 
  private:
-  const std::stop_token token_;
+  const StopToken token_;
   UniqueHandle event_;
-  std::stop_callback<std::function<void()>> signal_;
+  StopCallback signal_;
 };
 
 }  // namespace korvel

@@ -1,13 +1,13 @@
 // The process-wide stop: a flag that is set once and never reset, a manual-reset event that ends every
-// blocking pipe wait, and a stop token for work that must end before the engine's own stop. Stops are requested by console events, the service's control handler and the pipe's
-// stop request.
+// blocking pipe wait, and a stop token for work that must end before the engine's own stop. Stops are
+// requested by console events, the service's control handler and the pipe's stop request.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
-#include <stop_token>
 
 #include "base/mutex.h"
+#include "base/stop.h"
 #include "base/unique_resource.h"
 
 namespace korvel {
@@ -26,7 +26,7 @@ class StopSignal {
   void requestStop() EXCLUDES(mutex_);
 
   bool requested() const { return stopRequested_.load() != 0; }
-  std::stop_token token() const { return source_.get_token(); }
+  StopToken token() const { return source_.get_token(); }
 
   /// The event to wait on; still owned by this object. Null before createEvent() and after closeEvent(). Only
   /// the thread that creates and closes the event may wait on it.
@@ -34,7 +34,7 @@ class StopSignal {
 
  private:
   std::atomic<uint32_t> stopRequested_{0};
-  std::stop_source source_;
+  StopSource source_;
   // Keeps closeEvent() out while the event is signalled: a closed handle may be reused for another object.
   mutable Mutex mutex_;
   UniqueHandle stopEvent_ GUARDED_BY(mutex_);

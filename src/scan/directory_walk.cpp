@@ -20,7 +20,7 @@ bool isDotEntry(const wchar_t* name) {
 
 }  // namespace
 
-DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, std::stop_token stop)
+DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, StopToken stop)
     : recursive_(target.recursive), followSymlinks_(followSymlinks), stop_(std::move(stop)) {
   const InterruptibleIo interruptible(stop_);
   if (stop_.stop_requested() || !pathExists(target.path)) return;

@@ -14,10 +14,10 @@
 #pragma once
 
 #include <cstdint>
-#include <stop_token>
 #include <string>
 #include <vector>
 
+#include "base/stop.h"
 #include "base/unique_resource.h"
 #include "scan/run_ahead.h"
 #include "scan/scan_records.h"
@@ -31,7 +31,7 @@ struct WalkedFile {
 
 class DirectoryWalk {
  public:
-  DirectoryWalk(const ScanTarget& target, bool followSymlinks, std::stop_token stop);
+  DirectoryWalk(const ScanTarget& target, bool followSymlinks, StopToken stop);
 
   /// Handles one directory entry: an item is a file. kEnd after the last one, after a failure, and once the
   /// stop is requested.
@@ -53,7 +53,7 @@ class DirectoryWalk {
 
   const bool recursive_;
   const bool followSymlinks_;
-  const std::stop_token stop_;
+  const StopToken stop_;
   std::vector<Level> levels_;  // from the target down to the directory being listed
 };
 

@@ -76,7 +76,7 @@ class FileScanner::Delivery {
 /// step looks at one directory entry, so that a long way to the next file holds nothing up.
 class FileScanner::FileSource {
  public:
-  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, std::stop_token cancelled)
+  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, StopToken cancelled)
       : targets_(targets), options_(options), cancelled_(std::move(cancelled)) {}
 
   Supply step(WalkedFile& file) {
@@ -100,13 +100,13 @@ class FileScanner::FileSource {
  private:
   const std::vector<ScanTarget>& targets_;
   const ScanOptions& options_;
-  const std::stop_token cancelled_;
+  const StopToken cancelled_;
   size_t nextTarget_ = 0;
   std::optional<DirectoryWalk> walk_;
 };
 
 FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                         std::stop_token stop)
+                         StopToken stop)
     : context_{std::move(database), options.maxFileSize, options.readChunk, stop}, options_(options) {
   cancel_.emplace(std::move(stop));
 }
@@ -116,12 +116,12 @@ void FileScanner::cancel() {
   cancel_->request();
 }
 
-std::stop_token FileScanner::cancelToken() const {
+StopToken FileScanner::cancelToken() const {
   const MutexLock lock(mutex_);
   return cancel_->token();
 }
 
-std::stop_token FileScanner::forgetCancel() {
+StopToken FileScanner::forgetCancel() {
   const MutexLock lock(mutex_);
   cancel_.emplace(context_.abandoned);
   return cancel_->token();
@@ -141,7 +141,7 @@ ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) co
 ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                               const VerdictCallback& onVerdict) {
   const Clock::time_point start = Clock::now();
-  const std::stop_token cancelled = forgetCancel();
+  const StopToken cancelled = forgetCancel();
   Delivery delivery(onProgress, onVerdict);
   delivery.report();
 
@@ -170,7 +170,7 @@ void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
 }
 
 void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers,
-                            const std::stop_token& cancelled) {
+                            const StopToken& cancelled) {
   // The pipeline's destructor waits for the files being scanned. Their verdicts are no longer needed, so this
   // stop ends the reading.
   LinkedStop discarding(context_.abandoned);

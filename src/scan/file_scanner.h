@@ -9,12 +9,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "base/linked_stop.h"
 #include "base/mutex.h"
+#include "base/stop.h"
 #include "scan/scan_file.h"
 #include "scan/scan_records.h"
 
@@ -29,7 +29,7 @@ class FileScanner {
 
   /// Once `stop` is requested, a scan ends in the middle of the file being read and delivers nothing of it.
   FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-              std::stop_token stop = {});
+              StopToken stop = {});
 
   /// Counts the files that scan() would scan. Fills only filesTotal, bytesTotal and phase. A cancellation
   /// that was already requested makes it return early; it is not cleared.
@@ -52,9 +52,9 @@ class FileScanner {
   class Delivery;
   class FileSource;
   void scanInline(FileSource& source, Delivery& delivery);
-  void scanAhead(FileSource& source, Delivery& delivery, size_t workers, const std::stop_token& cancelled);
-  std::stop_token cancelToken() const EXCLUDES(mutex_);
-  std::stop_token forgetCancel() EXCLUDES(mutex_);
+  void scanAhead(FileSource& source, Delivery& delivery, size_t workers, const StopToken& cancelled);
+  StopToken cancelToken() const EXCLUDES(mutex_);
+  StopToken forgetCancel() EXCLUDES(mutex_);
 
   const ScanContext context_;
   const ScanOptions options_;

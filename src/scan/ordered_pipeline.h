@@ -123,7 +123,8 @@ class OrderedPipeline {
 
   bool startWorker(const std::function<Work()>& makeWork) {
     try {
-      threads_.emplace_back([this, work = makeWork()] { workerLoop(work); });
+      Work work = makeWork();
+      threads_.emplace_back([this, own = std::move(work)] { workerLoop(own); });
       return true;
     } catch (const std::exception&) {
       return false;

@@ -6,8 +6,8 @@
 
 #include <chrono>
 #include <cstdint>
-#include <stop_token>
 
+#include "base/stop.h"
 #include "scan/ordered_pipeline.h"
 
 namespace korvel {
@@ -27,7 +27,7 @@ inline constexpr std::chrono::milliseconds kHandOverAfter{20};
 /// remaining results are discarded. Throws what `next`, `deliver` and the work throw.
 template <typename Item, typename Result, typename Next, typename Deliver>
 void runAhead(OrderedPipeline<Item, Result>& pipeline, Next next, Deliver deliver,
-              const std::stop_token& cancelled = {}) {
+              const StopToken& cancelled = {}) {
   using Clock = std::chrono::steady_clock;
   Item item;
   uint64_t weight = 0;

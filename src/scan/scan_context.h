@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <stop_token>
 
+#include "base/stop.h"
 #include "hash/triple_digest.h"
 
 namespace korvel {
@@ -20,7 +20,7 @@ struct ScanContext {
   /// pieces of exactly this size.
   uint64_t readChunk = 0;
   /// Once it is requested, large files are no longer read to their end, and verdicts are worthless.
-  std::stop_token abandoned;
+  StopToken abandoned;
 };
 
 /// The memory that scanning reuses from file to file: one page-aligned read buffer, and the kept bytes of a

@@ -19,7 +19,7 @@ constexpr DWORD kReadPieceBytes = 512 * kKiB;
 
 /// Reads and parses the rest of an open file, which may grow meanwhile. False when a read fails, after a stop
 /// and beyond `maxBytes`; throws what the parser throws.
-bool readSignatures(HANDLE file, const std::stop_token& stop, uint64_t maxBytes, SignatureFile& result) {
+bool readSignatures(HANDLE file, const StopToken& stop, uint64_t maxBytes, SignatureFile& result) {
   LARGE_INTEGER size{};
   (void)::GetFileSizeEx(file, &size);  // only a hint
   SignatureFileParser parser(static_cast<uint64_t>(size.QuadPart));
@@ -44,7 +44,7 @@ bool readSignatures(HANDLE file, const std::stop_token& stop, uint64_t maxBytes,
 
 }  // namespace
 
-bool SignatureDatabase::loadFile(const std::wstring& path, std::string* error, const std::stop_token& stop,
+bool SignatureDatabase::loadFile(const std::wstring& path, std::string* error, const StopToken& stop,
                                  uint64_t maxBytes) {
   const UniqueHandle file = openForReading(path, maxBytes);
   if (!file) return fail(error, "cannot open: " + toUtf8(path));

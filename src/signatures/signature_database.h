@@ -4,10 +4,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <stop_token>
 #include <string>
 
 #include "base/mutex.h"
+#include "base/stop.h"
 #include "hash/file_digests.h"
 #include "signatures/signature_match.h"
 #include "signatures/signature_text.h"
@@ -24,10 +24,10 @@ struct SignatureDbInfo {
 class SignatureDatabase {
  public:
   /// Reads one signature file and merges it into the loaded entries. On failure nothing changes and `error`
-  /// holds "cannot open: " (also for what is not a file on a disk, or has more than `maxBytes`) or "parse error
-  /// in " (also after a stop, which is looked at between two pieces of the file) and the path. Reading and
-  /// parsing run without the lock.
-  bool loadFile(const std::wstring& path, std::string* error, const std::stop_token& stop = {},
+  /// holds "cannot open: " (also for what is not a file on a disk, or has more than `maxBytes`) or "parse
+  /// error in " (also after a stop, which is looked at between two pieces of the file) and the path. Reading
+  /// and parsing run without the lock.
+  bool loadFile(const std::wstring& path, std::string* error, const StopToken& stop = {},
                 uint64_t maxBytes = UINT64_MAX) EXCLUDES(mutex_);
 
   /// True when one of the digests (hexadecimal text, any case; empty = not known) is listed. SHA-256 is

@@ -4,11 +4,11 @@
 #include <sddl.h>
 
 #include <atomic>
-#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "base/stop.h"
 #include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
@@ -245,7 +245,7 @@ TEST(TryWhileHeld, TriesOnceForAnyOtherReasonAndAfterAStop) {
     return false;
   }));
   EXPECT_EQ(tries, 1);
-  std::stop_source stop;
+  StopSource stop;
   EXPECT_FALSE(tryWhileHeld(
       [&] {
         ++tries;

@@ -32,7 +32,7 @@ class InterruptibleIoTest : public testing::Test {
   const UniqueHandle server_{
       ::CreateNamedPipeW(kSilentPipe, PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 0, 0, 0, nullptr)};
   const UniqueHandle client_{::CreateFileW(kSilentPipe, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)};
-  std::stop_source stop_;
+  StopSource stop_;
   std::atomic<bool> begun_{false}, ended_{false};
   DWORD lastError_ = 0;
 };
@@ -51,7 +51,7 @@ TEST_F(InterruptibleIoTest, AStopEndsACallThatWouldNeverReturn) {
 TEST_F(InterruptibleIoTest, AStopRequestedBeforeOrByTheThreadItselfDoesNotBlockIt) {
   stop_.request_stop();
   { const InterruptibleIo before(stop_.get_token()); }
-  std::stop_source own;
+  StopSource own;
   const InterruptibleIo itself(own.get_token());
   EXPECT_TRUE(own.request_stop());
 }

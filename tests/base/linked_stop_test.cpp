@@ -6,7 +6,7 @@ namespace korvel {
 namespace {
 
 TEST(LinkedStop, StopsWithTheOuterOne) {
-  std::stop_source outer;
+  StopSource outer;
   const LinkedStop inner(outer.get_token());
   EXPECT_FALSE(inner.token().stop_requested());
   outer.request_stop();
@@ -14,7 +14,7 @@ TEST(LinkedStop, StopsWithTheOuterOne) {
 }
 
 TEST(LinkedStop, StopsAloneAndLeavesTheOuterOneAlone) {
-  std::stop_source outer;
+  StopSource outer;
   LinkedStop inner(outer.get_token());
   inner.request();
   EXPECT_TRUE(inner.token().stop_requested());
@@ -22,14 +22,14 @@ TEST(LinkedStop, StopsAloneAndLeavesTheOuterOneAlone) {
 }
 
 TEST(LinkedStop, InsideAStopFromBeforeIsStoppedFromTheStart) {
-  std::stop_source outer;
+  StopSource outer;
   outer.request_stop();
   EXPECT_TRUE(LinkedStop(outer.get_token()).token().stop_requested());
 }
 
 TEST(LinkedStop, ItsTokenOutlivesIt) {
-  std::stop_source outer;
-  std::stop_token token;
+  StopSource outer;
+  StopToken token;
   {
     LinkedStop inner(outer.get_token());
     token = inner.token();

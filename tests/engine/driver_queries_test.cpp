@@ -32,7 +32,7 @@ class DriverQueriesTest : public testing::Test {
   SettingsInForce settings_{[](const SettingsFields&) {}};
   SignaturesInForce signatures_;
   Detections detections_;
-  std::stop_source stop_;
+  StopSource stop_;
   test::FakeDriver driver_;
   DriverQueries queries_{settings_, signatures_, detections_, stop_.get_token()};
 };

@@ -70,7 +70,7 @@ class RealtimeWatcherTest : public testing::Test {
   test::TempFolder root_;
   test::TempFolder otherRoot_;
   const std::shared_ptr<SignatureDatabase> database_ = std::make_shared<SignatureDatabase>();
-  std::stop_source stop_;
+  StopSource stop_;
   const StopEvent stopEvent_{stop_.get_token()};
   std::mutex mutex_;
   std::set<std::wstring> detected_;
@@ -173,7 +173,7 @@ TEST_F(RealtimeWatcherTest, ABurstOfAThousandFilesLeavesItWorking) {
 
 TEST_F(RealtimeWatcherTest, StopEndsItWithReadsOutstandingManyTimes) {
   for (int round = 0; round < 20; ++round) {
-    std::stop_source stop;
+    StopSource stop;
     const StopEvent stopping(stop.get_token());
     RealtimeWatcher watcher(std::make_shared<SignatureDatabase>(), ScanOptions{}, stopping,
                             [](const FileVerdict&) {});

@@ -353,7 +353,7 @@ TEST(HttpGet, SchemeOfTheAddressAloneDecidesOnEncryption) {
 
 TEST(HttpGet, StopBeforeTheRequestSendsNothing) {
   const int before = requestsSeen();
-  std::stop_source stop;
+  StopSource stop;
   stop.request_stop();
   std::string body;
   std::string error;
@@ -363,7 +363,7 @@ TEST(HttpGet, StopBeforeTheRequestSendsNothing) {
 }
 
 TEST(HttpGet, StopBetweenTwoPiecesEndsTheDownload) {
-  std::stop_source stop;
+  StopSource stop;
   size_t received = 0;
   const auto take = [&](std::string_view piece) {
     received += piece.size();
@@ -379,7 +379,7 @@ TEST(HttpGet, StopBetweenTwoPiecesEndsTheDownload) {
 // The platform has no call to wake a thread that waits for a server; the caller must not wait with it.
 TEST(HttpGet, StopWaitsForNoServerThatIsSilent) {
   for (const char* path : {"/silent", "/silent/body"}) {
-    std::stop_source stop;
+    StopSource stop;
     std::thread stopper([&] {
       EXPECT_TRUE(test::eventually([] { return get(oddUrl("/count/silent")).body == "1"; })) << path;
       stop.request_stop();
@@ -393,7 +393,7 @@ TEST(HttpGet, StopWaitsForNoServerThatIsSilent) {
 }
 
 TEST(HttpGet, AStopThatIsNotRequestedChangesNothing) {
-  const std::stop_source stop;
+  const StopSource stop;
   std::string body;
   EXPECT_TRUE(httpGet(nginxUrl("/plain.txt"), &body, nullptr, stop.get_token()));
   EXPECT_EQ(body, "plain text\n");

@@ -307,7 +307,7 @@ TEST_F(LiveFeed, StopEndsADownloadAndAsksNoFurtherSourceAndWritesNothing) {
   writeOld();
   test::publish("/good", kHashA + "\n");
   const int before = test::requestsSeen();
-  std::stop_source stop;
+  StopSource stop;
   std::thread stopper([&] {
     EXPECT_TRUE(test::eventually([&] { return test::requestsSeen() > before; }));
     stop.request_stop();

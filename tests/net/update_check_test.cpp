@@ -205,7 +205,7 @@ TEST_F(UpdateCheck, VersionWithANulMakesNoName) {
 }
 
 TEST_F(UpdateCheck, StopEndsTheCheck) {
-  std::stop_source stop;
+  StopSource stop;
   stop.request_stop();
   EXPECT_FALSE(checkForUpdate(nginxUrl("/u"), updates_, &path_, &error_, stop.get_token()));
   EXPECT_EQ(error_, "service is stopping");

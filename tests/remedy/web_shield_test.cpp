@@ -35,7 +35,7 @@ class WebShield : public testing::Test {
     test::publish("/shield/api/v1/blocklist", list);
     return run();
   }
-  std::string run(const std::stop_token& stop = {}) {
+  std::string run(const StopToken& stop = {}) {
     const size_t before = test::readFile(folder_.at(L"test.log")).size();
     runWebShieldOn(hosts_, settings_, stop);
     const std::string line = test::readFile(folder_.at(L"test.log")).substr(before);
@@ -180,7 +180,7 @@ TEST_F(WebShield, SwitchedOffBlockThatCannotBeRemovedIsAWarning) {
 }
 
 TEST_F(WebShield, RunThatAStopCutsShortChangesAndLogsNothing) {
-  std::stop_source stop;
+  StopSource stop;
   stop.request_stop();
   EXPECT_EQ(run(stop.get_token()), "");
   EXPECT_EQ(text(), kUserLines);
@@ -189,7 +189,7 @@ TEST_F(WebShield, RunThatAStopCutsShortChangesAndLogsNothing) {
 TEST_F(WebShield, StopDuringTheDownloadChangesAndLogsNothing) {
   settings_.updateServer = oddUrl("/drip");
   const int before = test::requestsSeen();
-  std::stop_source stop;
+  StopSource stop;
   std::thread stopper([&] {
     EXPECT_TRUE(test::eventually([&] { return test::requestsSeen() > before; }));
     stop.request_stop();

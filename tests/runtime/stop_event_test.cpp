@@ -10,7 +10,7 @@ namespace {
 bool signalled(const StopEvent& event) { return ::WaitForSingleObject(event.handle(), 0) == WAIT_OBJECT_0; }
 
 TEST(StopEvent, IsSignalledOnceTheStopIsRequestedAndStaysSo) {
-  std::stop_source source;
+  StopSource source;
   const StopEvent event(source.get_token());
   EXPECT_FALSE(event.requested());
   EXPECT_FALSE(signalled(event));
@@ -21,7 +21,7 @@ TEST(StopEvent, IsSignalledOnceTheStopIsRequestedAndStaysSo) {
 }
 
 TEST(StopEvent, OfAStopFromBeforeIsSignalledFromTheStart) {
-  std::stop_source source;
+  StopSource source;
   source.request_stop();
   const StopEvent event(source.get_token());
   EXPECT_TRUE(signalled(event));
@@ -29,7 +29,7 @@ TEST(StopEvent, OfAStopFromBeforeIsSignalledFromTheStart) {
 }
 
 TEST(StopEvent, ASleepEndsWithTheStop) {
-  std::stop_source source;
+  StopSource source;
   const StopEvent event(source.get_token());
   EXPECT_FALSE(event.sleep(1));
   std::thread stopper([&source] {

@@ -22,7 +22,7 @@ class DirectoryWalkTest : public test::ScanFixture {
     return found;
   }
 
-  std::stop_source cancel_;
+  StopSource cancel_;
 };
 
 TEST_F(DirectoryWalkTest, RecursiveTargetYieldsEveryFileWithItsFullPath) {

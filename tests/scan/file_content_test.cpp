@@ -130,7 +130,7 @@ TEST_F(FileContentTest, DamageBehindWhatThePeAnalysisLooksAtDoesNotTouchIt) {
 TEST_F(FileContentTest, AnAbandonedFileIsNotReadAgain) {
   const Bytes bytes(3 * kMiB, 'x');
   DamagedFile file(bytes, 2 * kMiB);
-  std::stop_source abandon;
+  StopSource abandon;
   abandon.request_stop();
   ScanContext context;
   context.readChunk = 1 * kMiB;

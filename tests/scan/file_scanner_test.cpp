@@ -128,7 +128,7 @@ TEST_F(FileScannerTest, ACutScanDeliversAPrefixOfTheWholeAndCountsIt) {
   ASSERT_EQ(whole.size(), 400u);
   for (const size_t workers : {1u, 2u, 4u}) {
     for (const bool byStop : {false, true}) {
-      std::stop_source stop;
+      StopSource stop;
       FileScanner subject(databaseOf(""), withWorkers(workers), stop.get_token());
       std::vector<FileVerdict> verdicts;
       const ScanSummary summary = subject.scan(target(), nullptr, [&](const FileVerdict& verdict) {
@@ -237,7 +237,7 @@ TEST_F(FileScannerTest, ACancelFromAnotherThreadDeliversOnlyWhatIsFinished) {
 
 TEST_F(FileScannerTest, AnAbandonedScanDeliversNoFurtherFile) {
   for (int i = 0; i < 40; ++i) folder_.write(std::to_wstring(i) + L".exe", "zzz");
-  std::stop_source stop;
+  StopSource stop;
   FileScanner subject(databaseOf(""), withWorkers(0), stop.get_token());
   int delivered = 0;
   const ScanSummary summary = subject.scan(target(), nullptr, [&](const FileVerdict&) {
@@ -250,7 +250,7 @@ TEST_F(FileScannerTest, AnAbandonedScanDeliversNoFurtherFile) {
 TEST_F(FileScannerTest, AStopFromBeforeTheScanStillEndsIt) {
   for (int i = 0; i < 40; ++i) folder_.write(std::to_wstring(i) + L".exe", "x");
   for (const size_t workers : {0u, 2u}) {
-    std::stop_source stop;
+    StopSource stop;
     stop.request_stop();
     FileScanner subject(databaseOf(""), withWorkers(workers), stop.get_token());
     const ScanSummary summary = subject.scan(target(), nullptr, nullptr);
@@ -261,7 +261,7 @@ TEST_F(FileScannerTest, AStopFromBeforeTheScanStillEndsIt) {
 
 TEST_F(FileScannerTest, AStopEndsTheCountingToo) {
   folder_.write(L"a.exe", "x");
-  std::stop_source stop;
+  StopSource stop;
   const FileScanner subject(databaseOf(""), ScanOptions{}, stop.get_token());
   EXPECT_EQ(subject.measure(target()).filesTotal, 1u);
   stop.request_stop();

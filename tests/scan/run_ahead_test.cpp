@@ -93,7 +93,7 @@ TEST(RunAhead, WithoutACutTheResultsAreTheSameForEveryNumberOfWorkers) {
 }
 
 TEST(RunAhead, AfterACancelWhatIsFinishedInFrontOfTheFirstUnfinishedItemIsDelivered) {
-  std::stop_source cancel;
+  StopSource cancel;
   std::atomic<int> finished{0};
   std::atomic<bool> allPushed{false}, giveUp{false};
   std::vector<int> delivered;

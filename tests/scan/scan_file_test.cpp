@@ -138,7 +138,7 @@ TEST_F(ScanFileTest, OneScratchServesFilesOfAnySizeInAnyOrder) {
 
 TEST_F(ScanFileTest, ALargeFileIsNotReadToItsEndOnceAbandoned) {
   const std::wstring big = folder_.write(L"big.bin", std::string(9 * kMiB, 'b'));
-  std::stop_source abandon;
+  StopSource abandon;
   const ScanContext context{databaseOf(""), 512 * kMiB, kMiB, abandon.get_token()};
   ScanScratch scratch;
   EXPECT_EQ(scanFile(context, big, scratch).sha256, hash::sha256File(big, kMiB));

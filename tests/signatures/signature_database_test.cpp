@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <stop_token>
 #include <thread>
 
 #include "base/files.h"
 #include "base/paths.h"
+#include "base/stop.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
 #include "support/sparse_file.h"
@@ -123,7 +123,7 @@ TEST_F(SignatureDatabaseTest, AFileAboveTheLimitCannotBeOpened) {
 // Without the stop, reading would take hours.
 TEST_F(SignatureDatabaseTest, AStopEndsTheLoadOfAHugeFile) {
   const std::wstring path = test::sparseFile(folder_.at(L"huge"), 8LL << 40);
-  std::stop_source stop;
+  StopSource stop;
   std::thread stopper([&] {
     ::Sleep(100);  // so that some pieces are read
     stop.request_stop();

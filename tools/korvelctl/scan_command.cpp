@@ -30,7 +30,7 @@ BOOL WINAPI onControl(DWORD type) {
 
 /// Refuses files and missing folders, for which the service would scan nothing without an error.
 std::wstring wholeFolder(const std::string& given) {
-  const std::wstring whole = wholePath(given);
+  std::wstring whole = wholePath(given);
   const DWORD attributes = ::GetFileAttributesW(forFileApi(whole).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     throw Failure(kExitRefused, "cannot scan " + printable(whole) + ": it does not exist or cannot be read");
