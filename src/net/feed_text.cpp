@@ -103,23 +103,11 @@ std::optional<FeedKey> feedKeyOfLine(std::string_view line) {
 }
 
 void FeedReader::take(std::string_view piece) {
-  if (!partialLine_.empty()) {
-    const size_t end = piece.find('\n');
-    partialLine_.append(piece.substr(0, end));
-    if (end == std::string_view::npos) return;
-    takeLine(partialLine_);
-    partialLine_.clear();
-    piece.remove_prefix(end + 1);
-  }
-  for (size_t end; (end = piece.find('\n')) != std::string_view::npos; piece.remove_prefix(end + 1)) {
-    takeLine(piece.substr(0, end));
-  }
-  partialLine_.assign(piece);
+  lines_.take(piece, [this](std::string_view line) { takeLine(line); });
 }
 
 std::vector<FeedKey> FeedReader::finish() {
-  takeLine(partialLine_);
-  partialLine_.clear();
+  lines_.finish([this](std::string_view line) { takeLine(line); });
   return std::exchange(keys_, {});
 }
 

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/line_assembler.h"
+
 namespace korvel {
 
 /// A digest as four big-endian words, so that comparing the words compares the bytes.
@@ -35,7 +37,7 @@ class FeedReader {
  private:
   void takeLine(std::string_view line);
 
-  std::string partialLine_;
+  LineAssembler lines_;
   std::vector<FeedKey> keys_;
 };
 

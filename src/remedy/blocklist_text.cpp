@@ -8,23 +8,11 @@
 namespace korvel {
 
 void DomainListReader::take(std::string_view piece) {
-  if (!partialLine_.empty()) {
-    const size_t end = piece.find('\n');
-    partialLine_.append(piece.substr(0, end));
-    if (end == std::string_view::npos) return;
-    takeLine(partialLine_);
-    partialLine_.clear();
-    piece.remove_prefix(end + 1);
-  }
-  for (size_t end; (end = piece.find('\n')) != std::string_view::npos; piece.remove_prefix(end + 1)) {
-    takeLine(piece.substr(0, end));
-  }
-  partialLine_.assign(piece);
+  lines_.take(piece, [this](std::string_view line) { takeLine(line); });
 }
 
 DomainList DomainListReader::finish() {
-  takeLine(partialLine_);
-  partialLine_.clear();
+  lines_.finish([this](std::string_view line) { takeLine(line); });
   seen_ = {};
   return std::exchange(list_, {});
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/line_assembler.h"
 #include "remedy/domain_set.h"
 
 namespace korvel {
@@ -28,7 +29,7 @@ class DomainListReader {
  private:
   void takeLine(std::string_view line);
 
-  std::string partialLine_;
+  LineAssembler lines_;
   DomainSet seen_;
   DomainList list_;
 };
