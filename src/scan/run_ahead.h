@@ -23,8 +23,9 @@ inline constexpr std::chrono::milliseconds kHandOverAfter{20};
 /// so a long search of the source delays no result by more than one step.
 ///
 /// Ends when the source does and everything is delivered, or at once when `deliver` returns false. Once
-/// `cancelled` is requested it delivers only what is finished in front of the first unfinished item. The
-/// remaining results are discarded. Throws what `next`, `deliver` and the work throw.
+/// `cancelled` is requested it delivers only what is finished in front of the first unfinished item, and that
+/// item too if it was being waited for. The remaining results are discarded. Throws what `next`, `deliver`
+/// and the work throw.
 template <typename Item, typename Result, typename Next, typename Deliver>
 void runAhead(OrderedPipeline<Item, Result>& pipeline, Next next, Deliver deliver,
               const StopToken& cancelled = {}) {
@@ -48,7 +49,9 @@ void runAhead(OrderedPipeline<Item, Result>& pipeline, Next next, Deliver delive
       continue;
     }
     if (pipeline.empty() || cancelled.stop_requested()) return;
-    if (!deliver(pipeline.pop().second)) return;
+    const Result result = pipeline.pop().second;
+    const bool cutWhileWaiting = cancelled.stop_requested();
+    if (!deliver(result) || cutWhileWaiting) return;
   }
 }
 
