@@ -1,9 +1,6 @@
 // A stop source for a part of a larger job: the part can be stopped alone, and stops with the whole job.
 #pragma once
 
-#include <functional>
-#include <utility>
-
 #include "base/stop.h"
 
 namespace korvel {
@@ -11,7 +8,7 @@ namespace korvel {
 /// Stops on request(), or when `outer` stops. Thread-safe.
 class LinkedStop {
  public:
-  explicit LinkedStop(StopToken outer) : link_(std::move(outer), [this] { own_.request_stop(); }) {}
+  explicit LinkedStop(const StopToken& outer) : link_(outer, [this] { own_.request_stop(); }) {}
   LinkedStop(const LinkedStop&) = delete;
   LinkedStop& operator=(const LinkedStop&) = delete;
 

@@ -106,9 +106,9 @@ class FileScanner::FileSource {
 };
 
 FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                         StopToken stop)
+                         const StopToken& stop)
     : context_{std::move(database), options.maxFileSize, options.readChunk, stop}, options_(options) {
-  cancel_.emplace(std::move(stop));
+  cancel_.emplace(stop);
 }
 
 void FileScanner::cancel() {

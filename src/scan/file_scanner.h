@@ -29,7 +29,7 @@ class FileScanner {
 
   /// Once `stop` is requested, a scan ends in the middle of the file being read and delivers nothing of it.
   FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-              StopToken stop = {});
+              const StopToken& stop = {});
 
   /// Counts the files that scan() would scan. Fills only filesTotal, bytesTotal and phase. A cancellation
   /// that was already requested makes it return early; it is not cleared.
