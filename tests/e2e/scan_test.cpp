@@ -229,6 +229,33 @@ TEST_F(Scan, CancelEndsAScanInMidWalk) {
                       " threats=0 ms="));
 }
 
+TEST_F(Scan, FilesInFrontOfALongWalkAreSeenAtOnceAndKeptByACancel) {
+  constexpr int kThreats = 8;
+  for (int i = 0; i < kThreats; ++i) {
+    folder().write(L"front\\eicar" + std::to_wstring(i) + L".com", eicarText());
+  }
+  folder().write(L"front\\clean.exe", "nothing");
+  // Names that are not scanned: the walk is long and yields nothing.
+  constexpr int kNames = 500;
+  constexpr int kRepeats = 800;
+  for (int i = 0; i < kNames; ++i) folder().write(L"notes\\n" + std::to_wstring(i) + L".txt", "");
+  std::vector<std::wstring> targets(kRepeats, folder().at(L"notes"));
+  targets.insert(targets.begin(), folder().at(L"front"));
+
+  startScan(ScanScope::kCustom, targets);
+  ASSERT_TRUE(waitForPhase(L"scanning"));
+  // The counters are reported at intervals between files, the results at once.
+  ASSERT_TRUE(eventually([&] { return results().size() == kThreats || !status().scanRunning; }));
+  ASSERT_TRUE(status().scanRunning) << "the walk ended before its first files were seen";
+  reply(Opcode::kCancelScan);
+  const ScanReport end = waitForScanEnd();
+  EXPECT_EQ(end.progress.phase, L"cancelled");
+  EXPECT_EQ(end.lastSummary.filesScanned, static_cast<uint64_t>(kThreats + 1));
+  EXPECT_EQ(end.lastSummary.threats, static_cast<uint64_t>(kThreats));
+  EXPECT_EQ(results().size(), static_cast<size_t>(kThreats));
+  EXPECT_EQ(settings().lastThreatCount, static_cast<uint64_t>(kThreats));
+}
+
 TEST_F(Scan, ReloadDuringAScanChangesTheNextOneOnly) {
   folder().write(L"zz\\eicar.com", eicarText());
   startScan(ScanScope::kCustom, {manyPrograms(), folder().at(L"zz")});
