@@ -6,6 +6,7 @@
 #include "runtime/log.h"
 #include "service/console_mode.h"
 #include "service/crash_filter.h"
+#include "service/process_hardening.h"
 #include "service/run_mode.h"
 #include "service/service_main.h"
 
@@ -46,8 +47,7 @@ int run(korvel::RunMode mode) {
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR commandLine, int) {
-  // First of all: whatever Windows loads from here on comes from its own folder, not from this program's.
-  (void)::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+  korvel::svc::hardenProcess();
   const korvel::CommandLine parsed = korvel::parseCommandLine(commandLine != nullptr ? commandLine : L"");
   if (parsed.wantsConsole) attachConsole();
   korvel::Log::instance().open(korvel::logPath());
