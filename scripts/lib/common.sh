@@ -13,6 +13,9 @@ KORVEL_PRODUCT=(KorvelService korvelctl seed_signatures make_samples)
 # The compiler cache stays inside the checkout too, unless the user has one of their own.
 export CCACHE_DIR=${CCACHE_DIR:-$KORVEL_BUILD/ccache}
 
+# korvel_version: the version that src/base/version.h states.
+korvel_version() { sed -n 's/.*kServiceVersion\[\] = "\([0-9.]*\)".*/\1/p' "$KORVEL_ROOT/src/base/version.h"; }
+
 # stage TEXT: says what happens next, with the seconds since the script began.
 stage() { printf '[%3d s] %s\n' "$SECONDS" "$*" >&2; }
 say() { printf '        %s\n' "$*" >&2; }
