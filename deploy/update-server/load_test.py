@@ -15,6 +15,7 @@ import asyncio
 import collections
 import hashlib
 import pathlib
+import re
 import socket
 import subprocess
 import sys
@@ -79,7 +80,7 @@ async def download(port, path, body, seconds, tally):
             taken += await asyncio.wait_for(loop.sock_recv(link, PIECE_BYTES), STEP_SECONDS)
         head, _, first = taken.partition(b"\r\n\r\n")
         tally.statuses[int(head.split()[1])] += 1
-        length = next(int(line.split(b":")[1]) for line in head.split(b"\r\n") if line.lower().startswith(b"content-length:"))
+        length = int(re.search(rb"\r\ncontent-length: *([0-9]+)", head, re.IGNORECASE)[1])
         digest, size = hashlib.sha256(first), len(first)
         while size < length:
             ahead = answered + seconds * size / length - time.monotonic()
@@ -116,7 +117,8 @@ async def run_clients(options, port, documents, tally):
 
 def make_tree(folder, hashes, domains):
     """Publishes made-up documents; returns the tree and the bytes of each path."""
-    (folder / "hashes").write_bytes(b"".join(hashlib.sha256(b"%d" % n).hexdigest().encode() + b"\n" for n in range(hashes)))
+    lines = (hashlib.sha256(b"%d" % n).hexdigest() + "\n" for n in range(hashes))
+    (folder / "hashes").write_text("".join(lines))
     (folder / "domains").write_bytes(b"".join(b"bad%d.example\n" % n for n in range(domains)))
     (folder / "setup.exe").write_bytes(b"MZ" + bytes(INSTALLER_BYTES))
     subprocess.run([sys.executable, HERE / "publish.py", "--tree", folder / "tree", "--signatures", folder / "hashes",

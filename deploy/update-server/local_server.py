@@ -53,7 +53,8 @@ class LocalServer:
 
     def configuration(self, access_log="off"):
         config = (HERE / "nginx.conf").read_text()
-        config = re.sub(r"listen 443 ssl http2([^;]*);", rf"listen 127.0.0.1:{self.port}\1 {self.listen_options};", config)
+        listen = rf"listen 127.0.0.1:{self.port}\1 {self.listen_options};"
+        config = re.sub(r"listen 443 ssl http2([^;]*);", listen, config)
         config = re.sub(r"\n *(listen \[::\]|ssl_\w+)[^;]*;", "", config)
         config = config.replace("/srv/korvel-updates/current", str(self.tree / "current"))
         temp_paths = "".join(f"{kind}_temp_path {self.folder}/{kind};\n"

@@ -78,9 +78,13 @@ class Server:
 
 def fetch(url, name, findings):
     """The body that clients would get, or None: with a problem, or without one when the server has none (404)."""
-    if url.lower().startswith("http:"):
-        findings.notes.append(f"{name}: plain http; anyone on the way can change it")
     for _ in range(MOST_REDIRECTS + 1):
+        before = len(findings.problems.texts)
+        rules.check_url(url, findings.problems)
+        if len(findings.problems.texts) > before:
+            return None
+        if url.lower().startswith("http:"):
+            findings.notes.append(f"{name}: plain http; anyone on the way can change it")
         target = urllib.parse.urlsplit(url)
         kind = http.client.HTTPSConnection if target.scheme.lower() == "https" else http.client.HTTPConnection
         options = {"context": ssl.create_default_context()} if kind is http.client.HTTPSConnection else {}
@@ -99,7 +103,7 @@ def fetch(url, name, findings):
                 url = onward
                 continue
             return body_of(answer, name, findings)
-        except (OSError, http.client.HTTPException) as reason:
+        except (OSError, http.client.HTTPException, ValueError) as reason:
             findings.problems.add(f"{name}: no whole answer from {url}: {type(reason).__name__}: {reason}")
             return None
         finally:
@@ -146,8 +150,11 @@ def check(place, servers):
     if not documents and not findings.problems:
         findings.problems.add("no document is served at all")
     check_signatures(documents.get("signatures"), findings)
-    release = rules.read_releases("releases", documents["releases"], findings.problems) if "releases" in documents else None
-    installer = check_installer(source, release[1], findings) if release else None
+    release = None
+    if "releases" in documents:
+        release = rules.read_releases("releases", documents["releases"], findings.problems)
+    usable = release is not None and rules.is_usable_url(release[1])  # or it was named already
+    installer = check_installer(source, release[1], findings) if usable else None
     own = source.servers | set(servers) | ({rules.host_of(release[1])} if release else set())
     check_blocklist(documents.get("blocklist"), own - {""}, findings)
     size = len(installer) if installer is not None else None

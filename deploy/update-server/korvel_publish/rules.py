@@ -4,6 +4,8 @@ Each function takes the name for its messages and the bytes, and adds what is wr
 import json
 import re
 
+from .problems import Problems
+
 # The limits of the clients.
 MAX_BODY_BYTES = 134_217_728            # one document
 HASH_LINE_BYTES = 65                    # 64 digits and a line feed
@@ -252,6 +254,12 @@ def check_url(url, problems):
         problems.add(f"{shown}: the path is longer than {MAX_URL_PART_BYTES:,} bytes")
     if parts["fragment"] is not None:
         problems.add(f"{shown}: clients would send what follows the '#' to the server")
+
+
+def is_usable_url(url):
+    problems = Problems()
+    check_url(url, problems)
+    return not problems
 
 
 def check_base_url(url, problems):

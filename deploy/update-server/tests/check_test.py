@@ -185,7 +185,8 @@ class Servers(CheckCase):
             self.named(f"signatures: status {status}", self.signatures(status=status))
 
     def test_error_page_with_status_200(self):
-        self.answer("/api/v1/blocklist", b"<!DOCTYPE html><title>Not here</title>\n", headers=[("Content-Type", "text/html")])
+        page = b"<!DOCTYPE html><title>Not here</title>\n"
+        self.answer("/api/v1/blocklist", page, headers=[("Content-Type", "text/html")])
         self.named("blocklist: a web page", self.base)
 
     def test_compressed_body(self):
@@ -209,6 +210,22 @@ class Servers(CheckCase):
         self.assertTrue(any("redirected to /there" in note for note in self.notes()))
         self.answer("/there", b"", status=301, headers=[("Location", "/there")])
         self.named("more than 10 redirects", self.base)
+
+    def test_redirect_to_where_clients_cannot_go(self):
+        for place, text in (("ftp://127.0.0.1/x", "http or https"), ("http://127.0.0.1:99999/x", "port 99999"),
+                            ("http://[::/x", "no whole answer")):
+            self.answer("/api/v1/signatures", b"", status=302, headers=[("Location", place)])
+            self.named(text, self.base)
+
+    def test_installer_at_an_address_that_clients_cannot_use_is_named_and_not_asked_for(self):
+        for url, text in ((b"ftp://127.0.0.1/x", "http or https"), (b"https:///x", "no host"), (b"", "http or https"),
+                          (b"http://127.0.0.1:99999/x", "port 99999"), (b"http://" + b"h" * 300 + b"/x", "no host name")):
+            self.answer("/api/v1/releases", b'{"windows":{"version":"1.3.0","url":"%s"}}' % url)
+            self.named(text, self.base)
+
+    def test_length_that_is_no_number(self):
+        found = self.problems(self.signatures(length="many"))
+        self.assertEqual(len(found), 1, found)
 
     def test_missing_installer(self):
         del self.server.answers["/installers/x.exe"]

@@ -55,7 +55,7 @@ class Refusals(TreeCase):
         self.refused("No such file", "--signatures", str(self.folder / "missing"))
 
     def test_bad_base_addresses_are_refused(self):
-        for url, text in (("https:///x", "no host"), ("https://h:99999", "port 99999"), ("updates.example.org", "http or"),
+        for url, text in (("https:///x", "no host"), ("https://h:99999", "port 99999"), ("updates.example.org", "http"),
                           ("https://" + "h" * 300, "no host name"), ("https://h/?x", "no query"), ("https://h#x", "'#'")):
             self.refused(text, *self.program("1.4.0", base_url=url))
         self.refused("longer than", *self.program("1.4.0", base_url="https://h/" + "x" * 1_000))
@@ -106,7 +106,8 @@ class Refusals(TreeCase):
         self.publish("--blocklist", empty)  # nothing changes any more
 
     def test_list_that_shrinks_by_more_than_half_needs_its_switch(self):
-        self.publish("--signatures", self.write("many", hashes(50_000)), "--blocklist", self.write("long", domains(1_001)))
+        self.publish("--signatures", self.write("many", hashes(50_000)))
+        self.publish("--blocklist", self.write("long", domains(1_001)))
         self.publish("--signatures", self.write("half", hashes(25_000)))
         self.refused("signatures: 12,499 instead of 25,000", "--signatures", self.write("few", hashes(12_499)))
         self.publish("--signatures", str(self.folder / "few"), "--shrink")

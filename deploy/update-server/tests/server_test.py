@@ -1,5 +1,5 @@
-"""nginx.conf and local_server.py: an nginx on 127.0.0.1 with the shipped configuration, only its marked lines replaced."""
-import argparse
+"""nginx.conf and local_server.py: an nginx on 127.0.0.1 with the shipped configuration and only its marked lines
+replaced."""
 import http.client
 import pathlib
 import re

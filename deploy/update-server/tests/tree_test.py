@@ -155,8 +155,9 @@ class Crashes(TreeCase):
         self.publish_all()
         names = [HASH_A + b"\n", HASH_B + b"\n"]
         for moment in range(1, 40):
-            killed = subprocess.run([sys.executable, "-c", KILLED_AT_A_CALL, str(KIT), str(moment), "--tree", str(self.tree),
-                                     "--signatures", self.write("new", names[moment % 2])], capture_output=True, check=False)
+            script = [sys.executable, "-c", KILLED_AT_A_CALL, str(KIT), str(moment)]
+            options = ["--tree", str(self.tree), "--signatures", self.write("new", names[moment % 2])]
+            killed = subprocess.run(script + options, capture_output=True, check=False)
             self.assertIn(self.document("signatures"), names)
             self.assertEqual(self.document("blocklist"), b"a.com\n")
             if killed.returncode == 0:
@@ -224,8 +225,9 @@ class Together(TreeCase):
         staged.mkdir()
         with open(self.tree / ".lock", "a", encoding="utf-8") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
-            second = subprocess.Popen([sys.executable, KIT / "publish.py", "--tree", self.tree, "--signatures",
-                                       self.write("new", HASH_B + b"\n")], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            script = [sys.executable, KIT / "publish.py", "--tree", self.tree]
+            second = subprocess.Popen([*script, "--signatures", self.write("new", HASH_B + b"\n")],
+                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE)
             self.addCleanup(second.communicate)
             self.assertEqual(second.stderr.readline(), b"publish.py: waiting for another publisher\n")
             time.sleep(0.2)
