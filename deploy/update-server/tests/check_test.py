@@ -155,7 +155,7 @@ class Servers(CheckCase):
         for name, body in self.good.items():
             self.answer("/api/v1/" + name, body)
         self.answer("/installers/x.exe", INSTALLER)
-        thread = threading.Thread(target=self.server.serve_forever)
+        thread = threading.Thread(target=self.server.serve_forever, args=(0.02,))
         thread.start()
         self.addCleanup(thread.join)
         self.addCleanup(self.server.server_close)
