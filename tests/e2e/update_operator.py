@@ -5,7 +5,12 @@ The server is nginx with the shipped configuration over a tree that publish.py f
 operator through this script, which answers on a port of its own (KORVEL_TEST_OPERATOR):
 
     /start, /stop        of nginx, at the address KORVEL_TEST_UPDATE_SERVER
-    /publish?version=V   publishes what lies in C:\\korvel-update: signatures, blocklist, and the installer as version V
+    /reset               forgets every release
+    /publish?version=V   publishes what lies in C:\\korvel-update: signatures, blocklist, and the installer as version V;
+                         with &switches=... of publish.py
+    /plant?document=D    puts C:\\korvel-update\\planted in the place of a document or of the installer of the release
+                         in force, behind the publisher's back; nginx notices with its next start
+    /check               what publish.py --check says is wrong with the server, a line each
     /stall/...           answers only after /release was requested, with status 404; after /start it stalls again
 
 The prefix of the test program is WINEPREFIX. Everything ends with the test program.
@@ -25,6 +30,7 @@ KIT = pathlib.Path(__file__).resolve().parents[2] / "deploy/update-server"
 sys.path.insert(0, str(KIT))
 from local_server import LocalServer  # noqa: E402
 
+PUBLISHER = (sys.executable, str(KIT / "publish.py"))
 PARTS = ("signatures", "blocklist", "installer")
 LONGEST_STALL_SECONDS = 60
 
@@ -46,8 +52,16 @@ class Operator:
         if url.path == "/stop":
             self.server.stop()
             return "stopped"
+        values = dict(urllib.parse.parse_qsl(url.query))
+        if url.path == "/reset":
+            shutil.rmtree(self.tree, ignore_errors=True)
+            return "reset"
         if url.path == "/publish":
-            return self.publish(dict(urllib.parse.parse_qsl(url.query)).get("version"))
+            return self.publish(values.get("version"), values.get("switches", "").split())
+        if url.path == "/plant":
+            return self.plant(values["document"])
+        if url.path == "/check":
+            return self.check()
         if url.path == "/release":
             self.released.set()
             return "released"
@@ -55,8 +69,8 @@ class Operator:
             self.released.wait(LONGEST_STALL_SECONDS)
         raise LookupError(path)
 
-    def publish(self, version):
-        command = [sys.executable, str(KIT / "publish.py"), "--tree", str(self.tree), "--base-url", self.server.base]
+    def publish(self, version, switches):
+        command = [*PUBLISHER, "--tree", str(self.tree), "--base-url", self.server.base, *switches]
         for part in PARTS:
             if (self.exchange / part).exists():
                 command += [f"--{part}", str(self.exchange / part)]
@@ -68,6 +82,24 @@ class Operator:
         for part in PARTS:
             (self.exchange / part).unlink(missing_ok=True)
         return done.stdout
+
+    def plant(self, document):
+        release = self.tree / "current"
+        if document == "installer":
+            # Each release links the installers before it; the one on offer is the newest.
+            place = max((release / "installers").iterdir(), key=lambda path: path.stat().st_mtime_ns)
+        else:
+            place = release / "api/v1" / document
+        place.unlink()
+        shutil.copyfile(self.exchange / "planted", place)
+        place.chmod(0o644)
+        return "planted"
+
+    def check(self):
+        done = subprocess.run([*PUBLISHER, "--check", self.server.base], capture_output=True, text=True, check=False)
+        if done.stderr:
+            raise RuntimeError(done.stderr)
+        return "".join(line + "\n" for line in done.stdout.splitlines() if line.startswith("problem:"))
 
 
 def handler(operator):

@@ -1,5 +1,6 @@
 // Updates from a real server: a tree published with the kit of deploy/update-server, served by nginx with the
 // kit's configuration. update_operator.py runs both on this program's requests.
+#include <algorithm>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -59,6 +60,7 @@ class Update : public ServiceTest {
     first_ = folder().write(L"in\\first.exe", "the first program");
     second_ = folder().write(L"in\\second.exe", "the second program");
     useServer(serverVariable("KORVEL_TEST_UPDATE_SERVER"));
+    operate("/reset");
     publish("1.3.0", installerOf('a'), sha256Of("the first program") + "\n",
             "Phish.Example\nwww.mal.example\n");
     operate("/start");
@@ -89,8 +91,22 @@ class Update : public ServiceTest {
     hand(L"installer", installer);
     hand(L"signatures", signatures);
     hand(L"blocklist", blocklist);
-    operate(version.empty() ? "/publish" : "/publish?version=" + version);
+    operate(version.empty() ? "/publish" : "/publish?switches=--downgrade&version=" + version);
   }
+  /// Publishes a release that is served at once.
+  static void publishAtOnce(const std::string& version, const std::string& installer,
+                            const std::string& signatures = {}) {
+    publish(version, installer, signatures);
+    operate("/start");
+  }
+  /// Puts bytes in the place of a document in force, or of the installer, behind the publisher's back.
+  static void plant(const std::string& document, const std::string& bytes) {
+    writeFile(L"C:\\korvel-update\\planted", bytes);
+    operate("/plant?document=" + document);
+    operate("/start");
+  }
+  /// What the publisher's check says is wrong with the server; empty when nothing is.
+  static std::string problems() { return operate("/check"); }
   static void publishSignatures(const std::string& signatures) { publish("", "", signatures); }
 
   static std::string liveHashes() {
@@ -295,6 +311,118 @@ TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
   EXPECT_TRUE(hostsGetTheSizeOf(std::string(kUserLines) + "\n"));
   EXPECT_EQ(hosts(), std::string(kUserLines) + "\n");
   EXPECT_TRUE(ctl(L"shield status").output.starts_with("web shield:        off\n"));
+}
+
+TEST_F(Update, ABlocklistAtTheLimitIsTakenWhole) {
+  std::string domains;
+  for (int i = 0; i < 30'000; ++i) domains += "d" + std::to_string(i) + ".example\n";
+  publish("", "", "", domains);
+  EXPECT_EQ(problems(), "");
+  writeSettings("WebShield=1\n");
+  startService();
+  const auto logged = [] {
+    return log().find("[INF] web shield: blocked 30000 domains (60000 hosts entries)\n") != std::string::npos;
+  };
+  EXPECT_TRUE(eventually(kFirstShieldLimitMs, logged));
+}
+
+TEST_F(Update, EveryListThatThePublisherCallsGoodIsTakenWhole) {
+  startService();
+  const std::string a = sha256Of("a");
+  const std::string b = sha256Of("b");
+  std::string upper;
+  for (const char c : b) upper += static_cast<char>(c >= 'a' ? c - 'a' + 'A' : c);
+  const std::string lists[] = {
+      "# a list\r\n\r\n" + upper + " Some.Name\r\n\t" + a + "\tAnother\r\n",
+      b + "\n" + a + "\n" + a + "\n" + upper,
+      "#" + a + "\n  " + a + "  \n" + b + " #\n",
+  };
+  for (const std::string& list : lists) {
+    publishAtOnce("", "", list);
+    EXPECT_EQ(problems(), "");
+    const Finished run = ctl(L"update signatures");
+    EXPECT_EQ(run.exitCode, 0u) << run.errorOutput;
+    EXPECT_EQ(liveHashes(), "SIZE 2\n" + std::min(a, b) + "\n" + std::max(a, b) + "\n") << list;
+  }
+}
+
+TEST_F(Update, EveryVersionThatThePublisherCallsGoodIsSaved) {
+  startService();
+  for (const std::string version : {"1.3.1-rc1", "1.3.1", "1.10.0", "2026.11.22-a.b"}) {
+    const std::string installer = installerOf('x') + version;
+    publishAtOnce(version, installer);
+    EXPECT_EQ(problems(), "");
+    const Finished run = ctl(L"update program");
+    EXPECT_EQ(run.exitCode, 0u) << run.errorOutput;
+    EXPECT_EQ(readFile(updatesDir() + L"\\KorvelSetup-" + toWide(version) + L".exe"), installer);
+  }
+}
+
+TEST_F(Update, WhatTheCheckNamesInSignaturesLeavesTheDatabaseInForce) {
+  startService();
+  ASSERT_EQ(ctl(L"update signatures").exitCode, 0u);
+  const std::string database = readFile(liveSignaturesPath());
+  const struct {
+    const char* bytes;
+    const char* named;
+  } defects[] = {
+      {"<!DOCTYPE html>\n<title>Not here</title>\n", "signatures: a web page"},
+      {"", "signatures: no hash"},
+      {"# nothing\n", "signatures: no hash"},
+      {"0123456789abcdef\n", "signatures:1: not a SHA-256"},
+  };
+  for (const auto& defect : defects) {
+    plant("signatures", defect.bytes);
+    EXPECT_NE(problems().find(defect.named), std::string::npos) << problems();
+    EXPECT_EQ(ctl(L"update signatures").exitCode, 2u) << defect.bytes;
+    EXPECT_EQ(readFile(liveSignaturesPath()), database) << defect.bytes;
+  }
+}
+
+TEST_F(Update, WhatTheCheckNamesInAReleaseFailsOrIsMisread) {
+  startService();
+  const std::string url = serverVariable("KORVEL_TEST_UPDATE_SERVER") + "/installers/none.exe";
+  const auto release = [](const std::string& address) {
+    return R"({"windows":{"version":"1.3.0","url":")" + address + R"("}})";
+  };
+  const struct {
+    std::string document;
+    std::string bytes;
+    const char* named;
+    const char* failure;
+  } defects[] = {
+      {"installer", "<html>" + std::string(70'000, ' '), "does not begin with MZ",
+       "по ссылке не похоже на Windows-установщик"},
+      {"installer", "MZ", "clients refuse fewer than 65,536", "по ссылке не похоже на Windows-установщик"},
+      {"releases", "<html>Not here</html>", "no key \"windows\"", "в releases.json нет секции windows"},
+      {"releases", R"({"windows":{"version":"1.3.0"},"android":{"url":"https://h/x"}})", "needs the strings",
+       "в секции windows нет version/url"},
+      {"releases", release(url), "is not there", "загрузка установщика: http status 404"},
+      {"releases", release("ftp://h/x"), "http or https",
+       "загрузка установщика: http(s) required: ftp://h/x"},
+      {"releases", release("https:///x"), "no host", "загрузка установщика: "},
+      {"releases", release("https://h:99999/x"), "port 99999", "загрузка установщика: "},
+      {"releases", release("https://" + std::string(300, 'h') + "/x"), "no host name",
+       "загрузка установщика: "},
+  };
+  for (const auto& defect : defects) {
+    plant(defect.document, defect.bytes);
+    EXPECT_NE(problems().find(defect.named), std::string::npos) << defect.named << ": " << problems();
+    const Finished run = ctl(L"update program");
+    EXPECT_EQ(run.exitCode, 2u) << defect.named;
+    EXPECT_NE(run.errorOutput.find(defect.failure), std::string::npos) << run.errorOutput;
+  }
+  EXPECT_FALSE(pathExists(updatesDir() + L"\\KorvelSetup-1.3.0.exe"));
+}
+
+TEST_F(Update, AWordBeforeItsSectionLeadsTheServiceAstrayAndTheCheckNamesIt) {
+  startService();
+  std::string document;
+  ASSERT_TRUE(httpGet(serverVariable("KORVEL_TEST_UPDATE_SERVER") + "/api/v1/releases", &document, nullptr));
+  plant("releases", R"({"for":"windows","version":"7.7.7",)" + document.substr(document.find('{') + 1));
+  EXPECT_NE(problems().find("the word \"windows\" stands in quotes before its section"), std::string::npos);
+  EXPECT_EQ(ctl(L"update program").exitCode, 0u);
+  EXPECT_TRUE(pathExists(updatesDir() + L"\\KorvelSetup-7.7.7.exe"));
 }
 
 TEST_F(Update, SwitchingTheShieldOffDoesNotWaitForItsFirstRun) {
