@@ -46,7 +46,9 @@ int run(korvel::RunMode mode) {
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR commandLine, int) {
-  // First of all: whatever Windows loads from here on comes from its own folder, not from this program's.
+  // First of all: a drive without a medium makes a call fail, and nobody has to close a box first.
+  (void)::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
+  // Whatever Windows loads from here on comes from its own folder, not from this program's.
   (void)::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   const korvel::CommandLine parsed = korvel::parseCommandLine(commandLine != nullptr ? commandLine : L"");
   if (parsed.wantsConsole) attachConsole();
