@@ -22,6 +22,9 @@ constexpr uint64_t unixMillisecondsFromFileTime(uint64_t ticks) {
 uint64_t systemFileTime();
 uint64_t unixSecondsNow();
 uint64_t unixMillisecondsNow();
+/// Milliseconds since the system was started, in steps of up to 16. Goes on while the machine sleeps, and
+/// nobody can set it.
+uint64_t millisecondsWithSleep();
 #endif
 
 }  // namespace korvel

@@ -11,5 +11,6 @@ uint64_t systemFileTime() {
 
 uint64_t unixSecondsNow() { return unixSecondsFromFileTime(systemFileTime()); }
 uint64_t unixMillisecondsNow() { return unixMillisecondsFromFileTime(systemFileTime()); }
+uint64_t millisecondsWithSleep() { return ::GetTickCount64(); }
 
 }  // namespace korvel

@@ -1,5 +1,6 @@
 #include "engine/background_loops.h"
 
+#include <algorithm>
 #include <exception>
 #include <string>
 #include <utility>
@@ -7,6 +8,7 @@
 #include "base/clock.h"
 #include "base/win.h"
 #include "engine/daily_window.h"
+#include "engine/day_period.h"
 #include "engine/detections.h"
 #include "engine/log_exception.h"
 #include "engine/realtime_watcher.h"
@@ -109,7 +111,8 @@ void BackgroundLoops::liveUpdate() {
   UpdateTicks ticks;
   while (!stop_.sleep(times_.updateTickMs)) {
     try {
-      if (ticks.tick() && parts_.settings.get().liveUpdates) parts_.updates.runAutomaticUpdate();
+      if (ticks.tick(times_.clockMs()) && parts_.settings.get().liveUpdates)
+        parts_.updates.runAutomaticUpdate();
     } catch (const std::exception& exception) {
       logException(kLogWarning, "live update failed: ", exception);
     }
@@ -118,24 +121,30 @@ void BackgroundLoops::liveUpdate() {
 
 /// Runs the shield once per period and whenever its setting changes.
 void BackgroundLoops::webShield() {
-  uint32_t timeout = times_.firstWebShieldMs;
-  while (waitForWebShield(timeout)) {
+  DayPeriod period;
+  period.restart(times_.clockMs(), times_.firstWebShieldMs);
+  while (waitForWebShield(period)) {
     try {
       runWebShield(parts_.settings.get(), stop_.token());
     } catch (const std::exception& exception) {
       logException(kLogWarning, "web shield: domain feed failed: ", exception);
     }
-    timeout = times_.webShieldPeriodMs;
+    period.restart(times_.clockMs(), times_.webShieldPeriodMs);
   }
 }
 
-/// False once the engine stops, and when the wait fails.
-bool BackgroundLoops::waitForWebShield(uint32_t milliseconds) {
+/// False once the engine stops, and when the wait fails. A wait stands still while the machine sleeps, so it
+/// is cut into short ones, with a look at the clock in between.
+bool BackgroundLoops::waitForWebShield(DayPeriod& period) {
   // Without the event nothing can wake it for a changed setting, so it looks more often than once per period.
   if (!webShieldWake_) return !stop_.sleep(times_.firstWebShieldMs);
   const HANDLE events[] = {stop_.handle(), webShieldWake_.get()};
-  const DWORD result = ::WaitForMultipleObjects(2, events, /*waitAll=*/FALSE, milliseconds);
-  return result != WAIT_FAILED && !stop_.requested();
+  for (;;) {
+    const uint32_t wait = std::min(period.untilNextLook(times_.clockMs()), times_.longestLookMs);
+    const DWORD result = ::WaitForMultipleObjects(2, events, /*waitAll=*/FALSE, wait);
+    if (result == WAIT_FAILED || stop_.requested()) return false;
+    if (result != WAIT_TIMEOUT || period.over(times_.clockMs())) return true;
+  }
 }
 
 }  // namespace korvel::svc

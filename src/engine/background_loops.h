@@ -49,7 +49,7 @@ class BackgroundLoops {
   void watch();
   void liveUpdate();
   void webShield();
-  bool waitForWebShield(uint32_t milliseconds);
+  bool waitForWebShield(DayPeriod& period);
 
   const Parts parts_;
   const LoopTimes times_;

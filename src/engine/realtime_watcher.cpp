@@ -3,11 +3,13 @@
 #include <exception>
 #include <utility>
 
+#include "base/clock.h"
 #include "base/long_path.h"
 #include "base/sizes.h"
 #include "base/unique_resource.h"
 #include "base/utf.h"
 #include "engine/log_exception.h"
+#include "engine/long_names.h"
 #include "engine/notify_records.h"
 #include "runtime/log.h"
 #include "scan/scan_filter.h"
@@ -20,6 +22,7 @@ constexpr DWORD kAfterFailedWaitMs = 1'000;
 constexpr DWORD kNotifyFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE |
                                 FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_CREATION;
 static_assert(kNotifyFilter == 0x59);
+static_assert(HeldFiles::kNoTry == INFINITE);
 
 }  // namespace
 
@@ -94,11 +97,12 @@ class RealtimeWatcher::WatchedDir {
 
 RealtimeWatcher::RealtimeWatcher(std::shared_ptr<const SignatureDatabase> database,
                                  const ScanOptions& options, const StopEvent& stop,
-                                 DetectionCallback onDetection)
+                                 DetectionCallback onDetection, const HeldFiles::Delays& delays)
     : options_(options),
       scanner_(std::move(database), options, stop.token()),
       stop_(stop),
-      onDetection_(std::move(onDetection)) {}
+      onDetection_(std::move(onDetection)),
+      held_(delays) {}
 
 RealtimeWatcher::~RealtimeWatcher() = default;
 
@@ -135,21 +139,24 @@ void RealtimeWatcher::arm() {
   }
 }
 
-/// Wakes only for changes and for the stop, whose event is the last one waited on.
+/// Wakes only for changes, for files that are to be tried again, and for the stop, whose event is the last
+/// one waited on. Changes and tries take turns, so neither holds the other up.
 void RealtimeWatcher::loop() {
   std::vector<HANDLE> events;
   for (const std::unique_ptr<WatchedDir>& dir : dirs_) events.push_back(dir->event());
   events.push_back(stop_.handle());
   while (!stop_.requested()) {
-    const DWORD result = ::WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(),
-                                                  /*waitAll=*/FALSE, INFINITE);
+    const DWORD result =
+        ::WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(),
+                                 /*waitAll=*/FALSE, held_.untilNextDue(millisecondsWithSleep()));
     if (stop_.requested()) return;
     const size_t index = result - WAIT_OBJECT_0;
-    if (index >= dirs_.size()) {
+    if (index < dirs_.size()) {
+      if (dirs_[index]->armed()) handle(*dirs_[index]);
+    } else if (result != WAIT_TIMEOUT) {
       stop_.sleep(kAfterFailedWaitMs);
-    } else if (dirs_[index]->armed()) {
-      handle(*dirs_[index]);
     }
+    tryHeldFile();
   }
 }
 
@@ -157,7 +164,7 @@ void RealtimeWatcher::handle(WatchedDir& dir) {
   try {
     for (const std::wstring& name : dir.takeNames()) {
       if (stop_.requested()) return;
-      scanChanged(dir.root() + L"\\" + name);
+      scanChanged(dir.root(), name);
     }
   } catch (const std::exception& exception) {
     logException(kLogError, "scan aborted: ", exception);
@@ -165,16 +172,33 @@ void RealtimeWatcher::handle(WatchedDir& dir) {
   (void)dir.arm();  // a root that cannot be armed again is no longer watched
 }
 
-void RealtimeWatcher::scanChanged(const std::wstring& path) {
+void RealtimeWatcher::scanChanged(const std::wstring& root, const std::wstring& name) {
   try {
+    const std::wstring path = root + L"\\" + withLongNames(root, name);
     if (!shouldScan(path, options_)) return;
     const FileVerdict verdict = scanner_.scanSingleFile(path);
-    if (stop_.requested() || verdict.severity < kSeverityMedium) return;
-    onDetection_(verdict);
-    Log::instance().write(kLogInfo, "real-time detection: " + toUtf8(path));
+    if (!stop_.requested() && held_.afterNotification(verdict, millisecondsWithSleep())) report(verdict);
   } catch (const std::exception& exception) {
     logException(kLogError, "scan aborted: ", exception);
   }
+}
+
+void RealtimeWatcher::tryHeldFile() {
+  if (stop_.requested()) return;
+  try {
+    const std::optional<HeldFiles::Try> due = held_.nextDue(millisecondsWithSleep());
+    if (!due) return;
+    const FileVerdict verdict = scanner_.scanSingleFile(due->path);
+    if (!stop_.requested() && held_.afterTry(verdict, due->last, millisecondsWithSleep())) report(verdict);
+  } catch (const std::exception& exception) {
+    logException(kLogError, "scan aborted: ", exception);
+  }
+}
+
+void RealtimeWatcher::report(const FileVerdict& verdict) {
+  if (verdict.severity < kSeverityMedium) return;
+  onDetection_(verdict);
+  Log::instance().write(kLogInfo, "real-time detection: " + toUtf8(verdict.path));
 }
 
 }  // namespace korvel::svc

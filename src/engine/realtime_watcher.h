@@ -1,5 +1,5 @@
 // Real-time protection without the driver: watches a fixed set of directory trees and scans every file named
-// in a change notification.
+// in a change notification. A file that another program holds is tried again.
 #pragma once
 
 #include <functional>
@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/held_files.h"
 #include "runtime/stop_event.h"
 #include "scan/file_scanner.h"
 #include "scan/scan_records.h"
@@ -22,7 +23,8 @@ class RealtimeWatcher {
 
   /// Keeps this database for its whole life: a reload reaches the watcher at the next start of the service.
   RealtimeWatcher(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                  const StopEvent& stop, DetectionCallback onDetection);
+                  const StopEvent& stop, DetectionCallback onDetection,
+                  const HeldFiles::Delays& delays = HeldFiles::kDelays);
   ~RealtimeWatcher();
   RealtimeWatcher(const RealtimeWatcher&) = delete;
   RealtimeWatcher& operator=(const RealtimeWatcher&) = delete;
@@ -39,12 +41,15 @@ class RealtimeWatcher {
   void arm();
   void loop();
   void handle(WatchedDir& dir);
-  void scanChanged(const std::wstring& path);
+  void scanChanged(const std::wstring& root, const std::wstring& name);
+  void tryHeldFile();
+  void report(const FileVerdict& verdict);
 
   const ScanOptions options_;
   FileScanner scanner_;
   const StopEvent& stop_;
   const DetectionCallback onDetection_;
+  HeldFiles held_;
   std::vector<std::unique_ptr<WatchedDir>> dirs_;
 };
 

@@ -20,8 +20,9 @@ bool isDotEntry(const wchar_t* name) {
 
 }  // namespace
 
-DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, StopToken stop)
-    : recursive_(target.recursive), followSymlinks_(followSymlinks), stop_(std::move(stop)) {
+DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, StopToken stop,
+                             const FileCalls& calls)
+    : recursive_(target.recursive), followSymlinks_(followSymlinks), stop_(std::move(stop)), calls_(calls) {
   const InterruptibleIo interruptible(stop_);
   if (stop_.stop_requested() || !pathExists(target.path)) return;
   enter(target.path, forFileApi(target.path));
@@ -30,14 +31,15 @@ DirectoryWalk::DirectoryWalk(const ScanTarget& target, bool followSymlinks, Stop
 /// A directory that cannot be listed is as good as empty.
 void DirectoryWalk::enter(const std::wstring& directory, const std::wstring& apiDirectory) {
   Level level{UniqueFindHandle(), joinPath(directory, L""), joinPath(apiDirectory, L""), {}, true};
-  level.find.reset(::FindFirstFileExW((level.apiDirectory + L"*").c_str(), FindExInfoBasic, &level.entry,
-                                      FindExSearchNameMatch, /*filter=*/nullptr, FIND_FIRST_EX_LARGE_FETCH));
+  level.find.reset(calls_.findFirstFile((level.apiDirectory + L"*").c_str(), FindExInfoBasic, &level.entry,
+                                        FindExSearchNameMatch, /*filter=*/nullptr,
+                                        FIND_FIRST_EX_LARGE_FETCH));
   if (level.find) levels_.push_back(std::move(level));
 }
 
 bool DirectoryWalk::advance(Level& level) {
   if (std::exchange(level.entryPending, false)) return true;
-  return ::FindNextFileW(level.find.get(), &level.entry) != FALSE;
+  return calls_.findNextFile(level.find.get(), &level.entry) != FALSE;
 }
 
 Supply DirectoryWalk::step(WalkedFile& file) {
@@ -62,6 +64,7 @@ Supply DirectoryWalk::step(WalkedFile& file) {
     case EntryKind::kFile:
       file.path.assign(level.directory).append(entry.cFileName);
       file.size = static_cast<uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
+      file.attributes = entry.dwFileAttributes;
       return Supply::kItem;
     case EntryKind::kDirectory: {
       const std::wstring path = level.directory + entry.cFileName;

@@ -19,6 +19,7 @@
 
 #include "base/stop.h"
 #include "base/unique_resource.h"
+#include "scan/file_calls.h"
 #include "scan/run_ahead.h"
 #include "scan/scan_records.h"
 
@@ -26,12 +27,15 @@ namespace korvel {
 
 struct WalkedFile {
   std::wstring path;
-  uint64_t size = 0;  ///< bytes, as the directory lists it
+  uint64_t size = 0;        ///< bytes, as the directory lists it
+  uint32_t attributes = 0;  ///< FILE_ATTRIBUTE_ bits, as the directory lists them
 };
 
 class DirectoryWalk {
  public:
-  DirectoryWalk(const ScanTarget& target, bool followSymlinks, StopToken stop);
+  /// `calls` must outlive the walk.
+  DirectoryWalk(const ScanTarget& target, bool followSymlinks, StopToken stop,
+                const FileCalls& calls = FileCalls::windows());
 
   /// Handles one directory entry: an item is a file. kEnd after the last one, after a failure, and once the
   /// stop is requested.
@@ -54,6 +58,7 @@ class DirectoryWalk {
   const bool recursive_;
   const bool followSymlinks_;
   const StopToken stop_;
+  const FileCalls& calls_;
   std::vector<Level> levels_;  // from the target down to the directory being listed
 };
 

@@ -76,14 +76,15 @@ class FileScanner::Delivery {
 /// step looks at one directory entry, so that a long way to the next file holds nothing up.
 class FileScanner::FileSource {
  public:
-  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, StopToken cancelled)
-      : targets_(targets), options_(options), cancelled_(std::move(cancelled)) {}
+  FileSource(const std::vector<ScanTarget>& targets, const ScanOptions& options, StopToken cancelled,
+             const FileCalls& calls)
+      : targets_(targets), options_(options), cancelled_(std::move(cancelled)), calls_(calls) {}
 
   Supply step(WalkedFile& file) {
     if (cancelled_.stop_requested()) return Supply::kEnd;
     if (!walk_) {
       if (nextTarget_ == targets_.size()) return Supply::kEnd;
-      walk_.emplace(targets_[nextTarget_++], options_.followSymlinks, cancelled_);
+      walk_.emplace(targets_[nextTarget_++], options_.followSymlinks, cancelled_, calls_);
     }
     const Supply found = walk_->step(file);
     if (found == Supply::kItem && shouldScan(file.path, options_)) return Supply::kItem;
@@ -101,13 +102,14 @@ class FileScanner::FileSource {
   const std::vector<ScanTarget>& targets_;
   const ScanOptions& options_;
   const StopToken cancelled_;
+  const FileCalls& calls_;
   size_t nextTarget_ = 0;
   std::optional<DirectoryWalk> walk_;
 };
 
 FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                         const StopToken& stop)
-    : context_{std::move(database), options.maxFileSize, options.readChunk, stop}, options_(options) {
+                         const StopToken& stop, const FileCalls& calls)
+    : context_{std::move(database), options.maxFileSize, options.readChunk, stop, &calls}, options_(options) {
   cancel_.emplace(stop);
 }
 
@@ -130,7 +132,7 @@ StopToken FileScanner::forgetCancel() {
 ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) const {
   ScanProgressInfo result;
   result.phase = scan_phase::kCounting;
-  FileSource source(targets, options_, cancelToken());
+  FileSource source(targets, options_, cancelToken(), *context_.calls);
   for (WalkedFile file; source.next(file);) {
     result.filesTotal += 1;
     result.bytesTotal += file.size;
@@ -145,7 +147,7 @@ ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const Prog
   Delivery delivery(onProgress, onVerdict);
   delivery.report();
 
-  FileSource source(targets, options_, cancelled);
+  FileSource source(targets, options_, cancelled, *context_.calls);
   const size_t workers = options_.workers == kWorkersByProcessors ? workersByProcessors() : options_.workers;
   if (workers == 0) {
     scanInline(source, delivery);
@@ -163,7 +165,7 @@ ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const Prog
 
 void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
   for (WalkedFile file; source.next(file);) {
-    const FileVerdict verdict = scanSingleFile(file.path);
+    const FileVerdict verdict = scanFile(context_, file.path, scratch_, file.attributes);
     if (context_.abandoned.stop_requested()) return;
     delivery.deliver(verdict);
   }
@@ -178,11 +180,11 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
   ahead.abandoned = discarding.token();
   // Empty for a file that was not yet begun when the cancellation came, or not finished when the stop came.
   using Scanned = std::optional<FileVerdict>;
-  OrderedPipeline<std::wstring, Scanned> pipeline(workers, [&cancelled, &ahead] {
+  OrderedPipeline<WalkedFile, Scanned> pipeline(workers, [&cancelled, &ahead] {
     return
-        [&cancelled, &ahead, scratch = std::make_shared<ScanScratch>()](const std::wstring& path) -> Scanned {
+        [&cancelled, &ahead, scratch = std::make_shared<ScanScratch>()](const WalkedFile& file) -> Scanned {
           if (cancelled.stop_requested()) return std::nullopt;
-          FileVerdict verdict = scanFile(ahead, path, *scratch);
+          FileVerdict verdict = scanFile(ahead, file.path, *scratch, file.attributes);
           if (ahead.abandoned.stop_requested()) return std::nullopt;
           return verdict;
         };
@@ -190,12 +192,9 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
   if (pipeline.workers() == 0) return scanInline(source, delivery);
   const RequestAtEnd discardAtEnd{discarding};
 
-  const auto next = [&source, file = WalkedFile()](std::wstring& path, uint64_t& weight) mutable {
+  const auto next = [&source](WalkedFile& file, uint64_t& weight) {
     const Supply found = source.step(file);
-    if (found == Supply::kItem) {
-      path = file.path;
-      weight = std::min(file.size, kHeaviestFile);
-    }
+    if (found == Supply::kItem) weight = std::min(file.size, kHeaviestFile);
     return found;
   };
   const auto deliver = [&delivery](const Scanned& verdict) {

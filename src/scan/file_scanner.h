@@ -28,8 +28,9 @@ class FileScanner {
   using VerdictCallback = std::function<void(const FileVerdict&)>;
 
   /// Once `stop` is requested, a scan ends in the middle of the file being read and delivers nothing of it.
+  /// `calls` must outlive the scanner.
   FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-              const StopToken& stop = {});
+              const StopToken& stop = {}, const FileCalls& calls = FileCalls::windows());
 
   /// Counts the files that scan() would scan. Fills only filesTotal, bytesTotal and phase. A cancellation
   /// that was already requested makes it return early; it is not cleared.

@@ -7,6 +7,7 @@
 
 #include "base/stop.h"
 #include "hash/triple_digest.h"
+#include "scan/file_calls.h"
 
 namespace korvel {
 
@@ -21,6 +22,7 @@ struct ScanContext {
   uint64_t readChunk = 0;
   /// Once it is requested, large files are no longer read to their end, and verdicts are worthless.
   StopToken abandoned;
+  const FileCalls* calls = &FileCalls::windows();  ///< never null; outlives every scan
 };
 
 /// The memory that scanning reuses from file to file: one page-aligned read buffer, and the kept bytes of a

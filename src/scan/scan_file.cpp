@@ -1,7 +1,5 @@
 #include "scan/scan_file.h"
 
-#include <optional>
-
 #include "base/interruptible_io.h"
 #include "base/long_path.h"
 #include "base/paths.h"
@@ -16,13 +14,15 @@ namespace {
 
 constexpr const char* kSkippedForSize = "Файл пропущен: превышен лимит размера";
 
-/// Shared for reading only, so that a file open for writing elsewhere is not scanned half-written.
+/// Shared for reading only, so that a file open for writing elsewhere is not scanned half-written. Content
+/// that moves to another place between the look at the attributes and the opening is not recalled either.
 class OpenedFile final : public FileBytes {
  public:
-  explicit OpenedFile(const std::wstring& apiPath)
-      : file_(::CreateFileW(apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
-                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
-                            /*template=*/nullptr)) {}
+  OpenedFile(const FileCalls& calls, const std::wstring& apiPath)
+      : file_(calls.createFile(apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
+                               OPEN_EXISTING,
+                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_OPEN_NO_RECALL,
+                               /*template=*/nullptr)) {}
 
   explicit operator bool() const { return static_cast<bool>(file_); }
 
@@ -39,24 +39,42 @@ class OpenedFile final : public FileBytes {
   const UniqueHandle file_;
 };
 
-/// Neither digests nor PE analysis for a file that cannot be opened, or whose bytes would first have to be
-/// fetched.
-FileContent contentOf(const ScanContext& context, const std::wstring& apiPath, DWORD attributes,
-                      uint64_t size, ScanScratch& scratch) {
-  if (isContentElsewhere(attributes)) return {};
-  OpenedFile file(apiPath);
-  return file ? readContent(file, size, context, scratch) : FileContent{};
+/// 0 where the folder cannot be asked.
+DWORD attributesInFolder(const FileCalls& calls, const std::wstring& apiPath) {
+  WIN32_FIND_DATAW entry{};
+  const UniqueFindHandle find(calls.findFirstFile(apiPath.c_str(), FindExInfoBasic, &entry,
+                                                  FindExSearchNameMatch, /*filter=*/nullptr, /*flags=*/0));
+  return find ? entry.dwFileAttributes : 0;
+}
+
+/// Whether reading the file would first fetch its content.
+bool isElsewhere(const ScanContext& context, const std::wstring& apiPath, DWORD attributes,
+                 std::optional<uint32_t> listedAttributes) {
+  return isContentElsewhere(attributes) ||
+         isContentElsewhere(listedAttributes ? *listedAttributes
+                                             : attributesInFolder(*context.calls, apiPath));
+}
+
+/// Empty for a file that cannot be opened; `held` says whether that is another program's doing.
+FileContent contentOf(const ScanContext& context, const std::wstring& apiPath, uint64_t size,
+                      ScanScratch& scratch, bool& held) {
+  OpenedFile file(*context.calls, apiPath);
+  if (file) return readContent(file, size, context, scratch);
+  const DWORD code = ::GetLastError();
+  held = code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION;
+  return {};
 }
 
 uint64_t joined(DWORD high, DWORD low) { return static_cast<uint64_t>(high) << 32 | low; }
 
 }  // namespace
 
-FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch) {
+FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
+                     std::optional<uint32_t> listedAttributes) {
   const InterruptibleIo interruptible(context.abandoned);
   const std::wstring apiPath = forFileApi(path);
   WIN32_FILE_ATTRIBUTE_DATA attributes{};  // all zero where they cannot be read
-  (void)::GetFileAttributesExW(apiPath.c_str(), GetFileExInfoStandard, &attributes);
+  (void)context.calls->getFileAttributes(apiPath.c_str(), GetFileExInfoStandard, &attributes);
   const uint64_t size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
   const uint64_t lastWriteTime =
       joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
@@ -70,10 +88,17 @@ FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanS
     return verdict;
   }
 
-  const FileContent content = contentOf(context, apiPath, attributes.dwFileAttributes, size, scratch);
+  FileContent content;  // without digests where nothing is read
+  bool held = false;
+  if (!isElsewhere(context, apiPath, attributes.dwFileAttributes, listedAttributes)) {
+    content = contentOf(context, apiPath, size, scratch, held);
+  }
   SignatureMatch match;
   const bool matched = content.digests && context.database->lookup(*content.digests, &match);
-  return buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe, matched, match);
+  FileVerdict verdict =
+      buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe, matched, match);
+  verdict.held = held;
+  return verdict;
 }
 
 }  // namespace korvel

@@ -27,6 +27,7 @@ struct FileVerdict {
   std::wstring fileName;
   uint64_t size = 0;           ///< bytes, from the file's attributes
   uint64_t lastWriteTime = 0;  ///< FILETIME ticks
+  bool held = false;           ///< another program keeps it from being opened; only its name was judged
   std::string md5;             ///< lower-case hexadecimal; empty when not computed
   std::string sha1;
   std::string sha256;

@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "base/long_path.h"
+#include "base/sizes.h"
 #include "base/unique_resource.h"
 
 namespace korvel {
@@ -13,6 +14,7 @@ namespace {
 
 constexpr size_t kTextBytes = 256;  // with the terminating NUL
 constexpr DWORD kUncaughtCppException = 0xE06D7363;
+constexpr ULONG kStackOfFilterBytes = 64 * kKiB;  // many times what the line and the calls around it take
 
 // Set at start-up and kept until the process ends. The handle may be invalid. The path is stored because
 // looking it up would need the shell and the heap, whose locks the crashed thread may hold.
@@ -45,6 +47,17 @@ void writeCrashLine(const char* line) {
   for (;;) {
   }
 }
+
+/// Each thread keeps a part of its stack back, so that the filter can still run where the rest has
+/// overflowed. The loader calls this on every thread as it begins, those of the system's libraries included.
+void NTAPI keepStackForFilter(void* /*module*/, DWORD reason, void* /*reserved*/) {
+  if (reason != DLL_PROCESS_ATTACH && reason != DLL_THREAD_ATTACH) return;
+  ULONG bytes = kStackOfFilterBytes;
+  (void)::SetThreadStackGuarantee(&bytes);
+}
+
+// The section of the functions that the loader calls.
+__attribute__((section(".CRT$XLC"), used)) const PIMAGE_TLS_CALLBACK kOnThread = keepStackForFilter;
 
 }  // namespace
 

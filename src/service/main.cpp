@@ -47,6 +47,8 @@ int run(korvel::RunMode mode) {
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR commandLine, int) {
+  // First of all: a drive without a medium makes a call fail, and nobody has to close a box first.
+  (void)::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
   korvel::svc::hardenProcess();
   const korvel::CommandLine parsed = korvel::parseCommandLine(commandLine != nullptr ? commandLine : L"");
   if (parsed.wantsConsole) attachConsole();

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 namespace korvel {
 namespace {
 
@@ -30,6 +33,15 @@ TEST(Clock, ReadsOneClockInEveryUnit) {
   EXPECT_LE(before, milliseconds / 1000);
   EXPECT_LE(milliseconds / 1000, after);
   EXPECT_GT(before, 1'600'000'000u);
+}
+
+TEST(Clock, TheOneThatNobodySetsCountsMilliseconds) {
+  constexpr uint64_t kCoarse = 16;
+  const uint64_t before = millisecondsWithSleep();
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  const uint64_t after = millisecondsWithSleep();
+  EXPECT_GE(after - before, 100 - kCoarse);
+  EXPECT_LT(after - before, 60'000u);
 }
 #endif
 

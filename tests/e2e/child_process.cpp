@@ -90,12 +90,23 @@ void ChildProcess::kill() {
   process_.reset();
 }
 
+UniqueHandle ChildProcess::beginThread(LPTHREAD_START_ROUTINE function, DWORD argument) const {
+  return UniqueHandle(::CreateRemoteThread(process_.get(), /*security=*/nullptr, /*stackBytes=*/0, function,
+                                           reinterpret_cast<void*>(static_cast<uintptr_t>(argument)),
+                                           /*flags=*/0, /*id=*/nullptr));
+}
+
 bool ChildProcess::runThread(LPTHREAD_START_ROUTINE function, DWORD argument) const {
-  const UniqueHandle thread(::CreateRemoteThread(process_.get(), /*security=*/nullptr, /*stackBytes=*/0,
-                                                 function,
-                                                 reinterpret_cast<void*>(static_cast<uintptr_t>(argument)),
-                                                 /*flags=*/0, /*id=*/nullptr));
-  return static_cast<bool>(thread);
+  return static_cast<bool>(beginThread(function, argument));
+}
+
+std::optional<DWORD> ChildProcess::resultThere(LPTHREAD_START_ROUTINE function, DWORD argument) const {
+  constexpr DWORD kLimitMs = 60'000;
+  const UniqueHandle thread = beginThread(function, argument);
+  DWORD result = 0;
+  if (!thread || ::WaitForSingleObject(thread.get(), kLimitMs) != WAIT_OBJECT_0) return std::nullopt;
+  if (!::GetExitCodeThread(thread.get(), &result)) return std::nullopt;
+  return result;
 }
 
 std::string ChildProcess::output() const { return readFile(folder_->at(L"out")); }

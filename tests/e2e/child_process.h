@@ -32,12 +32,15 @@ class ChildProcess {
   /// Starts `function` with `argument` on a thread of that process. The function must lie at the same address
   /// there, as those of the system's libraries do. False when that is refused.
   bool runThread(LPTHREAD_START_ROUTINE function, DWORD argument) const;
+  /// The same, and what the function returns there; nothing when it is refused or takes a minute.
+  std::optional<DWORD> resultThere(LPTHREAD_START_ROUTINE function, DWORD argument) const;
 
   /// What it has written so far.
   std::string output() const;
   std::string errorOutput() const;
 
  private:
+  UniqueHandle beginThread(LPTHREAD_START_ROUTINE function, DWORD argument) const;
   void launch(const std::wstring& program, const std::wstring& arguments, STARTUPINFOW startup, DWORD flags);
 
   std::optional<TempFolder> folder_;

@@ -43,6 +43,17 @@ TEST_F(ConsoleMode, WritesItsStartLineAsUtf8WhereRedirected) {
   EXPECT_EQ(service().errorOutput(), "");
 }
 
+/// A service has nobody to close a box that asks for a medium.
+TEST_F(ConsoleMode, ShowsNoBoxForADriveWithoutAMedium) {
+  const UINT ours = ::SetErrorMode(0);  // a program inherits it
+  startService();
+  ::SetErrorMode(ours);
+  const auto getErrorMode = reinterpret_cast<LPTHREAD_START_ROUTINE>(
+      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetErrorMode")));
+  ASSERT_NE(getErrorMode, nullptr);
+  EXPECT_EQ(service().resultThere(getErrorMode, 0), DWORD{SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX});
+}
+
 TEST_F(ConsoleMode, LogsItsLifeFromStartToStop) {
   startService();
   EXPECT_TRUE(logGets("[INF] running in console mode (Ctrl+C to stop)\n"));

@@ -1,11 +1,13 @@
 // Real-time protection of the running service: files appear below the watched trees and become events. Files
 // are made in folders that appear after the start: the test platform does not report older subfolders.
+#include <algorithm>
 #include <iterator>
 #include <set>
 #include <vector>
 
 #include "base/files.h"
 #include "base/paths.h"
+#include "base/unique_resource.h"
 #include "base/utf.h"
 #include "e2e/sample_files.h"
 #include "e2e/service_test.h"
@@ -114,6 +116,32 @@ TEST_F(Realtime, AFileBelowProgramDataBecomesAnEventWithItsThreat) {
     EXPECT_EQ(event.severity, 3);
     EXPECT_EQ(event.size, 68u);
   }
+}
+
+// The test is the second program here: it writes the file and goes on holding it.
+TEST_F(Realtime, ADownloadThatItsWriterStillHoldsBecomesOneEventWithItsThreat) {
+  startArmed();
+  const std::wstring tree = watchedFolder(L"C:\\Users\\korvel-test\\t12\\Downloads");
+  const std::wstring path = tree + L"\\tool.exe";
+  UniqueHandle writer(::CreateFileW(path.c_str(), GENERIC_WRITE, /*share=*/0, /*security=*/nullptr,
+                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr));
+  ASSERT_TRUE(writer);
+  ASSERT_TRUE(writeAll(writer.get(), eicarText()));
+  ::Sleep(1'000);
+  collectEvents();
+  EXPECT_EQ(paths_.count(path), 0u);
+  writer.reset();
+  ASSERT_TRUE(reported(path));
+
+  const std::wstring next = tree + L"\\next.exe";
+  writeFile(next, "x");
+  ASSERT_TRUE(reported(next));
+  ::Sleep(1'000);
+  collectEvents();
+  const auto isOfPath = [&path](const ThreatEvent& event) { return event.path == path; };
+  ASSERT_EQ(std::count_if(events_.begin(), events_.end(), isOfPath), 1);
+  EXPECT_EQ(std::find_if(events_.begin(), events_.end(), isOfPath)->severity, 3);
+  EXPECT_EQ(std::find_if(events_.begin(), events_.end(), isOfPath)->size, 68u);
 }
 
 TEST_F(Realtime, ARenamedFileIsScannedUnderItsNewName) {

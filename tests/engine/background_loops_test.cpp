@@ -3,6 +3,8 @@
 // only the log changes.
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "base/files.h"
 #include "config/data_paths.h"
 #include "engine/engine_fixture.h"
@@ -16,6 +18,11 @@ constexpr char kNobodyThere[] = "http://127.0.0.1:1";
 constexpr char kUpdateFailed[] = "[WRN] live update failed: WinHttpSendRequest, win32=12029\n";
 constexpr char kShieldFailed[] = "[WRN] web shield: domain feed failed: WinHttpSendRequest, win32=12029\n";
 constexpr uint32_t kNever = 86'400'000;
+constexpr uint64_t kHour = 3'600'000;
+
+/// A clock that the test sets, as sleep does it.
+std::atomic<uint64_t> testClock{0};
+uint64_t readTestClock() { return testClock; }
 
 class BackgroundLoopsTest : public test::EngineTest {
  protected:
@@ -31,6 +38,8 @@ TEST(LoopTimes, AreTheProductsPeriods) {
   EXPECT_EQ(times.updateTickMs, 1'000u);
   EXPECT_EQ(times.firstWebShieldMs, 30'000u);
   EXPECT_EQ(times.webShieldPeriodMs, 24u * 60 * 60 * 1'000);
+  EXPECT_EQ(times.longestLookMs, 60'000u);
+  EXPECT_EQ(times.clockMs, millisecondsWithSleep);
 }
 
 // --- live update ---
@@ -131,6 +140,20 @@ TEST_F(BackgroundLoopsTest, AnAutomaticUpdateThatAStopCutsShortLogsNothing) {
   EXPECT_EQ(logCount("live update"), 0);
 }
 
+TEST_F(BackgroundLoopsTest, AnUpdateWhoseDayEndedWhileTheMachineSleptComesSoonAfterIt) {
+  settings_.liveUpdates = true;
+  startWorker({.updateTickMs = 1, .clockMs = readTestClock});
+  EXPECT_TRUE(logGets(kUpdateFailed));
+  testClock += 23 * kHour;
+  ::Sleep(300);
+  EXPECT_EQ(logCount("live update failed: "), 1);
+  testClock += 2 * kHour;
+  EXPECT_TRUE(test::eventually([&] {
+    testClock += 1'000;
+    return logCount(kUpdateFailed) >= 2;
+  }));
+}
+
 // --- web shield ---
 
 TEST_F(BackgroundLoopsTest, TheShieldRunsAgainAfterEachPeriod) {
@@ -145,6 +168,21 @@ TEST_F(BackgroundLoopsTest, TheShieldsFirstRunHasATimeOfItsOwn) {
   EXPECT_TRUE(logGets(kShieldFailed));
   ::Sleep(300);
   EXPECT_EQ(logCount("web shield: "), 1);
+}
+
+TEST_F(BackgroundLoopsTest, AShieldWhosePeriodEndedWhileTheMachineSleptRunsSoonAfterIt) {
+  settings_.webShield = true;
+  startWorker(
+      {.firstWebShieldMs = 0, .webShieldPeriodMs = kNever, .longestLookMs = 5, .clockMs = readTestClock});
+  EXPECT_TRUE(logGets(kShieldFailed));
+  testClock += 23 * kHour;
+  ::Sleep(300);
+  EXPECT_EQ(logCount("web shield: "), 1);
+  testClock += 2 * kHour;
+  EXPECT_TRUE(test::eventually([&] {
+    testClock += 1'000;
+    return logCount(kShieldFailed) >= 2;
+  }));
 }
 
 TEST_F(BackgroundLoopsTest, SwitchingTheShieldWakesItAndOtherSettingsDoNot) {

@@ -31,15 +31,18 @@ class RealtimeWatcherTest : public testing::Test {
     return test::readFile(logFolder_.at(L"log")).find(text) != std::string::npos;
   }
 
-  void watch(const std::vector<std::wstring>& roots) {
-    watcher_ = std::make_unique<RealtimeWatcher>(database_, ScanOptions{}, stopEvent_,
-                                                 [this](const FileVerdict& verdict) {
-                                                   {
-                                                     const std::lock_guard lock(mutex_);
-                                                     detected_.insert(verdict.path);
-                                                   }
-                                                   while (held_) ::Sleep(10);
-                                                 });
+  void watch(const std::vector<std::wstring>& roots, const HeldFiles::Delays& delays = HeldFiles::kDelays) {
+    watcher_ = std::make_unique<RealtimeWatcher>(
+        database_, ScanOptions{}, stopEvent_,
+        [this](const FileVerdict& verdict) {
+          {
+            const std::lock_guard lock(mutex_);
+            detected_.insert(verdict.path);
+            lastDigest_ = verdict.sha256;
+          }
+          while (held_) ::Sleep(10);
+        },
+        delays);
     thread_ = std::thread([this, roots] { watcher_->run(roots); });
     ::Sleep(300);  // nothing shows that it is armed; the files below are written until they are seen
   }
@@ -51,6 +54,22 @@ class RealtimeWatcherTest : public testing::Test {
   bool seen(const std::wstring& path) {
     const std::lock_guard lock(mutex_);
     return detected_.count(path) != 0;
+  }
+  size_t events(const std::wstring& path) {
+    const std::lock_guard lock(mutex_);
+    return detected_.count(path);
+  }
+  std::string lastDigest() {
+    const std::lock_guard lock(mutex_);
+    return lastDigest_;
+  }
+  /// Writes a file and goes on holding it.
+  static UniqueHandle writeAndHold(const std::wstring& path, std::string_view bytes) {
+    UniqueHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, /*security=*/nullptr,
+                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr));
+    EXPECT_TRUE(file) << ::GetLastError();
+    EXPECT_TRUE(writeAll(file.get(), bytes));
+    return file;
   }
   /// Writes the file again and again until the watcher has reported it.
   bool writeUntilSeen(const std::wstring& path) {
@@ -73,7 +92,8 @@ class RealtimeWatcherTest : public testing::Test {
   StopSource stop_;
   const StopEvent stopEvent_{stop_.get_token()};
   std::mutex mutex_;
-  std::set<std::wstring> detected_;
+  std::multiset<std::wstring> detected_;
+  std::string lastDigest_;
   std::atomic<bool> held_{false};  // the watcher is kept busy with the file that it has just detected
   std::unique_ptr<RealtimeWatcher> watcher_;
   std::thread thread_;
@@ -169,6 +189,55 @@ TEST_F(RealtimeWatcherTest, ABurstOfAThousandFilesLeavesItWorking) {
   ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\before.pdf.exe")));
   for (int i = 0; i < 1000; ++i) test::writeFile(root_.at(L"new\\" + std::to_wstring(i) + L".txt"), "x");
   EXPECT_TRUE(writeUntilSeen(root_.at(L"new\\after.pdf.exe")));
+}
+
+constexpr char kAbcSha256[] = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+constexpr HeldFiles::Delays kShortDelays = {100, 200, 400};
+constexpr HeldFiles::Delays kNoEnd = {100, 200, 86'400'000};
+
+TEST_F(RealtimeWatcherTest, AFileThatItsWriterStillHoldsIsReadOnceItIsLetGo) {
+  ASSERT_TRUE(database_->loadFile(logFolder_.write(L"signatures", std::string(kAbcSha256) + "\n"), nullptr));
+  watch({root_.path()}, {100, 3'000, 20'000});
+  ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\first.pdf.exe")));
+  const std::wstring path = root_.at(L"new\\tool.exe");
+  UniqueHandle writer = writeAndHold(path, "abc");
+  ::Sleep(500);
+  EXPECT_EQ(events(path), 0u);
+  writer.reset();
+  EXPECT_TRUE(test::eventually([&] { return events(path) == 1; }));
+  EXPECT_EQ(lastDigest(), kAbcSha256);
+}
+
+TEST_F(RealtimeWatcherTest, AFileThatStaysHeldIsReportedOnceByItsName) {
+  watch({root_.path()}, kShortDelays);
+  ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\first.pdf.exe")));
+  const std::wstring path = root_.at(L"new\\invoice.pdf.exe");
+  const UniqueHandle writer = writeAndHold(path, "abc");
+  EXPECT_TRUE(test::eventually([&] { return events(path) == 1; }));
+  EXPECT_EQ(lastDigest(), "");
+  ::Sleep(1'000);
+  EXPECT_EQ(events(path), 1u);
+}
+
+TEST_F(RealtimeWatcherTest, OtherChangesAreReportedWhileAFileWaits) {
+  watch({root_.path()}, kNoEnd);
+  ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\first.pdf.exe")));
+  const std::wstring path = root_.at(L"new\\invoice.pdf.exe");
+  const UniqueHandle writer = writeAndHold(path, "abc");
+  EXPECT_TRUE(writeUntilSeen(root_.at(L"new\\second.pdf.exe")));
+  ::Sleep(500);
+  EXPECT_TRUE(writeUntilSeen(root_.at(L"new\\third.pdf.exe")));
+  EXPECT_EQ(events(path), 0u);
+}
+
+TEST_F(RealtimeWatcherTest, AWaitingFileHoldsUpNoStop) {
+  watch({root_.path()}, kNoEnd);
+  ASSERT_TRUE(writeUntilSeen(root_.at(L"new\\first.pdf.exe")));
+  const std::wstring path = root_.at(L"new\\invoice.pdf.exe");
+  const UniqueHandle writer = writeAndHold(path, "abc");
+  ::Sleep(500);
+  stop();
+  EXPECT_EQ(events(path), 0u);
 }
 
 TEST_F(RealtimeWatcherTest, StopEndsItWithReadsOutstandingManyTimes) {

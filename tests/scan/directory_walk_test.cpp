@@ -162,6 +162,89 @@ TEST_F(BarredDirectoryTest, AFolderThatIsGoneSinceItWasListedIsPassedOver) {
   EXPECT_EQ(found, filesOf(L"abde"));
 }
 
+/// Codes of a folder that cannot be listed, of a listing that breaks off, and the folder that has them.
+struct Failing {
+  std::wstring folder;
+  DWORD code = ERROR_SUCCESS;
+  HANDLE find = INVALID_HANDLE_VALUE;
+
+  static Failing& now() {
+    static Failing failing;
+    return failing;
+  }
+};
+
+HANDLE WINAPI findFirstUnlessFailing(const wchar_t* path, FINDEX_INFO_LEVELS level, void* entry,
+                                     FINDEX_SEARCH_OPS operation, void* filter, DWORD flags) {
+  if (!std::wstring_view(path).ends_with(Failing::now().folder + L"\\*")) {
+    return ::FindFirstFileExW(path, level, entry, operation, filter, flags);
+  }
+  ::SetLastError(Failing::now().code);
+  return INVALID_HANDLE_VALUE;
+}
+
+HANDLE WINAPI findFirstAndRemember(const wchar_t* path, FINDEX_INFO_LEVELS level, void* entry,
+                                   FINDEX_SEARCH_OPS operation, void* filter, DWORD flags) {
+  const HANDLE find = ::FindFirstFileExW(path, level, entry, operation, filter, flags);
+  if (std::wstring_view(path).ends_with(Failing::now().folder + L"\\*")) Failing::now().find = find;
+  return find;
+}
+
+BOOL WINAPI findNextUnlessFailing(HANDLE find, WIN32_FIND_DATAW* entry) {
+  if (find != Failing::now().find) return ::FindNextFileW(find, entry);
+  Failing::now().find = INVALID_HANDLE_VALUE;  // the next listing may get the same handle
+  ::SetLastError(Failing::now().code);
+  return FALSE;
+}
+
+class FailingListingTest : public BarredDirectoryTest {
+ protected:
+  void SetUp() override { Failing::now() = {L"\\c", ERROR_SUCCESS, INVALID_HANDLE_VALUE}; }
+
+  std::vector<std::wstring> walkWith(const FileCalls& calls) {
+    std::vector<std::wstring> found;
+    DirectoryWalk walk({folder_.path(), true}, /*followSymlinks=*/false, cancel_.get_token(), calls);
+    for (WalkedFile file; walk.next(file);) found.push_back(file.path);
+    return found;
+  }
+
+  FileCalls calls_ = FileCalls::windows();
+};
+
+// Gone, held, kept by a provider that is away, corrupt, out of reach.
+constexpr DWORD kReasonsNotToEnter[] = {2, 3, 5, 21, 32, 362, 369, 1392, 1920};
+
+TEST_F(FailingListingTest, AFolderThatCannotBeEnteredIsPassedOverWhateverTheReason) {
+  calls_.findFirstFile = findFirstUnlessFailing;
+  for (const DWORD code : kReasonsNotToEnter) {
+    Failing::now().code = code;
+    EXPECT_EQ(walkWith(calls_), filesOf(L"abde")) << code;
+  }
+}
+
+TEST_F(FailingListingTest, CountingAndScanningPassItOverToo) {
+  for (wchar_t name = L'a'; name <= L'e'; ++name) folder_.write(std::wstring(1, name) + L"\\f.exe", "x");
+  calls_.findFirstFile = findFirstUnlessFailing;
+  for (const DWORD code : kReasonsNotToEnter) {
+    Failing::now().code = code;
+    FileScanner scanner(databaseOf(""), ScanOptions{}, /*stop=*/{}, calls_);
+    EXPECT_EQ(scanner.measure({{folder_.path(), true}}).filesTotal, 4u) << code;
+    EXPECT_EQ(scanner.scan({{folder_.path(), true}}, nullptr, nullptr).filesScanned, 4u) << code;
+  }
+}
+
+TEST_F(FailingListingTest, AListingThatBreaksOffEndsTheWalkOfItsTargetOnly) {
+  calls_.findFirstFile = findFirstAndRemember;
+  calls_.findNextFile = findNextUnlessFailing;
+  for (const DWORD code : kReasonsNotToEnter) {
+    Failing::now().code = code;
+    EXPECT_EQ(walkWith(calls_), filesOf(L"ab")) << code;
+  }
+  for (wchar_t name = L'a'; name <= L'e'; ++name) folder_.write(std::wstring(1, name) + L"\\f.exe", "x");
+  const FileScanner scanner(databaseOf(""), ScanOptions{}, /*stop=*/{}, calls_);
+  EXPECT_EQ(scanner.measure({{folder_.path(), true}, {folder_.at(L"e"), true}}).filesTotal, 3u);
+}
+
 /// The test platform makes no links itself, but the system below it does.
 class LinkTest : public DirectoryWalkTest {
  protected:

@@ -268,6 +268,42 @@ TEST_F(FileScannerTest, AStopEndsTheCountingToo) {
   EXPECT_EQ(subject.measure(target()).filesTotal, 0u);
 }
 
+TEST_F(FileScannerTest, ALivingDriveIsScannedWholeWhileOtherFoldersComeAndGo) {
+  constexpr int kFolders = 12, kFilesEach = 25, kOthers = 11, kScans = 20;
+  for (int folder = 0; folder < kFolders; ++folder) {
+    for (int file = 0; file < kFilesEach; ++file) {
+      folder_.write(L"d" + std::to_wstring(folder) + L"\\" + std::to_wstring(file) + L".exe", "abc");
+    }
+  }
+  std::atomic<bool> ended{false};
+  std::atomic<int> rounds{0};
+  std::thread life([&] {
+    for (; !ended; ++rounds) {
+      // Between the others in any order of listing.
+      for (int i = 0; i < kOthers; ++i) {
+        ::CreateDirectoryW(folder_.at(L"d" + std::to_wstring(i) + L"x").c_str(), nullptr);
+      }
+      for (int i = 0; i < kOthers; ++i) {
+        ::RemoveDirectoryW(folder_.at(L"d" + std::to_wstring(i) + L"x").c_str());
+      }
+    }
+  });
+  for (int scan = 0; scan < kScans; ++scan) {
+    const int roundsBefore = rounds;
+    EXPECT_TRUE(test::eventually([&] { return rounds > roundsBefore; }));
+    FileScanner& subject = scanner("", withWorkers(scan % 2 == 0 ? 0 : 2));
+    EXPECT_EQ(subject.measure(target()).filesTotal, 300u);
+    int read = 0;
+    const ScanSummary summary = subject.scan(target(), nullptr, [&read](const FileVerdict& verdict) {
+      read += verdict.sha256 == test::kAbcSha256 ? 1 : 0;
+    });
+    EXPECT_EQ(summary.filesScanned, 300u) << scan;
+    EXPECT_EQ(read, 300) << scan;
+  }
+  ended = true;
+  life.join();
+}
+
 TEST_F(FileScannerTest, ScansASingleFileWithoutAskingTheFilter) {
   const FileVerdict verdict =
       scanner(std::string(test::kAbcSha1) + "\n").scanSingleFile(folder_.write(L"photo.jpg", "abc"));

@@ -1,5 +1,9 @@
 #include "scan/scan_file.h"
 
+#include <atomic>
+#include <optional>
+#include <string_view>
+
 #include "base/unique_resource.h"
 #include "hash/file_digest.h"
 #include "scan_fixture.h"
@@ -146,9 +150,159 @@ TEST_F(ScanFileTest, ALargeFileIsNotReadToItsEndOnceAbandoned) {
   EXPECT_NE(scanFile(context, big, scratch).sha256, hash::sha256File(big, kMiB));
 }
 
+TEST_F(ScanFileTest, AFileThatAnotherProgramHoldsSaysSo) {
+  const std::wstring path = folder_.write(L"a.bin", "abc");
+  EXPECT_FALSE(scan(path).held);
+  {
+    const UniqueHandle writer(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                            nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_TRUE(scan(path).held);
+  }
+  EXPECT_FALSE(scan(path).held);
+  EXPECT_FALSE(scan(folder_.at(L"missing.bin")).held);
+  folder_.write(L"folder\\a.bin", "abc");
+  EXPECT_FALSE(scan(folder_.at(L"folder")).held);
+}
+
 TEST_F(ScanFileTest, DirectoryYieldsAnEmptyVerdict) {
   folder_.write(L"svchost.exe\\inner.txt", "x");
   EXPECT_TRUE(scan(folder_.at(L"svchost.exe")).findings.empty());
+}
+
+/// Files whose content is kept elsewhere, as a cloud or a tape shows them. The test platform has none.
+struct Cloud {
+  DWORD ofFile = 0;    // what the attributes of the file "cloud.pdf.exe" say in addition
+  DWORD inFolder = 0;  // what its folder says of it in addition
+  std::atomic<int> opened{0};
+
+  static Cloud& now() {
+    static Cloud cloud;
+    return cloud;
+  }
+  static bool holds(std::wstring_view path) { return path.ends_with(L"cloud.pdf.exe"); }
+};
+
+void addCloud(WIN32_FIND_DATAW& entry) {
+  if (Cloud::holds(entry.cFileName)) entry.dwFileAttributes |= Cloud::now().inFolder;
+}
+
+HANDLE WINAPI findFirstInCloud(const wchar_t* path, FINDEX_INFO_LEVELS level, void* entry,
+                               FINDEX_SEARCH_OPS operation, void* filter, DWORD flags) {
+  const HANDLE find = ::FindFirstFileExW(path, level, entry, operation, filter, flags);
+  if (find != INVALID_HANDLE_VALUE) addCloud(*static_cast<WIN32_FIND_DATAW*>(entry));
+  return find;
+}
+
+BOOL WINAPI findNextInCloud(HANDLE find, WIN32_FIND_DATAW* entry) {
+  const BOOL found = ::FindNextFileW(find, entry);
+  if (found) addCloud(*entry);
+  return found;
+}
+
+BOOL WINAPI attributesInCloud(const wchar_t* path, GET_FILEEX_INFO_LEVELS level, void* attributes) {
+  const BOOL got = ::GetFileAttributesExW(path, level, attributes);
+  if (got && Cloud::holds(path)) {
+    static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(attributes)->dwFileAttributes |= Cloud::now().ofFile;
+  }
+  return got;
+}
+
+HANDLE WINAPI openInCloud(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                          DWORD disposition, DWORD flags, HANDLE like) {
+  if (Cloud::holds(path)) ++Cloud::now().opened;
+  return ::CreateFileW(path, access, share, security, disposition, flags, like);
+}
+
+class CloudFileTest : public ScanFileTest {
+ protected:
+  void SetUp() override {
+    set(0, 0);
+    calls_ = {findFirstInCloud, findNextInCloud, attributesInCloud, openInCloud};
+    path_ = folder_.write(L"cloud.pdf.exe", "abc");
+  }
+  static void set(DWORD ofFile, DWORD inFolder) {
+    Cloud::now().ofFile = ofFile;
+    Cloud::now().inFolder = inFolder;
+    Cloud::now().opened = 0;
+  }
+  FileVerdict scanInCloud(std::optional<uint32_t> listedAttributes = std::nullopt) {
+    ScanScratch scratch;
+    return scanFile({databaseOf(kListed), 512 * kMiB, kMiB, {}, &calls_}, path_, scratch, listedAttributes);
+  }
+  static void expectOnlyTheNameJudged(const FileVerdict& verdict) {
+    EXPECT_EQ(Cloud::now().opened, 0);
+    EXPECT_EQ(verdict.size, 3u);
+    EXPECT_EQ(verdict.md5 + verdict.sha1 + verdict.sha256, "");
+    EXPECT_FALSE(verdict.signatureMatched);
+    EXPECT_FALSE(verdict.held);
+    ASSERT_EQ(verdict.findings.size(), 1u);
+    EXPECT_EQ(verdict.findings[0].code, "FS.DOUBLE_EXT");
+  }
+
+  static inline const std::string kListed = std::string(kAbcSha256) + "\n";
+  FileCalls calls_;
+  std::wstring path_;
+};
+
+// Offline, recall on open, recall on data access.
+constexpr DWORD kElsewhere[] = {0x1000, 0x4'0000, 0x40'0000};
+
+TEST_F(CloudFileTest, WithItsContentHereItIsReadAsUsual) {
+  const FileVerdict verdict = scanInCloud();
+  EXPECT_EQ(Cloud::now().opened, 1);
+  EXPECT_TRUE(verdict.signatureMatched);
+}
+
+TEST_F(CloudFileTest, ThatSaysSoItselfIsNotOpened) {
+  for (const DWORD attribute : kElsewhere) {
+    set(attribute, 0);
+    expectOnlyTheNameJudged(scanInCloud());
+    expectOnlyTheNameJudged(scanInCloud(/*listedAttributes=*/FILE_ATTRIBUTE_ARCHIVE));
+  }
+}
+
+TEST_F(CloudFileTest, WhoseFolderAloneSaysSoIsNotOpened) {
+  for (const DWORD attribute : kElsewhere) {
+    set(0, attribute);
+    expectOnlyTheNameJudged(scanInCloud());
+    FileScanner scanner(databaseOf(kListed), ScanOptions{}, /*stop=*/{}, calls_);
+    expectOnlyTheNameJudged(scanner.scanSingleFile(path_));
+  }
+}
+
+TEST_F(CloudFileTest, OfAScanIsNotOpenedAndTheOthersAre) {
+  const std::wstring here = folder_.write(L"here.exe", "abc");
+  for (const DWORD attribute : kElsewhere) {
+    for (const size_t workers : {0u, 2u}) {
+      set(0, attribute);
+      ScanOptions options;
+      options.workers = workers;
+      FileScanner scanner(databaseOf(kListed), options, /*stop=*/{}, calls_);
+      std::vector<FileVerdict> verdicts;
+      scanner.scan({{folder_.path(), true}}, nullptr,
+                   [&verdicts](const FileVerdict& verdict) { verdicts.push_back(verdict); });
+      ASSERT_EQ(verdicts.size(), 2u);
+      const bool first = verdicts[0].path == path_;
+      expectOnlyTheNameJudged(verdicts[first ? 0 : 1]);
+      EXPECT_EQ(verdicts[first ? 1 : 0].path, here);
+      EXPECT_TRUE(verdicts[first ? 1 : 0].signatureMatched);
+    }
+  }
+}
+
+/// The listing that the walk has read already must do: a call more for each file would slow every scan down.
+TEST_F(CloudFileTest, OfAScanIsKnownWithoutAskingItsFolderAgain) {
+  static std::atomic<int> asked{0};
+  asked = 0;
+  calls_.findFirstFile = [](const wchar_t* path, FINDEX_INFO_LEVELS level, void* entry,
+                            FINDEX_SEARCH_OPS operation, void* filter, DWORD flags) -> HANDLE {
+    ++asked;
+    return findFirstInCloud(path, level, entry, operation, filter, flags);
+  };
+  for (int i = 0; i < 10; ++i) folder_.write(std::to_wstring(i) + L".exe", "abc");
+  FileScanner scanner(databaseOf(""), ScanOptions{}, /*stop=*/{}, calls_);
+  EXPECT_EQ(scanner.scan({{folder_.path(), true}}, nullptr, nullptr).filesScanned, 11u);
+  EXPECT_EQ(asked, 1);
 }
 
 }  // namespace

@@ -38,6 +38,25 @@ void throwUncaught() {
 
 void throwPastNoexcept() noexcept { throwUncaught(); }
 
+void overflowStack(int depth) {
+  volatile char frame[1024];
+  frame[0] = static_cast<char>(depth);
+  volatile bool goOn = true;  // the compiler must not see that it never ends
+  if (goOn) overflowStack(depth + 1);
+  frame[1] = frame[0];
+}
+
+void announceAndOverflowStack() {
+  announceThread();
+  overflowStack(0);
+}
+
+/// The part of this thread's stack that is kept back for the filter.
+int keptStackBytes() {
+  ULONG bytes = 0;  // changes nothing and brings the value in force
+  return ::SetThreadStackGuarantee(&bytes) ? static_cast<int>(bytes) : 0;
+}
+
 void onThread(void (*crash)()) { std::thread(crash).join(); }
 
 /// Calls the filter with a record made of the arguments, and shows what went to the debugger.
@@ -78,6 +97,13 @@ int wmain(int count, wchar_t** arguments) {
   }
   if (way == L"access-violation") violateAccess();
   if (way == L"access-violation-on-thread") onThread(violateAccess);
+  if (way == L"overflow-stack-on-thread") onThread(announceAndOverflowStack);
+  if (way == L"kept-stack") return keptStackBytes();
+  if (way == L"kept-stack-on-thread") {
+    int bytes = 0;
+    std::thread([&bytes] { bytes = keptStackBytes(); }).join();
+    return bytes;
+  }
   if (way == L"throw") throwUncaught();
   if (way == L"throw-on-thread") onThread(throwUncaught);
   if (way == L"throw-past-noexcept") throwPastNoexcept();
