@@ -11,7 +11,9 @@
 
 #include "hash/byte_histogram.h"
 #include "hash/kernels.h"
+#include "hash/lane_kernels.h"
 #include "hash/md5.h"
+#include "hash/multi_digest.h"
 #include "hash/sha1.h"
 #include "hash/sha256.h"
 #include "hash/triple_digest.h"
@@ -40,11 +42,12 @@ std::vector<uint8_t> noise() {
 class DigestBench {
  public:
   explicit DigestBench(const Arguments& arguments)
-      : rounds_(arguments.rounds(40)), repeats_(arguments.tiny() ? 1 : 128) {}
+      : arguments_(arguments), rounds_(arguments.rounds(40)), repeats_(arguments.tiny() ? 1 : 128) {}
 
   void run() const {
     againstOpenSsl();
     againstMd5();
+    manyMessages();
     listKernels();
   }
 
@@ -104,6 +107,76 @@ class DigestBench {
     figures_.plain("MD5 alone", megabytesPerSecond(best[0]), "MB/s");
   }
 
+  /// Several messages at once, to the same messages one by one. The rounds are short and many: a kernel that
+  /// keeps every unit busy is twice as slow while a neighbour works on the same core, and the best round
+  /// counts.
+  void manyMessages() const {
+    constexpr size_t kMessages = 16;
+    constexpr size_t kMessageBytes = 8'192;
+    constexpr size_t kSmallMessages = 64;
+    const int rounds = arguments_.rounds(1'500);
+    std::vector<std::vector<uint8_t>> equal(kMessages, messageBuffer(kMessageBytes));
+    const double md5 = bestOf(rounds, {timed([&equal] {
+                                for (const auto& buffer : equal) {
+                                  Md5 hasher;
+                                  hasher.update(buffer.data(), kMessageBytes);
+                                  keep(hasher.digest());
+                                }
+                              })})[0];
+    std::vector<Loop> loops;
+    std::vector<const LaneKernel*> kernels;
+    for (const LaneKernel& kernel : laneKernels()) {
+      if (!kernel.supported() || kernel.lanes == 1) continue;
+      kernels.push_back(&kernel);
+      loops.push_back(timed([&equal, &kernel] { digestBuffers(equal, kMessageBytes, {&kernel, 1}); }));
+    }
+    loops.push_back(timed([&equal] {
+      for (const auto& buffer : equal) {
+        TripleState state = {};
+        portable::triple(state, buffer.data(), kMessageBytes / kBlockBytes);
+        keep(state);
+      }
+    }));
+    const std::vector<double> best = bestOf(rounds, loops);
+    for (size_t i = 0; i < kernels.size(); ++i) {
+      const std::string name = std::string("equal messages, ") + kernels[i]->name;
+      if (kernels[i]->compress == avx2::compress) {
+        figures_.atLeast(name + ", to the portable pass", best.back() / best[i], 3);
+      } else {
+        figures_.atLeast(name + ", to MD5 alone", md5 / best[i], kernels[i]->lanes == 2 ? 1.7 : 4);
+      }
+    }
+
+    std::vector<std::vector<uint8_t>> small;
+    for (size_t i = 0; i < kSmallMessages; ++i) small.push_back(messageBuffer(200 << i % 7));
+    const std::vector<double> mixed =
+        bestOf(rounds, {timed([&small] {
+                          for (const auto& buffer : small) {
+                            TripleDigest digest;
+                            digest.update(buffer.data(), buffer.size() - kMessagePaddingBytes);
+                            keep(digest.digests());
+                          }
+                        }),
+                        timed([&small] { digestBuffers(small, 0, laneKernels()); })});
+    figures_.atLeast("64 small messages at once, to one by one", mixed[0] / mixed[1],
+                     fastLanes() ? 2.8 : 1.4);
+  }
+  static bool fastLanes() { return avx512::supported(); }
+  static std::vector<uint8_t> messageBuffer(size_t length) {
+    return std::vector<uint8_t>(length + kMessagePaddingBytes, 'm');
+  }
+  /// `length` 0: each buffer's own.
+  static void digestBuffers(std::vector<std::vector<uint8_t>>& buffers, size_t length,
+                            std::span<const LaneKernel> kernels) {
+    std::vector<Message> messages;
+    messages.reserve(buffers.size());
+    for (auto& buffer : buffers) {
+      messages.push_back({buffer.data(), length != 0 ? length : buffer.size() - kMessagePaddingBytes, {}});
+    }
+    digestAll(messages, kernels);
+    keep(messages);
+  }
+
   void listKernels() const {
     std::vector<std::string> names;
     std::vector<Loop> loops;
@@ -137,6 +210,7 @@ class DigestBench {
     return static_cast<double>(kStreamBytes) * repeats_ / seconds / 1e6;
   }
 
+  const Arguments& arguments_;
   const int rounds_;
   const int repeats_;
   const std::vector<uint8_t> noise_ = noise();
