@@ -1,102 +1,28 @@
 #include "scan/scan_file.h"
 
+#include <utility>
+
 #include "base/interruptible_io.h"
-#include "base/long_path.h"
-#include "base/paths.h"
-#include "base/unique_resource.h"
-#include "scan/file_content.h"
-#include "scan/file_rules.h"
-#include "scan/scan_filter.h"
-#include "signatures/signature_database.h"
+#include "scan/file_steps.h"
 
 namespace korvel {
-namespace {
-
-constexpr const char* kSkippedForSize = "Файл пропущен: превышен лимит размера";
-
-/// Shared for reading only, so that a file open for writing elsewhere is not scanned half-written. Content
-/// that moves to another place between the look at the attributes and the opening is not recalled either.
-class OpenedFile final : public FileBytes {
- public:
-  OpenedFile(const FileCalls& calls, const std::wstring& apiPath)
-      : file_(calls.createFile(apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
-                               OPEN_EXISTING,
-                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_OPEN_NO_RECALL,
-                               /*template=*/nullptr)) {}
-
-  explicit operator bool() const { return static_cast<bool>(file_); }
-
-  std::optional<size_t> read(uint8_t* to, size_t bytes) override {
-    DWORD got = 0;
-    if (!::ReadFile(file_.get(), to, static_cast<DWORD>(bytes), &got, /*overlapped=*/nullptr)) return {};
-    return got;
-  }
-  void rewind() override {
-    (void)::SetFilePointerEx(file_.get(), LARGE_INTEGER{}, /*newPosition=*/nullptr, FILE_BEGIN);
-  }
-
- private:
-  const UniqueHandle file_;
-};
-
-/// 0 where the folder cannot be asked.
-DWORD attributesInFolder(const FileCalls& calls, const std::wstring& apiPath) {
-  WIN32_FIND_DATAW entry{};
-  const UniqueFindHandle find(calls.findFirstFile(apiPath.c_str(), FindExInfoBasic, &entry,
-                                                  FindExSearchNameMatch, /*filter=*/nullptr, /*flags=*/0));
-  return find ? entry.dwFileAttributes : 0;
-}
-
-/// Whether reading the file would first fetch its content.
-bool isElsewhere(const ScanContext& context, const std::wstring& apiPath, DWORD attributes,
-                 std::optional<uint32_t> listedAttributes) {
-  return isContentElsewhere(attributes) ||
-         isContentElsewhere(listedAttributes ? *listedAttributes
-                                             : attributesInFolder(*context.calls, apiPath));
-}
-
-/// Empty for a file that cannot be opened; `held` says whether that is another program's doing.
-FileContent contentOf(const ScanContext& context, const std::wstring& apiPath, uint64_t size,
-                      ScanScratch& scratch, bool& held) {
-  OpenedFile file(*context.calls, apiPath);
-  if (file) return readContent(file, size, context, scratch);
-  const DWORD code = ::GetLastError();
-  held = code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION;
-  return {};
-}
-
-uint64_t joined(DWORD high, DWORD low) { return static_cast<uint64_t>(high) << 32 | low; }
-
-}  // namespace
 
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
                      std::optional<uint32_t> listedAttributes) {
   const InterruptibleIo interruptible(context.abandoned);
-  const std::wstring apiPath = forFileApi(path);
-  WIN32_FILE_ATTRIBUTE_DATA attributes{};  // all zero where they cannot be read
-  (void)context.calls->getFileAttributes(apiPath.c_str(), GetFileExInfoStandard, &attributes);
-  const uint64_t size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
-  const uint64_t lastWriteTime =
-      joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
-  if (size == 0 || size > context.maxFileSize) {
-    FileVerdict verdict;
-    verdict.path = path;
-    verdict.fileName = fileName(path);
-    verdict.size = size;
-    verdict.lastWriteTime = lastWriteTime;
-    if (size != 0) verdict.reasons.emplace_back(kSkippedForSize);
-    return verdict;
-  }
-
+  FileLook look = lookAt(context, path, listedAttributes);
   FileContent content;  // without digests where nothing is read
   bool held = false;
-  if (!isElsewhere(context, apiPath, attributes.dwFileAttributes, listedAttributes)) {
-    content = contentOf(context, apiPath, size, scratch, held);
+  if (look.use == FileUse::kRead) {
+    OpenedFile file(*context.calls, look.apiPath);
+    if (file) {
+      content = readContent(file, look.size, context, scratch);
+    } else {
+      const DWORD code = ::GetLastError();
+      held = code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION;
+    }
   }
-  SignatureMatch match;
-  const bool matched = content.digests && context.database->lookup(*content.digests, &match);
-  FileVerdict verdict =
-      buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe, matched, match);
+  FileVerdict verdict = judgeFile(context, std::move(look), content);
   verdict.held = held;
   return verdict;
 }
