@@ -8,6 +8,7 @@
 
 #include "base/sizes.h"
 #include "base/win.h"
+#include "scan/background_mode.h"
 #include "scan/directory_walk.h"
 #include "scan/run_ahead.h"
 #include "scan/scan_filter.h"
@@ -151,6 +152,7 @@ StopToken FileScanner::forgetCancel() {
 }
 
 ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) const {
+  const BackgroundMode background(*context_.calls, options_.inBackground);
   ScanProgressInfo result;
   result.phase = scan_phase::kCounting;
   FileSource source(targets, options_, cancelToken(), *context_.calls);
@@ -163,6 +165,7 @@ ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) co
 
 ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                               const VerdictCallback& onVerdict) {
+  const BackgroundMode background(*context_.calls, options_.inBackground);
   const Clock::time_point start = Clock::now();
   const StopToken cancelled = forgetCancel();
   Delivery delivery(onProgress, onVerdict);
@@ -210,10 +213,13 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
     Worker(const ScanContext& context, const StopToken& cancelled) : scan(context, scratch, cancelled) {}
     ScanScratch scratch;
     WalkedFilesScan scan;
+    bool begun = false;
   };
-  Pipeline pipeline(workers, [&ahead, &cancelled]() -> Pipeline::Work {
-    return [worker = std::make_shared<Worker>(ahead, cancelled)](
+  const bool inBackground = options_.inBackground;
+  Pipeline pipeline(workers, [&ahead, &cancelled, inBackground]() -> Pipeline::Work {
+    return [worker = std::make_shared<Worker>(ahead, cancelled), &ahead, inBackground](
                std::span<const WalkedFile> files, const Pipeline::Finish& finish) {
+      if (!std::exchange(worker->begun, true) && inBackground) enterBackgroundMode(*ahead.calls);
       bool wanted = true;
       size_t scanned =
           worker->scan.scan(files, [&](FileVerdict verdict) { return wanted = finish(std::move(verdict)); });
