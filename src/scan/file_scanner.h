@@ -2,8 +2,8 @@
 // measure() followed by a scan(), on the caller's thread. cancel() may come from any thread.
 //
 // Files are read and digested many at a time. With workers that happens ahead of their turn; walk, counters,
-// progress and callbacks stay on the caller's thread and in walk order, and a file digested ahead whose turn
-// comes after a cancellation leaves no trace.
+// progress and callbacks stay on the caller's thread and in walk order. After a cancellation the finished
+// verdicts at the front are still delivered; whatever else was done ahead leaves no trace.
 #pragma once
 
 #include <functional>
@@ -45,7 +45,7 @@ class FileScanner {
   ScanSummary scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                    const VerdictCallback& onVerdict);
 
-  /// Ends the scan after the current file.
+  /// Ends the scan after the files that are being read.
   void cancel() EXCLUDES(mutex_);
 
   /// Scans one file as scan() does, without the filter. The verdict is worthless once the constructor's

@@ -29,12 +29,12 @@
 namespace korvel {
 
 struct PipelineLimits {
-  size_t windowItems = 512;           ///< items inside at any time
-  uint64_t windowWeight = 64 * kMiB;  ///< bytes inside at any time; a heavier item is let in alone
+  size_t windowItems = 256;           ///< items inside at any time
+  uint64_t windowWeight = 96 * kMiB;  ///< bytes inside at any time; a heavier item is let in alone
   size_t groupItems = 16;             ///< this many items are handed to an idle worker
   uint64_t groupWeight = 1 * kMiB;    ///< and so are this many bytes
-  size_t fullItems = 128;             ///< a group of this many items is handed over at any rate
-  uint64_t fullWeight = 8 * kMiB;     ///< and so is one of this many bytes; such an item travels alone
+  size_t fullItems = 64;              ///< a group of this many items is handed over at any rate
+  uint64_t fullWeight = 12 * kMiB;    ///< and so is one of this many bytes; such an item travels alone
 };
 
 template <typename Item, typename Result>
