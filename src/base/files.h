@@ -30,6 +30,9 @@ inline bool pathExists(const std::wstring& path) { return pathStatus(path) == Pa
 /// Creates `path` and every missing parent. True when the directory exists afterwards; on failure the reason
 /// is in GetLastError().
 bool createDirectories(const std::wstring& path);
+/// The same, but if `path` itself is made here, only the system and the administrators have access to it and
+/// to what is made in it. A directory that is there already keeps its access list.
+bool createProtectedDirectory(const std::wstring& path);
 
 inline constexpr uint64_t kAnySize = UINT64_MAX;
 

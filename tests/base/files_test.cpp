@@ -43,6 +43,9 @@ std::string accessListOf(const std::wstring& path) {
   return text == nullptr ? std::string() : text;
 }
 
+/// Wine shows the rights that others have on the machine below as those of everyone.
+bool letsEveryoneIn(const std::wstring& path) { return accessListOf(path).find(";WD)") != std::string::npos; }
+
 // --- status ---
 
 TEST(PathStatus, FindsFilesAndDirectories) {
@@ -212,6 +215,23 @@ TEST(OpenForReading, RefusesAPipe) {
 }
 
 TEST(OpenForReading, RefusesADevice) { EXPECT_FALSE(openForReading(L"\\\\.\\NUL")); }
+
+TEST(CreateProtectedDirectory, IsForTheSystemAndTheAdministratorsOnly) {
+  const TempFolder folder;
+  const std::wstring path = folder.at(L"a\\b\\");
+  ASSERT_TRUE(createProtectedDirectory(path));
+  writeFile(folder.at(L"a\\b\\inside"), "x");
+  EXPECT_FALSE(letsEveryoneIn(folder.at(L"a\\b")));
+  EXPECT_TRUE(letsEveryoneIn(folder.at(L"a")));  // its parents are ordinary folders
+}
+
+TEST(CreateProtectedDirectory, LeavesADirectoryThatIsThereAsItIs) {
+  const TempFolder folder;
+  ASSERT_TRUE(createDirectories(folder.at(L"a")));
+  EXPECT_TRUE(createProtectedDirectory(folder.at(L"a")));
+  EXPECT_TRUE(letsEveryoneIn(folder.at(L"a")));
+  EXPECT_FALSE(createProtectedDirectory(folder.write(L"file", "x")));
+}
 
 // --- trying again ---
 
