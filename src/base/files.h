@@ -15,6 +15,10 @@
 
 namespace korvel {
 
+/// For every open of a path that a client or a settings file has named, and of pipes. The server of a pipe
+/// then learns nothing about this process and cannot act in its name.
+inline constexpr DWORD kOpenAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+
 enum class PathStatus { kExists, kMissing, kUnreadable };
 
 /// kMissing when the system reports that nothing can exist under this name: file, path, network path or

@@ -22,10 +22,6 @@ constexpr DWORD kProtectingAttributes =
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-// Settings that clients change lead to some of the paths. If one names a pipe, its server learns nothing
-// about this process and cannot act in its name.
-constexpr DWORD kAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
-
 // Full access for the system and the administrators, also to what is made inside; nothing is inherited.
 constexpr wchar_t kSystemAndAdministrators[] = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
 
@@ -42,16 +38,16 @@ UniqueHandle onlyDiskFile(UniqueHandle file) {
 }
 
 UniqueHandle createForWriting(const std::wstring& path) {
-  return onlyDiskFile(
-      UniqueHandle(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, kShareAll, /*security=*/nullptr,
-                                 CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL | kAnonymously, /*template=*/nullptr)));
+  return onlyDiskFile(UniqueHandle(
+      ::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, kShareAll, /*security=*/nullptr, CREATE_ALWAYS,
+                    FILE_ATTRIBUTE_NORMAL | kOpenAnonymously, /*template=*/nullptr)));
 }
 
 /// Never opens what is there already, and no link is followed.
 UniqueHandle createTemporary(const std::wstring& path) {
   return onlyDiskFile(UniqueHandle(
       ::CreateFileW(path.c_str(), GENERIC_WRITE | WRITE_DAC, FILE_SHARE_READ, /*security=*/nullptr,
-                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously,
+                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kOpenAnonymously,
                     /*template=*/nullptr)));
 }
 
@@ -60,7 +56,7 @@ UniqueHandle createTemporary(const std::wstring& path) {
 void copyAccessList(const std::wstring& from, HANDLE to) {
   const UniqueHandle source(::CreateFileW(
       from.c_str(), READ_CONTROL, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
-      FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, /*template=*/nullptr));
+      FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS | kOpenAnonymously, /*template=*/nullptr));
   if (!source) return;
   DWORD bytes = 0;
   (void)::GetKernelObjectSecurity(source.get(), DACL_SECURITY_INFORMATION, nullptr, 0, &bytes);
@@ -165,9 +161,9 @@ bool createProtectedDirectory(const std::wstring& path) {
 }
 
 UniqueHandle openForReading(const std::wstring& path, uint64_t maxBytes) {
-  UniqueHandle file = onlyDiskFile(UniqueHandle(
-      ::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
-                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | kAnonymously, /*template=*/nullptr)));
+  UniqueHandle file = onlyDiskFile(UniqueHandle(::CreateFileW(
+      forFileApi(path).c_str(), GENERIC_READ, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
+      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | kOpenAnonymously, /*template=*/nullptr)));
   if (!file) return file;
   LARGE_INTEGER size{};
   if (!::GetFileSizeEx(file.get(), &size)) {  // a whole volume has none

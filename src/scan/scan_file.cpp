@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "base/files.h"
 #include "base/interruptible_io.h"
 #include "base/long_path.h"
 #include "base/paths.h"
@@ -21,7 +22,8 @@ class OpenedFile final : public FileBytes {
  public:
   explicit OpenedFile(const std::wstring& apiPath)
       : file_(::CreateFileW(apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
-                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
+                            OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | kOpenAnonymously,
                             /*template=*/nullptr)) {}
 
   explicit operator bool() const { return static_cast<bool>(file_); }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/stop.h"
+#include "support/open_watch.h"
 #include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
@@ -231,6 +232,21 @@ TEST(CreateProtectedDirectory, LeavesADirectoryThatIsThereAsItIs) {
   EXPECT_TRUE(createProtectedDirectory(folder.at(L"a")));
   EXPECT_TRUE(letsEveryoneIn(folder.at(L"a")));
   EXPECT_FALSE(createProtectedDirectory(folder.write(L"file", "x")));
+}
+
+// --- opening without a name ---
+
+TEST(OwnFiles, AreOpenedAnonymously) {
+  const TempFolder folder;
+  const std::wstring path = folder.at(L"own.txt");
+  const test::OpenWatch watch;
+  EXPECT_TRUE(rewriteTextFile(path, "first"));
+  EXPECT_TRUE(rewriteTextFile(path, "second"));  // over a file whose access list is carried over
+  const UniqueHandle held = hold(path, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  EXPECT_TRUE(rewriteTextFile(path, "third"));  // in place
+  EXPECT_TRUE(openForReading(path));
+  EXPECT_GE(watch.flagsFor(L"own.txt").size(), 6u);
+  EXPECT_TRUE(watch.allAnonymous(L"own.txt"));
 }
 
 // --- trying again ---
