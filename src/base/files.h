@@ -111,7 +111,7 @@ class RewriteTurn {
 /// the new text. If the temporary cannot be created or moved, rewrites the file in place instead. False only
 /// when the file cannot be opened for writing either way. Write errors are not reported: when the disk is too
 /// full for the temporary, the old text stays. Calls for one file take turns (RewriteTurn), so concurrent
-/// writers do not mix their texts.
-bool rewriteTextFile(const std::wstring& path, std::string_view bytes);
+/// writers do not mix their texts. A file that is held is tried again as tryWhileHeld() does.
+bool rewriteTextFile(const std::wstring& path, std::string_view bytes, const StopToken& stop = {});
 
 }  // namespace korvel

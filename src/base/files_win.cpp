@@ -289,7 +289,7 @@ bool FileReplacement::commit(bool clearAttributes, const StopToken& stop) {
 RewriteTurn::RewriteTurn(const std::wstring& path) : path_(path) { filesInTurn().take(path_); }
 RewriteTurn::~RewriteTurn() { filesInTurn().giveBack(path_); }
 
-bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
+bool rewriteTextFile(const std::wstring& path, std::string_view bytes, const StopToken& stop) {
   // All calls for a file use one temporary name, so a kill leaves at most one temporary.
   const RewriteTurn turn(path);
 
@@ -300,7 +300,7 @@ bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
     if (replacement.open()) {
       // The disk is full: rewriting in place would only destroy the old text.
       if (!replacement.write(bytes) || !replacement.finish()) return true;
-      if (replacement.commit(/*clearAttributes=*/false)) return true;
+      if (replacement.commit(/*clearAttributes=*/false, stop)) return true;
     }
   }
   const UniqueHandle file = createForWriting(path);

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "base/stop.h"
+#include "support/brief_hold.h"
+#include "support/held_moves.h"
 #include "support/open_watch.h"
 #include "support/sparse_file.h"
 #include "support/temp_folder.h"
@@ -430,7 +432,33 @@ TEST_F(FileReplacementTest, ClearedAttributesStayClearedAfterAFailedMove) {
   EXPECT_EQ(::GetFileAttributesW(target_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
 }
 
+TEST_F(FileReplacementTest, WaitsForAProgramThatHoldsTheTargetForAMoment) {
+  writeFile(target_, "old");
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  const test::BriefHold held(target_);
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(readFile(target_), "new");
+}
+
 // --- rewriting text files ---
+
+TEST(RewriteTextFile, MovesOverAFileThatIsHeldForAMoment) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"settings.ini", "old");
+  const test::BriefHold held(path);
+  EXPECT_TRUE(rewriteTextFile(path, "new"));
+  EXPECT_EQ(readFile(path), "new");
+}
+
+TEST(RewriteTextFile, TriesAHeldFileOnceAfterAStop) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"settings.ini", "old");
+  const test::HeldMoves held;
+  EXPECT_TRUE(rewriteTextFile(path, "new", held.stop()));  // in place
+  EXPECT_EQ(held.tries(), 1);
+  EXPECT_EQ(readFile(path), "new");
+}
 
 TEST(RewriteTurn, OfOneFileDoesNotHoldUpAnother) {
   const TempFolder folder;
