@@ -18,6 +18,7 @@
 #include "support/import_patch.h"
 #include "support/sparse_file.h"
 #include "support/temp_folder.h"
+#include "support/test_servers.h"
 
 namespace korvel {
 namespace {
@@ -632,6 +633,7 @@ TEST_F(QuarantineStoreTest, AStopEndsTheWaitingForAHeldFile) {
 }
 
 TEST_F(QuarantineStoreTest, AStoredFileThatCannotBeDeletedNowIsDeletedAtTheNextStart) {
+  if (!test::isTestMachine()) GTEST_SKIP() << "changes the system's registry; see isTestMachine()";
   writeIndex({stored(1, L"runs.exe", "x")});
   const std::wstring path = list()[0].storedPath;
   {
@@ -767,7 +769,7 @@ TEST_F(QuarantineStoreTest, AFileOfAnotherVolumeGoesAndComesBack) {
   const bool sameVolume = ::MoveFileExW(path.c_str(), folder_.at(L"moved.exe").c_str(), /*flags=*/0);
   if (sameVolume) GTEST_SKIP() << "it is the same volume";
 
-  for (const DWORD attributes : {FILE_ATTRIBUTE_NORMAL, FILE_ATTRIBUTE_READONLY}) {
+  for (const DWORD attributes : {DWORD{FILE_ATTRIBUTE_NORMAL}, DWORD{FILE_ATTRIBUTE_READONLY}}) {
     ::SetFileAttributesW(path.c_str(), attributes);
     const QuarantineRecord record = add(path);
     EXPECT_FALSE(pathExists(path));
