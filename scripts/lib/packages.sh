@@ -20,6 +20,7 @@ KORVEL_PACKAGES=(
   libssl-dev                 # the benchmarks: another implementation of the digests to compare with
   python3-pefile             # an independent PE reader, to compare the analysis with
   faketime                   # tests that need another time of day
+  locales                    # tests on a Russian Windows
   openssl                    # tests that need certificates
   nginx-light                # the server that download tests talk to
 )

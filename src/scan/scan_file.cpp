@@ -1,5 +1,6 @@
 #include "scan/scan_file.h"
 
+#include "base/files.h"
 #include "base/interruptible_io.h"
 #include "base/long_path.h"
 #include "base/paths.h"
@@ -19,10 +20,10 @@ constexpr const char* kSkippedForSize = "Файл пропущен: превыш
 class OpenedFile final : public FileBytes {
  public:
   OpenedFile(const FileCalls& calls, const std::wstring& apiPath)
-      : file_(calls.createFile(apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
-                               OPEN_EXISTING,
-                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_OPEN_NO_RECALL,
-                               /*template=*/nullptr)) {}
+      : file_(calls.createFile(
+            apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr, OPEN_EXISTING,
+            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_OPEN_NO_RECALL | kOpenAnonymously,
+            /*template=*/nullptr)) {}
 
   explicit operator bool() const { return static_cast<bool>(file_); }
 

@@ -7,6 +7,7 @@
 #include "base/unique_resource.h"
 #include "hash/file_digest.h"
 #include "scan_fixture.h"
+#include "support/open_watch.h"
 #include "support/pe_builder.h"
 
 namespace korvel {
@@ -94,6 +95,13 @@ TEST_F(ScanFileTest, FileHeldAgainstReadingKeepsItsNameRules) {
   EXPECT_FALSE(verdict.signatureMatched);
   ASSERT_EQ(verdict.findings.size(), 1u);
   EXPECT_EQ(verdict.findings[0].code, "FS.DOUBLE_EXT");
+}
+
+TEST_F(ScanFileTest, FileIsOpenedAnonymously) {
+  const std::wstring path = folder_.write(L"opened.exe", "x");
+  const test::OpenWatch watch;
+  (void)scan(path);
+  EXPECT_TRUE(watch.allAnonymous(L"opened.exe"));
 }
 
 TEST_F(ScanFileTest, FileOpenForWritingElsewhereIsNotRead) {
