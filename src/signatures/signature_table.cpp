@@ -1,7 +1,6 @@
 #include "signatures/signature_table.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace korvel {
@@ -81,40 +80,6 @@ bool SignatureTable::lookup(std::string_view md5, std::string_view sha1, std::st
 bool SignatureTable::lookup(const hash::FileDigests& digests, SignatureMatch* match) const {
   if (match != nullptr) clearMatch(*match);
   return find(digests.sha256, match) || find(digests.sha1, match) || find(digests.md5, match);
-}
-
-void SignatureCursor::next() {
-  switch (digest_.size()) {
-    case hash::kMd5Bytes:
-      ++md5At_;
-      break;
-    case hash::kSha1Bytes:
-      ++sha1At_;
-      break;
-    case hash::kSha256Bytes:
-      ++sha256At_;
-      break;
-    default:
-      return;
-  }
-  choose();
-}
-
-void SignatureCursor::choose() {
-  digest_ = {};
-  consider(table_.md5_, md5At_);
-  consider(table_.sha1_, sha1At_);
-  consider(table_.sha256_, sha256At_);
-}
-
-/// Shorter digests are considered first, so the one chosen so far is never longer than `column`'s.
-template <size_t kBytes>
-void SignatureCursor::consider(const DigestColumn<kBytes>& column, size_t at) {
-  if (at == column.size()) return;
-  const auto& key = column.key(at);
-  if (!digest_.empty() && std::memcmp(key.data(), digest_.data(), digest_.size()) >= 0) return;
-  digest_ = key;
-  record_ = column.record(at);
 }
 
 size_t SignatureTableBuilder::entriesToReserve(size_t lineBytes) const {

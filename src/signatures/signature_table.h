@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -125,5 +126,41 @@ class SignatureTableBuilder {
 /// reference or a family that the older one lacks, or a name other than the generic one. Reuses the memory of
 /// `newer`; `older` is unchanged.
 SignatureTable mergedTable(SignatureTable newer, const SignatureTable& older);
+
+// A cursor is inline, because writing a large table is little more than visiting it.
+
+inline void SignatureCursor::next() {
+  switch (digest_.size()) {
+    case hash::kMd5Bytes:
+      ++md5At_;
+      break;
+    case hash::kSha1Bytes:
+      ++sha1At_;
+      break;
+    case hash::kSha256Bytes:
+      ++sha256At_;
+      break;
+    default:
+      return;
+  }
+  choose();
+}
+
+inline void SignatureCursor::choose() {
+  digest_ = {};
+  consider(table_.md5_, md5At_);
+  consider(table_.sha1_, sha1At_);
+  consider(table_.sha256_, sha256At_);
+}
+
+/// Shorter digests are considered first, so the one chosen so far is never longer than `column`'s.
+template <size_t kBytes>
+inline void SignatureCursor::consider(const DigestColumn<kBytes>& column, size_t at) {
+  if (at == column.size()) return;
+  const auto& key = column.key(at);
+  if (!digest_.empty() && std::memcmp(key.data(), digest_.data(), digest_.size()) >= 0) return;
+  digest_ = key;
+  record_ = column.record(at);
+}
 
 }  // namespace korvel
