@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <vector>
 
 #include "base/sizes.h"
 #include "hash/hex_digest.h"
@@ -20,20 +21,31 @@ bool isBareEntry(const SignatureFields& fields) {
 /// Collects text and hands it over in large pieces.
 class PieceWriter {
  public:
-  explicit PieceWriter(const WriteText& write) : write_(write) { text_.reserve(kPieceBytes + kKiB); }
+  explicit PieceWriter(const WriteText& write) : write_(write), piece_(kPieceBytes) {}
 
-  std::string& text() { return text_; }
-  void handOverIfLarge() {
-    if (text_.size() >= kPieceBytes) handOver();
+  void append(std::string_view text) {
+    if (text.size() > piece_.size() - used_) handOver();
+    if (text.size() > piece_.size()) return write_(text);
+    text.copy(piece_.data() + used_, text.size());
+    used_ += text.size();
+  }
+  /// A line that is only a digest: nearly every line of a large file.
+  void appendBareLine(std::span<const uint8_t> digest) {
+    const size_t bytes = 2 * digest.size() + 1;
+    if (bytes > piece_.size() - used_) handOver();
+    hash::encodeHex(digest, piece_.data() + used_);
+    used_ += bytes;
+    piece_[used_ - 1] = '\n';
   }
   void handOver() {
-    if (!text_.empty()) write_(text_);
-    text_.clear();
+    if (used_ != 0) write_({piece_.data(), used_});
+    used_ = 0;
   }
 
  private:
   const WriteText& write_;
-  std::string text_;
+  std::vector<char> piece_;
+  size_t used_ = 0;
 };
 
 /// Calls `visit` for every entry that is not in `leftOut`. Both come in the same order.
@@ -50,12 +62,6 @@ void visitKept(const SignatureTable& table, const DigestList& leftOut, const Vis
   }
 }
 
-void appendDigest(std::span<const uint8_t> digest, std::string& text) {
-  const size_t before = text.size();
-  text.resize(before + 2 * digest.size());
-  hash::encodeHex(digest, text.data() + before);
-}
-
 uint64_t countKept(const SignatureTable& table, const DigestList& leftOut) {
   uint64_t count = table.size();
   for (const std::string& key : leftOut) {
@@ -67,7 +73,7 @@ uint64_t countKept(const SignatureTable& table, const DigestList& leftOut) {
 }  // namespace
 
 void appendCanonicalLine(std::span<const uint8_t> digest, const SignatureFields& fields, std::string& text) {
-  appendDigest(digest, text);
+  text += hash::encodeHex(digest);
   if (isBareEntry(fields)) {
     text += '\n';
     return;
@@ -93,19 +99,17 @@ uint64_t writeDatabase(const SignatureTable& table, const DatabaseHead& head, co
                        const WriteText& write) {
   const uint64_t count = countKept(table, leftOut);
   PieceWriter out(write);
-  out.text() =
+  out.append(
       "# KORVEL signature database. Made by korvelsig; change what it was made from, not this file.\n"
       "KORVELDB/1\nVERSION " +
       head.version + "\nGENERATED " + std::to_string(head.generated) + "\nSIZE " + std::to_string(count) +
-      "\n";
-  visitKept(table, leftOut, [&out](const SignatureCursor& at) {
-    if (at.isBare()) {
-      appendDigest(at.digest(), out.text());
-      out.text() += '\n';
-    } else {
-      appendCanonicalLine(at.digest(), at.fields(), out.text());
-    }
-    out.handOverIfLarge();
+      "\n");
+  std::string line;
+  visitKept(table, leftOut, [&](const SignatureCursor& at) {
+    if (at.isBare()) return out.appendBareLine(at.digest());
+    line.clear();
+    appendCanonicalLine(at.digest(), at.fields(), line);
+    out.append(line);
   });
   out.handOver();
   return count;
@@ -122,10 +126,7 @@ uint64_t countFeed(const SignatureTable& table, const DigestList& leftOut) {
 void writeFeed(const SignatureTable& table, const DigestList& leftOut, const WriteText& write) {
   PieceWriter out(write);
   visitKept(table, leftOut, [&out](const SignatureCursor& at) {
-    if (at.digest().size() != hash::kSha256Bytes) return;
-    appendDigest(at.digest(), out.text());
-    out.text() += '\n';
-    out.handOverIfLarge();
+    if (at.digest().size() == hash::kSha256Bytes) out.appendBareLine(at.digest());
   });
   out.handOver();
 }

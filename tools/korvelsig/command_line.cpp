@@ -84,6 +84,7 @@ class Grammar {
     app_.footer(kFooter);
     app_.set_version_flag("--version", std::string("korvelsig ") + kServiceVersion);
     app_.require_subcommand(1);
+    app_.add_flag("--json", command_.json, "Print JSON instead of text");
     addBuild();
     addVerify();
     addInfo();
@@ -112,7 +113,7 @@ class Grammar {
   CLI::App* addAction(const std::string& name, const std::string& help, Action action) {
     CLI::App* sub = app_.add_subcommand(name, help);
     sub->callback([this, action] { command_.action = action; });
-    sub->add_flag("--json", command_.json, "Print JSON instead of text");
+    sub->fallthrough();  // --json may follow the command
     return sub;
   }
 
@@ -208,7 +209,9 @@ class Grammar {
 
   /// What follows "--" after "lookup" are the items. `arguments` are in reverse.
   void splitItems(std::vector<std::string>& arguments) {
-    if (arguments.empty() || arguments.back() != "lookup") return;
+    const auto isOption = [](const std::string& argument) { return argument.starts_with('-'); };
+    const auto name = std::find_if_not(arguments.rbegin(), arguments.rend(), isOption);
+    if (name == arguments.rend() || *name != "lookup") return;
     const auto split = std::find(arguments.rbegin(), arguments.rend(), "--");
     if (split == arguments.rend()) return;
     command_.items.assign(split + 1, arguments.rend());

@@ -9,6 +9,7 @@
 
 #include "base/sizes.h"
 #include "hash/triple_digest.h"
+#include "korvelsig/canonical_text.h"
 #include "korvelsig/commands.h"
 #include "korvelsig/merge_story.h"
 #include "korvelsig/table_difference.h"
@@ -71,8 +72,7 @@ Counts countEntries(const SignatureTable& table) {
 }
 
 std::string timeText(uint64_t unixSeconds) {
-  constexpr uint64_t kLatest = 253'402'300'799;  // the end of the year 9999
-  if (unixSeconds > kLatest) return std::to_string(unixSeconds);
+  if (unixSeconds > kMaxTime) return std::to_string(unixSeconds);
   const std::chrono::sys_seconds time{std::chrono::seconds(unixSeconds)};
   const auto day = std::chrono::floor<std::chrono::days>(time);
   const std::chrono::year_month_day date{day};

@@ -69,8 +69,9 @@ void findInSkipped(const SignatureLine& line, uint64_t number, std::vector<Findi
                                    [&line](const Keyword& key) { return line.text == key.word; });
   if (keyword || line.text == kHeaderKey.substr(0, kHeaderKey.size() - 1)) {
     findings.push_back({FindingId::kKeywordWithoutValue, number,
-                        inQuotes(line.text) + " has no value and is skipped: the keyword needs one blank and a "
-                                            "value"});
+                        inQuotes(line.text) +
+                            " has no value and is skipped: the keyword needs one blank and a "
+                            "value"});
     return;
   }
   findings.push_back(digestFinding(line.fieldCount == 0 ? std::string_view() : line.fields[0], number));
@@ -209,8 +210,8 @@ void findInLine(const SignatureLine& line, uint64_t number, std::vector<Finding>
     report(FindingId::kEmptyName, "the threat name is empty");
   }
   if (line.longForm && line.entry.severity == kSeverityClean) {
-    report(FindingId::kUnknownSeverity,
-           "unknown severity " + inQuotes(line.fields[3]) + ", read as 0: the file matches and is not listed");
+    report(FindingId::kUnknownSeverity, "unknown severity " + inQuotes(line.fields[3]) +
+                                            ", read as 0: the file matches and is not listed");
   }
   if (line.entry.severity == kSeverityLow) {
     report(FindingId::kNeverListed, "severity low: the file counts as a threat, but is never listed");

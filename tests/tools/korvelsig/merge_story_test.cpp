@@ -93,7 +93,8 @@ TEST(MergeStory, TheAnswerIsThatOfTheServicesMerge) {
     SignatureFields held;
     const std::optional<StoryEntry> answer = tell(files).answer;
     ASSERT_EQ(answer.has_value(), table.fields(digest.bytes(), held)) << round;
-    if (answer) ASSERT_EQ(*answer, storyEntryOf(held)) << round;
+    if (!answer) continue;
+    ASSERT_EQ(*answer, storyEntryOf(held)) << round;
   }
 }
 

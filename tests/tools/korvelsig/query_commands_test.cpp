@@ -70,7 +70,7 @@ TEST_F(QueryCommands, VerifyPrintsOneJsonDocument) {
 }
 
 TEST_F(QueryCommands, AFileThatCannotBeReadIsExitCode2) {
-  for (const std::string& command : {"verify", "info"}) {
+  for (const std::string command : {"verify", "info"}) {
     const SigRun failed = run({command, "missing"});
     EXPECT_EQ(failed.exitCode, 2);
     EXPECT_EQ(failed.err, "korvelsig: cannot read missing: no such file\n");
@@ -129,6 +129,23 @@ TEST_F(QueryCommands, LookupOfAnEmptyFileSaysThatTheServiceDoesNotLook) {
   const SigRun looked = run({"lookup", "db", "--", "empty"});
   EXPECT_EQ(looked.exitCode, 0);
   EXPECT_EQ(looked.out, "empty: empty: the service does not look it up\n");
+}
+
+TEST_F(QueryCommands, LookupLeavesOutFilesThatAreTooLargeForTheService) {
+  file("abc") = "abc";
+  database("db", "900150983cd24fb0d6963f7d28e17f72:ByMd5\n");
+  files_.claimedSizes["abc"] = 512u * 1024 * 1024;
+  EXPECT_EQ(run({"lookup", "db", "--", "abc"}).exitCode, 1);
+  ++files_.claimedSizes["abc"];
+  const SigRun looked = run({"lookup", "db", "--", "abc"});
+  EXPECT_EQ(looked.exitCode, 0);
+  EXPECT_EQ(looked.out, "abc: larger than 512 MiB: the service does not look it up\n");
+}
+
+TEST_F(QueryCommands, AHintThatIsWrongDoesNotHarm) {
+  database("db", kSha256A + "\n");
+  files_.claimedSizes["db"] = 0;
+  EXPECT_EQ(run({"lookup", "db", "--", kSha256A}).exitCode, 1);
 }
 
 TEST_F(QueryCommands, WhyNamesTheLinesThatWonAndLost) {

@@ -32,11 +32,18 @@ TEST(SigCommandLine, OptionsStandInAnyOrder) {
   EXPECT_EQ(build.version, std::nullopt);
 }
 
+TEST(SigCommandLine, JsonStandsBeforeOrAfterTheCommandAndFilesMayBeNamedLikeCommands) {
+  EXPECT_TRUE(command({"--json", "verify", "x"}).json);
+  EXPECT_TRUE(command({"verify", "--json", "x"}).json);
+  EXPECT_EQ(command({"verify", "info", "lookup"}).files, (std::vector<std::string>{"info", "lookup"}));
+}
+
 TEST(SigCommandLine, LookupSplitsAtTheTwoDashes) {
   const Command lookup = command({"lookup", "seed", "live", "--json", "--", kMd5, "--odd name"});
   EXPECT_EQ(lookup.files, (std::vector<std::string>{"seed", "live"}));
   EXPECT_EQ(lookup.items, (std::vector<std::string>{kMd5, "--odd name"}));
   EXPECT_TRUE(lookup.json);
+  EXPECT_EQ(command({"--json", "lookup", "seed", "--", kMd5}).items, (std::vector<std::string>{kMd5}));
   EXPECT_EQ(refusal({"lookup", "seed"}), kExitUsage);
   EXPECT_EQ(refusal({"lookup", "seed", "--"}), kExitUsage);
   EXPECT_EQ(refusal({"lookup", "--", kMd5}), kExitUsage);
