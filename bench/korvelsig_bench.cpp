@@ -58,9 +58,10 @@ void benchFile(const Figures& figures, const Arguments& arguments, const std::st
   };
   const std::vector<double> best =
       bestOf(arguments.rounds(3), {timed([&] { load(input); }), timed(verify), timed(build)});
-  figures.atMost("verify and build of " + name + ", to loading it", (best[1] + best[2]) / best[0], 3);
-  figures.plain("verify of " + name, best[1], "s");
-  figures.plain("build of " + name, best[2], "s");
+  // build verifies every line on its way, so it is the whole work of making a file.
+  figures.atMost("build of " + name + ", to loading it", best[2] / best[0], 3);
+  figures.atMost("verify of " + name + ", to loading it", best[1] / best[0], 3);
+  figures.plain("both one after the other, to loading it", (best[1] + best[2]) / best[0]);
   const auto fileBytes = static_cast<double>(std::filesystem::file_size(input));
   const uint64_t peak = std::max(korvel::bench::peakOf(verify), korvel::bench::peakOf(build));
   figures.atMost("peak with " + name + ", to the file", static_cast<double>(peak) / fileBytes, 2);
