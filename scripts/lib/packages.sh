@@ -15,8 +15,8 @@ KORVEL_PACKAGES=(
   libclang-rt-14-dev         # the run-time of the sanitizers and of the fuzzer
   clang-format               # keeps the sources in one layout
   clang-tidy                 # lint
-  libcli11-dev               # korvelctl: command line
-  nlohmann-json3-dev         # korvelctl: JSON output
+  libcli11-dev               # korvelctl, korvelsig: command line
+  nlohmann-json3-dev         # korvelctl, korvelsig: JSON output
   libssl-dev                 # the benchmarks: another implementation of the digests to compare with
   python3-pefile             # an independent PE reader, to compare the analysis with
   faketime                   # tests that need another time of day
@@ -24,6 +24,10 @@ KORVEL_PACKAGES=(
   openssl                    # tests that need certificates
   nginx-light                # the server that download tests talk to
 )
+
+# What the preset "tools" needs of them: korvelsig for this machine.
+# shellcheck disable=SC2034
+KORVEL_TOOLS_PACKAGES=(g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev)
 
 # Prints the packages that are not installed, one per line. Only asks dpkg, and only once.
 missing_packages() {
