@@ -25,6 +25,14 @@ constexpr char kUsage[] =
     "  KorvelService.exe --update-check\n"
     "  KorvelService.exe --fw\n";
 
+constexpr char kPing[] =
+    "служба отвечает\r\n"
+    "  версия:      1.2.0\r\n"
+    "  сигнатуры:   1 (e2e-1)\r\n"
+    "  защита:      вкл\r\n"
+    "  real-time:   выкл\r\n"
+    "  minifilter:  нет\r\n";
+
 std::string unreachablePing(int code = 2) {
   std::string text;
   for (const char* attempt : {"1", "2", "3"}) {
@@ -167,6 +175,28 @@ TEST_F(ExistingConsole, ShowsNothingOfARedirectedOutput) {
   EXPECT_EQ(seen.screen, "");
 }
 
+TEST_F(ExistingConsole, ShowsNothingOfAnOutputThatGoesToAFile) {
+  startService();
+  const std::wstring file = folder().write(L"said.txt", "");
+  const ConsoleRun seen = run(L"shell-with-file", L"--ping \"" + file + L"\"");
+  EXPECT_EQ(seen.exitCode, 0u);
+  EXPECT_EQ(seen.screen, "");
+  EXPECT_EQ(readFile(file), kPing);
+}
+
+TEST_F(ExistingConsole, ShowsThePingOfARunningService) {
+  startService();
+  const ConsoleRun seen = run(L"shell", L"--ping");
+  EXPECT_EQ(seen.exitCode, 0u);
+  EXPECT_EQ(seen.screen, kPing);
+}
+
+TEST_F(ExistingConsole, ShowsThePingThatReachesNoService) {
+  const ConsoleRun seen = run(L"shell-with-leftover", L"--ping");
+  EXPECT_EQ(seen.exitCode, 1u);
+  EXPECT_EQ(seen.screen, unreachablePing());
+}
+
 TEST_F(ExistingConsole, ShowsWhatTheDiagnosticClientsSay) {
   const ConsoleRun seen = run(L"shell", L"--fw");
   EXPECT_EQ(seen.exitCode, 1u);
@@ -257,13 +287,7 @@ TEST_F(RunMode, PingTellsTheStateOfTheService) {
   startService();
   const Finished run = runToEnd(serviceExecutable(), L"--ping");
   EXPECT_EQ(run.exitCode, 0u);
-  EXPECT_EQ(run.output,
-            "служба отвечает\r\n"
-            "  версия:      1.2.0\r\n"
-            "  сигнатуры:   1 (e2e-1)\r\n"
-            "  защита:      вкл\r\n"
-            "  real-time:   выкл\r\n"
-            "  minifilter:  нет\r\n");
+  EXPECT_EQ(run.output, kPing);
 }
 
 TEST_F(RunMode, PingReportsAPipeThatStaysBusyAfterItsThreeTimesThreeSeconds) {
