@@ -101,8 +101,7 @@ TEST_F(ConsoleMode, AQuarantineThatCannotBeMadeFailsTheStart) {
 }
 
 TEST_F(ConsoleMode, CtrlCStopsItCleanly) {
-  useOwnConsole();
-  startService();
+  startServiceInConsole();
   pressCtrlC();
   expectCleanEnd(20'000);
   EXPECT_TRUE(logGets("[INF] stopped\n"));
