@@ -14,16 +14,14 @@ make_debian_root() {
   local release=$1 root=$2 mirror
   find_root || die "making a Debian system needs root or a usable sudo"
   if [[ -f $root/.whole ]]; then return; fi
-  if ! command -v debootstrap >/dev/null; then
-    quietly "$KORVEL_LOGS/packages.log" "${AS_ROOT[@]}" env DEBIAN_FRONTEND=noninteractive \
-      apt-get install -y --no-install-recommends debootstrap || die "debootstrap cannot be installed"
-  fi
+  PATH=$PATH:/usr/sbin
+  ensure_command debootstrap debootstrap
   mirror=$(debian_mirror)
   [[ -n $mirror ]] || die "apt knows no Debian mirror here"
   stage "making a system of Debian's release $release"
   "${AS_ROOT[@]}" rm -rf "$root"
-  quietly "$KORVEL_LOGS/debootstrap-$release.log" "${AS_ROOT[@]}" "$(command -v debootstrap || echo /usr/sbin/debootstrap)" \
-    --variant=minbase "$release" "$root" "$mirror" || die "the system could not be made"
+  quietly "$KORVEL_LOGS/debootstrap-$release.log" "${AS_ROOT[@]}" debootstrap --variant=minbase \
+    "$release" "$root" "$mirror" || die "the system could not be made"
   "${AS_ROOT[@]}" touch "$root/.whole"
 }
 

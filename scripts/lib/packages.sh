@@ -84,3 +84,12 @@ ensure_packages() {
   mapfile -t missing < <(missing_packages)
   if ((${#missing[@]} > 0)); then die "still missing after the installation: ${missing[*]}"; fi
 }
+
+# ensure_command COMMAND PACKAGE: installs a package that only one script needs, unless its command is there.
+ensure_command() {
+  if command -v "$1" >/dev/null; then return 0; fi
+  find_root || die "the package $2 is missing, and there is neither root nor a usable sudo here"
+  stage "installing $2"
+  quietly "$KORVEL_LOGS/packages.log" "${AS_ROOT[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y --no-install-recommends "$2" || die "apt-get install failed"
+}
