@@ -58,8 +58,9 @@ in_debian_root() {
     "$TREE_IN_ROOT" "$@" </dev/null &
   child=$!
   set +m
+  # By force and the whole group: unshare itself heeds no milder signal, and sudo may stand in front of it.
   # shellcheck disable=SC2064
-  trap "kill -TERM $child 2>/dev/null || true" EXIT
+  trap "${AS_ROOT[*]} kill -KILL -- -$child 2>/dev/null || true" EXIT
   wait "$child" || status=$?
   trap - EXIT
   return "$status"
