@@ -51,13 +51,13 @@ inline constexpr Text kSummaryErrors{"Errors: {0}", "Ошибок: {0}"};
 
 // Lists
 inline constexpr Text kColumnNumber{"#", "№"};
-inline constexpr Text kColumnSeverity{"SEVERITY", "УРОВЕНЬ"};
-inline constexpr Text kColumnThreat{"THREAT", "УГРОЗА"};
-inline constexpr Text kColumnState{"STATE", "СОСТОЯНИЕ"};
-inline constexpr Text kColumnFile{"FILE", "ФАЙЛ"};
-inline constexpr Text kColumnFiles{"FILES", "ФАЙЛОВ"};
-inline constexpr Text kColumnRule{"RULE", "ПРАВИЛО"};
-inline constexpr Text kColumnSeen{"SEEN", "ВРЕМЯ"};
+inline constexpr Text kColumnSeverity{"severity", "уровень"};
+inline constexpr Text kColumnThreat{"threat", "угроза"};
+inline constexpr Text kColumnState{"state", "состояние"};
+inline constexpr Text kColumnFile{"file", "файл"};
+inline constexpr Text kColumnFiles{"files", "файлов"};
+inline constexpr Text kColumnRule{"rule", "правило"};
+inline constexpr Text kColumnSeen{"seen", "время"};
 inline constexpr Text kSuspiciousByRule{"Suspicious files by rule; --all lists each of them:",
                                         "Подозрительные файлы по правилам; --all перечислит каждый:"};
 inline constexpr Text kRealTimeEvents{"Real-time events:", "События в реальном времени:"};
