@@ -1,39 +1,20 @@
 #include "korvelctl/model/event_record.h"
 
-#include <chrono>
-#include <cstdio>
-
 #include "base/utf.h"
-#include "korvelctl/printable.h"
+#include "korvelctl/render/printable.h"
+#include "korvelctl/render/texts.h"
 
 namespace korvel::ctl {
 namespace {
 
 /// The system refuses an event with a longer string.
 constexpr size_t kMaxStringUnits = 31'839;
-/// The last second of the year 9999.
-constexpr uint64_t kLastShownSecond = 253'402'300'799;
 
 std::wstring text(std::wstring_view given) { return toWide(printable(given.substr(0, kMaxStringUnits))); }
 std::wstring text(std::string_view given) {
   std::wstring wide = toWide(printable(given));
   if (wide.size() > kMaxStringUnits) wide.resize(kMaxStringUnits);
   return wide;
-}
-
-/// "2026-11-21T04:11:00Z".
-std::string isoTime(uint64_t unixSeconds) {
-  if (unixSeconds == 0 || unixSeconds > kLastShownSecond) return "-";
-  const std::chrono::sys_seconds time{std::chrono::seconds(static_cast<int64_t>(unixSeconds))};
-  const auto day = std::chrono::floor<std::chrono::days>(time);
-  const std::chrono::year_month_day date(day);
-  const std::chrono::hh_mm_ss clock(time - day);
-  char buffer[48];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02u:%02u:%02uZ", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<unsigned>(clock.hours().count()), static_cast<unsigned>(clock.minutes().count()),
-                static_cast<unsigned>(clock.seconds().count()));
-  return buffer;
 }
 
 EventRecord aboutThreat(EventId id, EventLevel level, const EventThreat& threat) {
@@ -49,7 +30,7 @@ EventRecord threatFound(const EventThreat& threat) {
   const EventLevel level = threat.severity >= kSeverityHigh ? EventLevel::kError : EventLevel::kWarning;
   EventRecord record = aboutThreat(EventId::kThreatFound, level, threat);
   record.strings.push_back(std::to_wstring(threat.size));
-  record.strings.push_back(text(isoTime(threat.seenUtc)));
+  record.strings.push_back(threat.seenUtc == 0 ? L"-" : text(isoUtc(threat.seenUtc)));
   return record;
 }
 

@@ -1,0 +1,13 @@
+#include "korvelctl/commands/commands.h"
+
+namespace korvel::ctl {
+
+void addCommands(Command& root) {
+  addStatusCommands(root);
+  addUpdateCommands(root);
+  addReloadCommand(root);
+  addFirewallCommands(root);
+  addStopCommand(root);
+}
+
+}  // namespace korvel::ctl

@@ -1,0 +1,21 @@
+// The tree of all commands. Each group of commands has one file here and adds itself with one function.
+#pragma once
+
+#include "korvelctl/cli/command.h"
+
+namespace korvel::ctl {
+
+void addStatusCommands(Command& root);
+void addScanCommands(Command& root);
+void addThreatCommands(Command& root);
+void addQuarantineCommands(Command& root);
+void addConfigCommands(Command& root);
+void addUpdateCommands(Command& root);
+void addReloadCommand(Command& root);
+void addFirewallCommands(Command& root);
+void addStopCommand(Command& root);
+
+/// All of them, in the order of the help.
+void addCommands(Command& root);
+
+}  // namespace korvel::ctl
