@@ -4,6 +4,7 @@ namespace korvel::ctl {
 
 void addCommands(Command& root) {
   addStatusCommands(root);
+  addScanCommands(root);
   addUpdateCommands(root);
   addReloadCommand(root);
   addFirewallCommands(root);
