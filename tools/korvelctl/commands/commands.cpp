@@ -5,6 +5,8 @@ namespace korvel::ctl {
 void addCommands(Command& root) {
   addStatusCommands(root);
   addScanCommands(root);
+  addThreatCommands(root);
+  addQuarantineCommands(root);
   addUpdateCommands(root);
   addReloadCommand(root);
   addFirewallCommands(root);
