@@ -7,6 +7,7 @@ void addCommands(Command& root) {
   addScanCommands(root);
   addThreatCommands(root);
   addQuarantineCommands(root);
+  addConfigCommands(root);
   addUpdateCommands(root);
   addReloadCommand(root);
   addFirewallCommands(root);
