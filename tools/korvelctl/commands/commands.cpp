@@ -11,6 +11,7 @@ void addCommands(Command& root) {
   addUpdateCommands(root);
   addReloadCommand(root);
   addFirewallCommands(root);
+  addWatchCommand(root);
   addStopCommand(root);
 }
 
