@@ -124,7 +124,9 @@ std::string verdictText(const CheckedFile& file, const Look& look) {
         std::string(words::kVerdictNotExamined.in(look.language)) + ": " + readingText(file, look.language);
   if (verdict.severity == kSeverityClean && verdict.findings.empty())
     return file.examined() ? words::kVerdictNothing.in(look.language) : text;
-  const std::string severity = colored(severityText(verdict.severity, look.language), verdict.severity, look);
+  const std::string severity =
+      filled(words::kVerdictSeverity, look.language,
+             {colored(severityText(verdict.severity, look.language), verdict.severity, look)});
   return text.empty() ? severity : severity + "; " + text;
 }
 
@@ -283,10 +285,12 @@ std::string renderCheck(const CheckDocument& document, const Look& look) {
              {countText(result.files, words::kCheckedFiles, language), numberText(result.found, language),
               numberText(result.suspicious, language), numberText(result.notExamined, language)}),
       look.columns);
-  std::string database = words::kNoDatabaseLoaded.in(language);
+  std::string database = words::kCheckNoSignatures.in(language);
   if (document.signatureCount > 0)
-    database = numberText(document.signatureCount, language) + ", " + printable(document.signatureVersion);
-  return text + wrapped(filled(words::kCheckDatabases, language, {database}), look.columns);
+    database = filled(words::kCheckDatabase, language,
+                      {countText(document.signatureCount, words::kCheckSignatures, language),
+                       printable(document.signatureVersion)});
+  return text + wrapped(database, look.columns);
 }
 
 }  // namespace korvel::ctl

@@ -37,6 +37,7 @@ inline constexpr Text kCheckIsFolder{"{0} is a folder; 'korvelctl scan' examines
 
 // Verdicts
 inline constexpr Text kVerdictNothing{"nothing found", "ничего не найдено"};
+inline constexpr Text kVerdictSeverity{"severity: {0}", "уровень: {0}"};
 inline constexpr Text kVerdictNotExamined{"NOT EXAMINED", "НЕ ПРОВЕРЕН"};
 inline constexpr Text kReadingMissing{"it does not exist or cannot be reached",
                                       "не существует или недоступен"};
@@ -112,6 +113,8 @@ inline constexpr Text kRuleOther{"value {0}, limit {1}", "значение {0}, 
 inline constexpr Text kCheckSummary{"{0} checked, threats: {1}, suspicious: {2}, not examined: {3}",
                                     "{0}; угроз: {1}, подозрительных: {2}, не проверено: {3}"};
 inline constexpr Plural kCheckedFiles{{"file", "files"}, {"файл", "файла", "файлов"}};
-inline constexpr Text kCheckDatabases{"Signature files: {0}", "Файлы сигнатур: {0}"};
+inline constexpr Text kCheckDatabase{"Database: {0}, {1}", "База: {0}, {1}"};
+inline constexpr Plural kCheckSignatures{{"signature", "signatures"}, {"сигнатура", "сигнатуры", "сигнатур"}};
+inline constexpr Text kCheckNoSignatures{"Database: none loaded", "База: не загружена"};
 
 }  // namespace korvel::ctl::words

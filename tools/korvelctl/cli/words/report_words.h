@@ -80,6 +80,7 @@ inline constexpr Text kFactSpeed{"Speed", "Скорость"};
 inline constexpr Text kFactComputer{"Computer", "Компьютер"};
 inline constexpr Text kFactScope{"Scope", "Область"};
 inline constexpr Text kFactDatabase{"Signature database", "База сигнатур"};
+inline constexpr Text kFactSignatures{"Signatures", "Сигнатур"};
 inline constexpr Text kFactDatabaseAge{"Last live update", "Последнее обновление"};
 inline constexpr Text kScopeQuick{"quick", "быстрое"};
 inline constexpr Text kScopeFull{"full", "полное"};
