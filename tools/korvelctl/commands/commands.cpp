@@ -7,6 +7,10 @@ void addCommands(Command& root) {
   addUpdateCommands(root);
   addReloadCommand(root);
   addFirewallCommands(root);
+  addCheckCommand(root);
+  addSettingsFileCommands(root);
+  addQuarantineFileCommands(root);
+  addShieldCommands(root);
   addStopCommand(root);
 }
 

@@ -119,9 +119,11 @@ std::string scopeText(const CheckedFile& file, Language language) {
 std::string verdictText(const CheckedFile& file, const Look& look) {
   const FileVerdict& verdict = file.verdict;
   std::string text;
-  if (!file.examined())
-    text =
-        std::string(words::kVerdictNotExamined.in(look.language)) + ": " + readingText(file, look.language);
+  if (!file.examined()) {
+    text = std::string(words::kVerdictNotExamined.in(look.language)) + ": " +
+           readingText(file.trace.reading, look.language);
+    if (file.trace.win32 != 0) text += " (win32=" + std::to_string(file.trace.win32) + ")";
+  }
   if (verdict.severity == kSeverityClean && verdict.findings.empty())
     return file.examined() ? words::kVerdictNothing.in(look.language) : text;
   const std::string severity =
@@ -164,8 +166,8 @@ std::string ruleLines(const CheckedFile& file, const Look& look) {
     codeWidth = std::max(codeWidth, columnsOf(rule.code));
     answerWidth = std::max(answerWidth, columnsOf(answerOf(rule)));
   }
-  const auto padded = [](const std::string& text, size_t width) {
-    return text + std::string(width - std::min(width, columnsOf(text)), ' ');
+  const auto padded = [](const std::string& cell, size_t width) {
+    return cell + std::string(width - std::min(width, columnsOf(cell)), ' ');
   };
   for (const RuleCheck& rule : file.trace.rules) {
     text += wrapped(ruleText(rule, look), look.columns,
@@ -227,15 +229,12 @@ std::string checkCsv(const CheckDocument& document) {
 
 }  // namespace
 
-std::string readingText(const CheckedFile& file, Language language) {
-  const auto withCode = [&file](const std::string& text) {
-    return text + " (win32=" + std::to_string(file.trace.win32) + ")";
-  };
-  switch (file.trace.reading) {
+std::string readingText(FileReading reading, Language language) {
+  switch (reading) {
     case FileReading::kWhole:
       return {};
     case FileReading::kMissing:
-      return withCode(words::kReadingMissing.in(language));
+      return words::kReadingMissing.in(language);
     case FileReading::kEmpty:
       return words::kReadingEmpty.in(language);
     case FileReading::kTooLarge:
@@ -243,11 +242,11 @@ std::string readingText(const CheckedFile& file, Language language) {
     case FileReading::kElsewhere:
       return words::kReadingElsewhere.in(language);
     case FileReading::kNotOpened:
-      return withCode(words::kReadingNotOpened.in(language));
+      return words::kReadingNotOpened.in(language);
     case FileReading::kBroken:
       break;
   }
-  return withCode(words::kReadingBroken.in(language));
+  return words::kReadingBroken.in(language);
 }
 
 Json checkJson(const CheckDocument& document) {

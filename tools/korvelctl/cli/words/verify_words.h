@@ -29,9 +29,8 @@ inline constexpr Text kExportExample{"For the analysts, under a name that nothin
 inline constexpr Text kExportNote{"The copy is as dangerous as the original was.",
                                   "Копия так же опасна, как сам файл."};
 inline constexpr Text kExportQuestion{"{0} exists. Replace it?", "{0} уже есть. Заменить?"};
-inline constexpr Text kExportExists{"{0} exists", "{0} уже есть"};
-inline constexpr Text kExportExistsAdvice{"name another file, or use --force",
-                                          "укажите другой файл или --force"};
+inline constexpr Text kExportNoFile{"-o FILE is missing: where shall the copy go?",
+                                    "не указано -o FILE: куда записать копию?"};
 inline constexpr Text kExportUnreadable{"cannot read the stored file {0}",
                                         "не удалось прочесть файл карантина {0}"};
 inline constexpr Text kExportUnwritable{"cannot write {0}", "не удалось записать {0}"};
