@@ -3,7 +3,6 @@
 
 #include "base/files.h"
 #include "base/long_path.h"
-#include "base/text.h"
 #include "base/win.h"
 #include "korvelctl/cli/context.h"
 #include "korvelctl/cli/exit_codes.h"
@@ -41,12 +40,15 @@ int verify(const std::string& dir, Context& context) {
   }
   const IndexOnDisk index = readIndexIn(folder);
   const auto files = storedFilesIn(folder);
-  if (!dir.empty()) {
+  const std::vector<QuarantineRecord> indexed = parseQuarantineIndex(index.text.value_or(""));
+  if (dir.empty()) {
+    fillInDigests(records, indexed);
+  } else {
     if (!files) {
       const DWORD code = ::GetLastError();
       throw Failure(ErrorKind::kIo, context.say(words::kFolderNotListed, {printable(folder)}), {}, code);
     }
-    records = parseQuarantineIndex(index.text.value_or(""));
+    records = indexed;
     for (QuarantineRecord& record : records) record.storedFileExists = pathExists(record.storedPath);
   }
   const QuarantineCheck check = checkQuarantine(records, folder, files, index.state);
@@ -78,7 +80,7 @@ int exportFile(const ExportOptions& options, Context& context) {
   if (!sha256)
     throw Failure(ErrorKind::kIo, context.say(words::kExportUnreadable, {printable(record.storedPath)}), {},
                   ::GetLastError());
-  const bool altered = !record.sha256.empty() && lowerAscii(record.sha256) != *sha256;
+  const bool altered = !sha256->starts_with(recordedDigest(record));
   if (!dryRun && !::CopyFileW(forFileApi(record.storedPath).c_str(), forFileApi(target).c_str(),
                               /*failIfExists=*/exists ? FALSE : TRUE)) {
     throw Failure(ErrorKind::kIo, context.say(words::kExportUnwritable, {printable(target)}), {},

@@ -71,7 +71,7 @@ Json quarantineCheckJson(const QuarantineCheck& check) {
   Json rows = Json::array();
   for (const QuarantineRow& row : check.rows) {
     Json json = quarantineRowJson(row);
-    json["recorded_sha256"] = row.record.sha256;
+    json["recorded_sha256"] = recordedDigest(row.record);  // the first 16 digits where no more is known
     json["sha256"] = row.sha256.empty() ? Json() : Json(row.sha256);
     if (row.sharesFile) json["shares_file"] = true;
     if (row.sharesId) json["shares_id"] = true;

@@ -49,8 +49,9 @@ class Page {
            "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
            "style-src 'unsafe-inline'; form-action 'none'; base-uri 'none'\">\n" +
            element("title", "", html(title())) + "\n<style>" + kScanHtmlStyle +
-           "</style>\n</head>\n<body>\n<main>\n" + head() + facts() + targets() + severities() + threats() +
-           suspicious() + stored() + events() + errors() + footer() + "</main>\n</body>\n</html>\n";
+           "</style>\n</head>\n<body>\n<main>\n" + head() + facts() + severities() + threats() +
+           suspicious() + stored() + events() + errors() + targets() + footer() +
+           "</main>\n</body>\n</html>\n";
   }
 
  private:
