@@ -4,7 +4,9 @@
 #include <nlohmann/json.hpp>
 
 #include "korvelctl/render/html_text.h"
+#include "korvelctl/cli/words/report_words.h"
 #include "korvelctl/render/json_path.h"
+#include "korvelctl/render/listing.h"
 #include "korvelctl/render/rule_text.h"
 #include "korvelctl/render/scan_report.h"
 #include "sample_documents.h"
@@ -124,6 +126,14 @@ TEST(ScanCsv, HasOneRowForEachThreatAndEventAndNoFormula) {
   EXPECT_TRUE(holds(csv, "\nevent,,high,"));
   EXPECT_FALSE(csv.starts_with("\xEF\xBB\xBF"));
   EXPECT_TRUE(reportFile(test::hostileScan(), ReportForm::kCsv, Look{}).starts_with("\xEF\xBB\xBF"));
+}
+
+TEST(Listing, CsvKeepsTheCommaBehindAnEmptyFirstField) {
+  Listing listing({{"a", words::kColumnFile}, {"b", words::kColumnFile}});
+  listing.addRow({std::string(), std::string("x")});
+  Look look;
+  look.mode = OutputMode::kCsv;
+  EXPECT_EQ(listing.text(look), "a,b\r\n,x\r\n");
 }
 
 TEST(ScanText, GroupsWhatIsMerelySuspiciousUnlessAllIsAskedFor) {
