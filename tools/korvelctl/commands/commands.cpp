@@ -12,6 +12,10 @@ void addCommands(Command& root) {
   addReloadCommand(root);
   addFirewallCommands(root);
   addWatchCommand(root);
+  addCheckCommand(root);
+  addSettingsFileCommands(root);
+  addQuarantineFileCommands(root);
+  addShieldCommands(root);
   addStopCommand(root);
 }
 

@@ -15,6 +15,10 @@ void addReloadCommand(Command& root);
 void addFirewallCommands(Command& root);
 void addWatchCommand(Command& root);
 void addStopCommand(Command& root);
+void addCheckCommand(Command& root);
+void addShieldCommands(Command& root);
+void addSettingsFileCommands(Command& root);    ///< to the group "config"
+void addQuarantineFileCommands(Command& root);  ///< to the group "quarantine"
 
 /// All of them, in the order of the help.
 void addCommands(Command& root);

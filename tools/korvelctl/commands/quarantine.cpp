@@ -35,7 +35,8 @@ QuarantineCheck lookAtQuarantine(Context& context) {
   const std::vector<QuarantineRecord> records = askQuarantine(context.service());
   const FilePlaces places(askSettings(context.service()).quarantineDir);
   const std::wstring& folder = places.quarantineFolder();
-  return checkQuarantine(records, folder, listStoredFiles(folder), readIndexState(folder));
+  return checkQuarantine(records, folder, storedFilesIn(folder, Digests::kLeftOut),
+                         readIndexIn(folder).state);
 }
 
 int list(const QuarantineOptions& options, Context& context) {

@@ -71,7 +71,7 @@ Json quarantineRowJson(const QuarantineRow& row) {
   Json json{{"id", jsonNumber(record.id)}};
   putPath(json, "original", record.originalPath);
   putPath(json, "stored", record.storedPath);
-  json.update(Json{{"stored_state", record.storedFileExists ? storedStateName(row.state) : "missing"},
+  json.update(Json{{"stored_state", storedStateName(record.storedFileExists ? StoredState::kPresent : StoredState::kMissing)},
                    {"name", record.threat},
                    {"code", record.code},
                    {"severity", severityName(record.severity)},
