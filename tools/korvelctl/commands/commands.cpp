@@ -8,6 +8,9 @@ void addCommands(Command& root) {
   addReloadCommand(root);
   addFirewallCommands(root);
   addStopCommand(root);
+  addServiceCommands(root);
+  addLogCommands(root);
+  addCompletionCommand(root);
 }
 
 }  // namespace korvel::ctl

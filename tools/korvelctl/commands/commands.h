@@ -14,6 +14,9 @@ void addUpdateCommands(Command& root);
 void addReloadCommand(Command& root);
 void addFirewallCommands(Command& root);
 void addStopCommand(Command& root);
+void addServiceCommands(Command& root);
+void addLogCommands(Command& root);
+void addCompletionCommand(Command& root);
 
 /// All of them, in the order of the help.
 void addCommands(Command& root);
