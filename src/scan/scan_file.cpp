@@ -2,10 +2,12 @@
 
 #include <optional>
 
+#include "base/clock.h"
 #include "base/interruptible_io.h"
 #include "base/long_path.h"
 #include "base/paths.h"
 #include "base/unique_resource.h"
+#include "pe/pe_analysis.h"
 #include "scan/file_content.h"
 #include "scan/file_rules.h"
 #include "scan/scan_filter.h"
@@ -42,38 +44,73 @@ class OpenedFile final : public FileBytes {
 /// Neither digests nor PE analysis for a file that cannot be opened, or whose bytes would first have to be
 /// fetched.
 FileContent contentOf(const ScanContext& context, const std::wstring& apiPath, DWORD attributes,
-                      uint64_t size, ScanScratch& scratch) {
+                      uint64_t size, ScanScratch& scratch, FileReading& reading) {
+  reading = FileReading::kElsewhere;
   if (isContentElsewhere(attributes)) return {};
   OpenedFile file(apiPath);
-  return file ? readContent(file, size, context, scratch) : FileContent{};
+  reading = FileReading::kNotOpened;
+  if (!file) return {};
+  FileContent content = readContent(file, size, context, scratch);
+  reading = content.complete ? FileReading::kWhole : FileReading::kBroken;
+  return content;
 }
 
 uint64_t joined(DWORD high, DWORD low) { return static_cast<uint64_t>(high) << 32 | low; }
 
-}  // namespace
+/// Which reading a size alone decides; kWhole where the file is to be read.
+FileReading readingBySize(uint64_t size, const ScanContext& context) {
+  if (size == 0) return FileReading::kEmpty;
+  return size > context.maxFileSize ? FileReading::kTooLarge : FileReading::kWhole;
+}
 
-FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch) {
+/// `trace` may be null.
+FileVerdict judgeFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
+                      VerdictTrace* trace) {
   const InterruptibleIo interruptible(context.abandoned);
+  const auto note = [trace](FileReading how) {
+    const DWORD code = ::GetLastError();
+    if (trace == nullptr) return;
+    const bool failed =
+        how == FileReading::kMissing || how == FileReading::kNotOpened || how == FileReading::kBroken;
+    *trace = {.reading = how, .win32 = failed ? static_cast<uint32_t>(code) : 0, .rules = {}};
+  };
   const std::wstring apiPath = forFileApi(path);
   WIN32_FILE_ATTRIBUTE_DATA attributes{};  // all zero where they cannot be read
-  (void)::GetFileAttributesExW(apiPath.c_str(), GetFileExInfoStandard, &attributes);
+  const bool found = ::GetFileAttributesExW(apiPath.c_str(), GetFileExInfoStandard, &attributes) != FALSE;
+  if (!found) note(FileReading::kMissing);
   const uint64_t size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
   const uint64_t lastWriteTime =
       joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
-  if (size == 0 || size > context.maxFileSize) {
+  FileReading reading = readingBySize(size, context);
+  if (reading != FileReading::kWhole) {
+    if (found) note(reading);
     FileVerdict verdict;
     verdict.path = path;
     verdict.fileName = fileName(path);
     verdict.size = size;
     verdict.lastWriteTime = lastWriteTime;
-    if (size != 0) verdict.reasons.emplace_back(kSkippedForSize);
+    if (reading == FileReading::kTooLarge) verdict.reasons.emplace_back(kSkippedForSize);
     return verdict;
   }
 
-  const FileContent content = contentOf(context, apiPath, attributes.dwFileAttributes, size, scratch);
+  FileContent content = contentOf(context, apiPath, attributes.dwFileAttributes, size, scratch, reading);
+  note(reading);
+  if (trace != nullptr) explainPe(content.pe, unixSecondsNow());
   SignatureMatch match;
   const bool matched = content.digests && context.database->lookup(*content.digests, &match);
-  return buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe, matched, match);
+  return buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe, matched, match,
+                      trace == nullptr ? nullptr : &trace->rules);
+}
+
+}  // namespace
+
+FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch) {
+  return judgeFile(context, path, scratch, /*trace=*/nullptr);
+}
+
+FileVerdict explainFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
+                        VerdictTrace& trace) {
+  return judgeFile(context, path, scratch, &trace);
 }
 
 }  // namespace korvel
