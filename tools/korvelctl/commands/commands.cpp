@@ -10,6 +10,8 @@ void addCommands(Command& root) {
   addStopCommand(root);
   addServiceCommands(root);
   addLogCommands(root);
+  addDoctorCommand(root);
+  addSelftestCommand(root);
   addCompletionCommand(root);
 }
 

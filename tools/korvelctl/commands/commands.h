@@ -13,9 +13,13 @@ void addConfigCommands(Command& root);
 void addUpdateCommands(Command& root);
 void addReloadCommand(Command& root);
 void addFirewallCommands(Command& root);
+/// To the group of the one above.
+void addFirewallFileCommands(Command& firewall);
 void addStopCommand(Command& root);
 void addServiceCommands(Command& root);
 void addLogCommands(Command& root);
+void addDoctorCommand(Command& root);
+void addSelftestCommand(Command& root);
 void addCompletionCommand(Command& root);
 
 /// All of them, in the order of the help.

@@ -162,8 +162,8 @@ std::string ruleLines(const CheckedFile& file, const Look& look) {
     codeWidth = std::max(codeWidth, columnsOf(rule.code));
     answerWidth = std::max(answerWidth, columnsOf(answerOf(rule)));
   }
-  const auto padded = [](const std::string& text, size_t width) {
-    return text + std::string(width - std::min(width, columnsOf(text)), ' ');
+  const auto padded = [](const std::string& cell, size_t width) {
+    return cell + std::string(width - std::min(width, columnsOf(cell)), ' ');
   };
   for (const RuleCheck& rule : file.trace.rules) {
     text += wrapped(ruleText(rule, look), look.columns,
