@@ -14,6 +14,5 @@ namespace korvel::ctl {
 std::string renderQuarantine(const QuarantineCheck& check, const std::vector<QuarantineRow>& rows,
                              const Look& look);
 nlohmann::ordered_json quarantineJson(const QuarantineCheck& check, const std::vector<QuarantineRow>& rows);
-nlohmann::ordered_json quarantineRowJson(const QuarantineRow& row);
 
 }  // namespace korvel::ctl
