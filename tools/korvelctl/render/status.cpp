@@ -15,7 +15,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 std::string realTimeText(const EngineStatus& status, Language language) {
-  std::string text = onOffText(status.realTimeActive, language);
+  std::string text = (status.realTimeActive ? words::kProtectionOn : words::kProtectionOff).in(language);
   if (status.realTimeActive && status.signatureCount == 0) text = words::kRealTimeUseless.in(language);
   if (!status.minifilterConnected) return text + ", " + words::kDriverAbsent.in(language);
   const std::string queries = countText(status.minifilterHandled, words::kQueries, language);
@@ -66,7 +66,8 @@ std::string renderStatus(const StatusReport& report, const Look& look) {
             filled(words::kServiceAnswers, language,
                    {printable(status.serviceVersion), std::to_string(report.roundTripMs)}));
   facts.add(words::kSignatures.in(language), signaturesText(status, report.settings, report.now, language));
-  facts.add(words::kProtection.in(language), onOffText(status.protectionEnabled, language));
+  facts.add(words::kProtection.in(language),
+            (status.protectionEnabled ? words::kProtectionOn : words::kProtectionOff).in(language));
   facts.add(words::kRealTime.in(language), realTimeText(status, language));
   facts.add(words::kScan.in(language), scanText(report, look));
   facts.add(words::kUpdate.in(language), updateText(report, language));

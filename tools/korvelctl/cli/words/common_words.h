@@ -77,8 +77,8 @@ constexpr Text kInternalError{"internal error, please report it: {0}",
                               "внутренняя ошибка, сообщите о ней: {0}"};
 
 // Common values
-constexpr Text kOn{"on", "включено"};
-constexpr Text kOff{"off", "выключено"};
+constexpr Text kOn{"on", "вкл."};
+constexpr Text kOff{"off", "выкл."};
 constexpr Text kYes{"yes", "да"};
 constexpr Text kNo{"no", "нет"};
 constexpr Text kNever{"never", "никогда"};

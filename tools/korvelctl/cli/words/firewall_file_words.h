@@ -7,15 +7,14 @@ namespace korvel::ctl::words {
 
 constexpr Text kExportHelp{"Write KORVEL's own rules into a file", "Записать правила KORVEL в файл"};
 constexpr Text kExportOutputHelp{"The file; without it the text goes to the output",
-                                        "Файл; без него текст выводится на экран"};
+                                 "Файл; без него текст выводится на экран"};
 constexpr Text kExportForceHelp{"Replace a file that exists", "Заменить существующий файл"};
-constexpr Text kExportExample{"Before another computer is set up",
-                                     "Перед настройкой другого компьютера"};
+constexpr Text kExportExample{"Before another computer is set up", "Перед настройкой другого компьютера"};
 constexpr Text kImportHelp{"Make the rules of a file", "Создать правила из файла"};
 constexpr Text kImportArgument{"A file of 'firewall export'", "Файл, записанный «firewall export»"};
 constexpr Text kImportReplaceHelp{"Remove KORVEL's own rules first", "Сначала убрать правила KORVEL"};
 constexpr Text kImportExample{"Look first, then without --dry-run",
-                                     "Сначала посмотреть, затем без --dry-run"};
+                              "Сначала посмотреть, затем без --dry-run"};
 constexpr Text kImportNote{
     "The whole file is checked before the first change. Rules for the same program are replaced; others stay "
     "unless "
@@ -29,18 +28,15 @@ constexpr Text kExportExists{"{0} exists already", "{0} уже существу�
 constexpr Text kExportExistsAdvice{"replace it with --force", "заменить его: --force"};
 constexpr Text kExportFailed{"{0} could not be written", "{0} записать не удалось"};
 constexpr Text kImportUnreadable{"{0} could not be read", "{0} прочитать не удалось"};
-constexpr Text kImportBad{"{0} is no file of 'firewall export': {1}",
-                                 "{0} — не файл «firewall export»: {1}"};
+constexpr Text kImportBad{"{0} is no file of 'firewall export': {1}", "{0} — не файл «firewall export»: {1}"};
 constexpr Text kNotJson{"no JSON", "не JSON"};
 constexpr Text kWrongSchema{"the schema is not {0}", "схема не {0}"};
 constexpr Text kUnknownMember{"unknown member '{0}'", "неизвестное поле «{0}»"};
-constexpr Text kMemberMissing{"'{0}' is missing or has another type",
-                                     "поля «{0}» нет или оно другого типа"};
+constexpr Text kMemberMissing{"'{0}' is missing or has another type", "поля «{0}» нет или оно другого типа"};
 constexpr Text kWrongWord{"'{0}' cannot be '{1}'", "поле «{0}» не может быть «{1}»"};
 constexpr Text kNotAbsolute{"'{0}' is no absolute path", "«{0}» — не полный путь"};
 constexpr Text kImported{"rules made: {0} of {1}", "создано правил: {0} из {1}"};
 constexpr Text kWouldImport{"would make rules: {0}", "было бы создано правил: {0}"};
-constexpr Text kImportReplaceQuestion{"Remove KORVEL's own rules first?",
-                                             "Сначала убрать правила KORVEL?"};
+constexpr Text kImportReplaceQuestion{"Remove KORVEL's own rules first?", "Сначала убрать правила KORVEL?"};
 
 }  // namespace korvel::ctl::words

@@ -14,23 +14,21 @@ constexpr Text kScanNothing{"Nothing was examined", "Ни один файл не
 constexpr Text kScanLost{"The result of the scan is lost", "Результат сканирования потерян"};
 
 constexpr Text kScanCancelledWhy{"This client cancelled it. What was not examined may hold threats.",
-                                        "Его отменил этот клиент. В непроверенных файлах могут быть угрозы."};
+                                 "Его отменил этот клиент. В непроверенных файлах могут быть угрозы."};
 constexpr Text kScanStoppedWhy{
     "Somebody else cancelled it, or the folders changed meanwhile. What was not examined may hold threats.",
     "Его отменил кто-то другой, или папки изменились. В непроверенных файлах могут быть угрозы."};
-constexpr Text kScanFailedWhy{
-    "Usually no signature database is loaded: korvelctl status",
-    "Обычно причина в том, что база сигнатур не загружена: korvelctl status"};
+constexpr Text kScanFailedWhy{"Usually no signature database is loaded: korvelctl status",
+                              "Обычно причина в том, что база сигнатур не загружена: korvelctl status"};
 constexpr Text kScanNothingWhy{
     "The folders hold no file of a scanned kind; 'korvelctl help scan' lists the extensions.",
     "В папках нет файлов проверяемых типов; список расширений: korvelctl help scan"};
-constexpr Text kScanLostWhy{
-    "Another scan has taken its place, or the service has ended. Scan again.",
-    "Его место занял другой запуск, или служба завершилась. Повторите сканирование."};
+constexpr Text kScanLostWhy{"Another scan has taken its place, or the service has ended. Scan again.",
+                            "Его место занял другой запуск, или служба завершилась. Повторите сканирование."};
 
 constexpr Text kNoThreats{"No threats found", "Угроз не найдено"};
 constexpr Plural kThreatsFound{{"threat found", "threats found"},
-                                      {"угроза найдена", "угрозы найдены", "угроз найдено"}};
+                               {"угроза найдена", "угрозы найдены", "угроз найдено"}};
 constexpr Plural kFiles{{"file", "files"}, {"файл", "файла", "файлов"}};
 constexpr Plural kSignaturesNoun{{"signature", "signatures"}, {"сигнатура", "сигнатуры", "сигнатур"}};
 constexpr Plural kEventsNoun{{"event", "events"}, {"событие", "события", "событий"}};
@@ -42,11 +40,11 @@ constexpr Text kSummaryOf{"{0} of {1}", "{0} из {1}"};
 constexpr Text kSummaryDatabase{"Database: {0}, {1}", "База: {0}, {1}"};
 constexpr Text kSummaryNoDatabase{"Database: none loaded", "База: не загружена"};
 constexpr Text kSummaryThreats{"Threats: {0} (critical {1}, high {2}); suspicious: {3}",
-                                      "Угроз: {0} (критических {1}, высоких {2}); подозрительных: {3}"};
+                               "Угроз: {0} (критических {1}, высоких {2}); подозрительных: {3}"};
 constexpr Text kSummaryStored{"Files of the quarantine itself, not counted: {0}",
-                                     "Файлы самого карантина, не в счёт: {0}"};
+                              "Файлы самого карантина, не в счёт: {0}"};
 constexpr Text kSummaryEvents{"Real-time events meanwhile: {0}",
-                                     "События в реальном времени за это время: {0}"};
+                              "События в реальном времени за это время: {0}"};
 constexpr Text kSummaryErrors{"Errors: {0}", "Ошибок: {0}"};
 
 // Lists
@@ -59,7 +57,7 @@ constexpr Text kColumnFiles{"files", "файлов"};
 constexpr Text kColumnRule{"rule", "правило"};
 constexpr Text kColumnSeen{"seen", "время"};
 constexpr Text kSuspiciousByRule{"Suspicious files by rule; --all lists each of them:",
-                                        "Подозрительные файлы по правилам; --all перечислит каждый:"};
+                                 "Подозрительные файлы по правилам; --all перечислит каждый:"};
 constexpr Text kRealTimeEvents{"Real-time events:", "События в реальном времени:"};
 constexpr Text kStatePresent{"present", "на месте"};
 constexpr Text kStateQuarantined{"quarantined", "в карантине"};
@@ -109,7 +107,7 @@ constexpr Text kFooterMade{"Made by {0}; service {1}.", "Составлено: {
 constexpr Text kFooterService{"unknown", "неизвестна"};
 constexpr Text kFooterCommand{"Command:", "Команда:"};
 constexpr Text kFooterTimes{"Times are those of the computer's clock on the wall.",
-                                   "Время местное, по часам компьютера."};
+                            "Время местное, по часам компьютера."};
 constexpr Text kFooterTimesUtc{"Times are in UTC.", "Время указано в UTC."};
 
 }  // namespace korvel::ctl::words

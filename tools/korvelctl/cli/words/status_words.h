@@ -39,6 +39,8 @@ constexpr Text kUpdatedAgo{"updated {0} ago", "обновлены {0} назад
 constexpr Text kNeverUpdated{"never updated", "не обновлялись"};
 constexpr Text kNoSignatures{"none loaded", "не загружены"};
 constexpr Text kProtection{"Protection", "Защита"};
+constexpr Text kProtectionOn{"on", "включена"};
+constexpr Text kProtectionOff{"off", "выключена"};
 constexpr Text kRealTime{"Real time", "Реальное время"};
 constexpr Text kRealTimeUseless{"on, but without signatures it protects nothing",
                                 "включена, но без сигнатур ничего не защищает"};
