@@ -22,6 +22,7 @@ KORVEL_PACKAGES=(
   faketime                   # tests that need another time of day
   openssl                    # tests that need certificates
   nginx-light                # the server that download tests talk to
+  chromium                   # looks at the pages that korvelctl writes
 )
 
 # Prints the packages that are not installed, one per line. Only asks dpkg, and only once.

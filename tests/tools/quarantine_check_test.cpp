@@ -56,6 +56,31 @@ TEST(CheckQuarantine, RecordWithoutDigestOrSizeIsNotCalledAltered) {
   EXPECT_EQ(check({bare}, std::vector{file(L"x", 99, "cd")}).rows[0].state, StoredState::kPresent);
 }
 
+TEST(CheckQuarantine, TakesTheDigestFromTheStoredNameWhereTheServiceSentNone) {
+  QuarantineRecord bare = record(1, L"1731650000_3fa9c1d2e4b5a6f7_a.exe");
+  bare.sha256.clear();
+  EXPECT_EQ(recordedDigest(bare), "3fa9c1d2e4b5a6f7");
+  const std::wstring name = L"1731650000_3fa9c1d2e4b5a6f7_a.exe";
+  EXPECT_EQ(check({bare}, std::vector{file(name, 3, "3fa9c1d2e4b5a6f7ff")}).rows[0].state,
+            StoredState::kPresent);
+  EXPECT_EQ(check({bare}, std::vector{file(name, 3, "3fa9c1d2e4b5a6f8ff")}).rows[0].state,
+            StoredState::kAltered);
+  bare.storedPath = kFolder + L"\\1731650000__a.exe";
+  EXPECT_EQ(recordedDigest(bare), "");
+  bare.storedPath = kFolder + L"\\nothing";
+  EXPECT_EQ(recordedDigest(bare), "");
+}
+
+TEST(CheckQuarantine, TakesTheDigestFromTheSameRecordOfTheIndex) {
+  std::vector<QuarantineRecord> sent = {record(1, L"x"), record(1, L"y")};
+  for (QuarantineRecord& one : sent) one.sha256.clear();
+  QuarantineRecord indexed = record(1, L"y");
+  indexed.sha256 = "CD";
+  fillInDigests(sent, {indexed});
+  EXPECT_EQ(sent[0].sha256, "");
+  EXPECT_EQ(recordedDigest(sent[1]), "cd");
+}
+
 TEST(CheckQuarantine, WhatCouldNotBeReadIsNotLookedAt) {
   EXPECT_EQ(check({record(1, L"x")}, std::vector{file(L"x", 3, std::nullopt)}).rows[0].state,
             StoredState::kNotLookedAt);

@@ -13,6 +13,11 @@ void addConfigCommands(Command& root);
 void addUpdateCommands(Command& root);
 void addReloadCommand(Command& root);
 void addFirewallCommands(Command& root);
+void addWatchCommand(Command& root);
+void addCheckCommand(Command& root);
+void addShieldCommands(Command& root);
+void addSettingsFileCommands(Command& root);    ///< to the group "config"
+void addQuarantineFileCommands(Command& root);  ///< to the group "quarantine"
 /// To the group of the one above.
 void addFirewallFileCommands(Command& firewall);
 void addStopCommand(Command& root);

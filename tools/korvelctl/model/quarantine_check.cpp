@@ -6,12 +6,15 @@
 
 #include "base/paths.h"
 #include "base/text.h"
+#include "base/utf.h"
 #include "remedy/quarantine_index.h"
 
 namespace korvel::ctl {
 namespace {
 
 constexpr std::wstring_view kIndexFiles[] = {L"quarantine.db", L"quarantine.db.tmp"};
+
+constexpr size_t kDigitsInStoredName = 16;
 
 bool isIndexFile(std::wstring_view lowerName) {
   return std::find(std::begin(kIndexFiles), std::end(kIndexFiles), lowerName) != std::end(kIndexFiles);
@@ -21,8 +24,7 @@ StoredState stateOf(const QuarantineRecord& record, const StoredFile& file) {
   // A record whose size was not known has 0.
   if (record.size != 0 && record.size != file.size) return StoredState::kAltered;
   if (!file.sha256) return StoredState::kNotLookedAt;
-  if (!record.sha256.empty() && lowerAscii(record.sha256) != *file.sha256) return StoredState::kAltered;
-  return StoredState::kPresent;
+  return file.sha256->starts_with(recordedDigest(record)) ? StoredState::kPresent : StoredState::kAltered;
 }
 
 }  // namespace
@@ -53,6 +55,25 @@ const char* indexStateName(IndexState state) {
       break;
   }
   return "not_looked_at";
+}
+
+std::string recordedDigest(const QuarantineRecord& record) {
+  if (!record.sha256.empty()) return lowerAscii(record.sha256);
+  const std::string name = toUtf8(fileName(record.storedPath));
+  const size_t begin = name.find('_');
+  const size_t end = begin == std::string::npos ? begin : name.find('_', begin + 1);
+  if (end == std::string::npos) return {};
+  const std::string digits = name.substr(begin + 1, end - begin - 1);
+  const bool hexadecimal = digits.find_first_not_of("0123456789abcdef") == std::string::npos;
+  return hexadecimal && digits.size() == kDigitsInStoredName ? digits : std::string();
+}
+
+void fillInDigests(std::vector<QuarantineRecord>& records, const std::vector<QuarantineRecord>& index) {
+  for (QuarantineRecord& record : records) {
+    for (const QuarantineRecord& stored : index) {
+      if (stored.id == record.id && stored.storedPath == record.storedPath) record.sha256 = stored.sha256;
+    }
+  }
 }
 
 bool QuarantineCheck::hasFindings() const {

@@ -42,6 +42,13 @@ enum class IndexState {
 /// "whole", "missing", "damaged", "not_looked_at". A static text.
 const char* indexStateName(IndexState state);
 
+/// The recorded SHA-256, lower-case. The records that the service sends lack it: then its first 16 digits,
+/// which the stored file's name holds. Empty where neither is there.
+std::string recordedDigest(const QuarantineRecord& record);
+
+/// Gives the records that the service sent the digests of the same records in its index.
+void fillInDigests(std::vector<QuarantineRecord>& records, const std::vector<QuarantineRecord>& index);
+
 struct QuarantineRow {
   QuarantineRecord record;
   StoredState state = StoredState::kNotLookedAt;

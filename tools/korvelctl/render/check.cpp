@@ -119,12 +119,16 @@ std::string scopeText(const CheckedFile& file, Language language) {
 std::string verdictText(const CheckedFile& file, const Look& look) {
   const FileVerdict& verdict = file.verdict;
   std::string text;
-  if (!file.examined())
-    text =
-        std::string(words::kVerdictNotExamined.in(look.language)) + ": " + readingText(file, look.language);
+  if (!file.examined()) {
+    text = std::string(words::kVerdictNotExamined.in(look.language)) + ": " +
+           readingText(file.trace.reading, look.language);
+    if (file.trace.win32 != 0) text += " (win32=" + std::to_string(file.trace.win32) + ")";
+  }
   if (verdict.severity == kSeverityClean && verdict.findings.empty())
     return file.examined() ? words::kVerdictNothing.in(look.language) : text;
-  const std::string severity = colored(severityText(verdict.severity, look.language), verdict.severity, look);
+  const std::string severity =
+      filled(words::kVerdictSeverity, look.language,
+             {colored(severityText(verdict.severity, look.language), verdict.severity, look)});
   return text.empty() ? severity : severity + "; " + text;
 }
 
@@ -225,15 +229,12 @@ std::string checkCsv(const CheckDocument& document) {
 
 }  // namespace
 
-std::string readingText(const CheckedFile& file, Language language) {
-  const auto withCode = [&file](const std::string& text) {
-    return text + " (win32=" + std::to_string(file.trace.win32) + ")";
-  };
-  switch (file.trace.reading) {
+std::string readingText(FileReading reading, Language language) {
+  switch (reading) {
     case FileReading::kWhole:
       return {};
     case FileReading::kMissing:
-      return withCode(words::kReadingMissing.in(language));
+      return words::kReadingMissing.in(language);
     case FileReading::kEmpty:
       return words::kReadingEmpty.in(language);
     case FileReading::kTooLarge:
@@ -241,11 +242,11 @@ std::string readingText(const CheckedFile& file, Language language) {
     case FileReading::kElsewhere:
       return words::kReadingElsewhere.in(language);
     case FileReading::kNotOpened:
-      return withCode(words::kReadingNotOpened.in(language));
+      return words::kReadingNotOpened.in(language);
     case FileReading::kBroken:
       break;
   }
-  return withCode(words::kReadingBroken.in(language));
+  return words::kReadingBroken.in(language);
 }
 
 Json checkJson(const CheckDocument& document) {
@@ -283,10 +284,12 @@ std::string renderCheck(const CheckDocument& document, const Look& look) {
              {countText(result.files, words::kCheckedFiles, language), numberText(result.found, language),
               numberText(result.suspicious, language), numberText(result.notExamined, language)}),
       look.columns);
-  std::string database = words::kNoDatabaseLoaded.in(language);
+  std::string database = words::kCheckNoSignatures.in(language);
   if (document.signatureCount > 0)
-    database = numberText(document.signatureCount, language) + ", " + printable(document.signatureVersion);
-  return text + wrapped(filled(words::kCheckDatabases, language, {database}), look.columns);
+    database = filled(words::kCheckDatabase, language,
+                      {countText(document.signatureCount, words::kCheckSignatures, language),
+                       printable(document.signatureVersion)});
+  return text + wrapped(database, look.columns);
 }
 
 }  // namespace korvel::ctl

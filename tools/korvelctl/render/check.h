@@ -17,6 +17,6 @@ nlohmann::ordered_json checkJson(const CheckDocument& document);
 std::string renderCheck(const CheckDocument& document, const Look& look);
 
 /// Why a file was not examined: "it is empty". Empty for one that was.
-std::string readingText(const CheckedFile& file, Language language);
+std::string readingText(FileReading reading, Language language);
 
 }  // namespace korvel::ctl

@@ -111,7 +111,10 @@ std::string Listing::list(const Look& look) const {
 std::string Listing::csv() const {
   const auto row = [](const auto& items, const auto& textOf) {
     std::string text;
-    for (const auto& item : items) text += (text.empty() ? "" : ",") + csvField(textOf(item));
+    for (const auto& item : items) {
+      if (&item != &items.front()) text += ',';
+      text += csvField(textOf(item));
+    }
     return text + "\r\n";
   };
   std::string text = row(columns_, [](const Column& column) { return column.key; });

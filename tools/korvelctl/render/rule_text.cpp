@@ -48,7 +48,8 @@ std::string fractionText(const RuleQuantity& quantity, int digits, Language lang
 std::string entropyText(const RuleTerms& terms, Language language) {
   const std::string limit = fractionText(terms.limit, 2, language);
   std::string value = fractionText(terms.value, 2, language);
-  if (value == limit) value = fractionText(terms.value, 6, language);  // a value just above it must not look equal
+  if (value == limit)
+    value = fractionText(terms.value, 6, language);  // a value just above it must not look equal
   return filled(words::kRuleEntropy, language, {value, limit});
 }
 
@@ -75,7 +76,11 @@ std::string ruleText(const RuleCheck& rule, const Look& look) {
   const auto either = [&](const Text& withNames, const Text& without) {
     return names.empty() ? std::string(without.in(language)) : filled(withNames, language, {names});
   };
-  if (rule.code == "SIG.MATCH") return either(words::kRuleSignature, words::kRuleSignatureNone);
+  if (rule.code == "SIG.MATCH") {
+    constexpr size_t kShownDigits = 16;  // the whole digest stands above
+    if (names.empty()) return words::kRuleSignatureNone.in(language);
+    return filled(words::kRuleSignature, language, {names.substr(0, kShownDigits) + "..."});
+  }
   if (rule.code == "PE.PACKED")
     return filled(rule.hit ? words::kRulePacked : words::kRulePackedNot, language,
                   {names.empty() ? "-" : names});

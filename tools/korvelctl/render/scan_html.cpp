@@ -1,6 +1,8 @@
 // The scan report as one page. It needs nothing from outside and runs nothing: what a file's name holds can
 // at most be text in it.
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "korvelctl/cli/words/report_words.h"
@@ -47,8 +49,9 @@ class Page {
            "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
            "style-src 'unsafe-inline'; form-action 'none'; base-uri 'none'\">\n" +
            element("title", "", html(title())) + "\n<style>" + kScanHtmlStyle +
-           "</style>\n</head>\n<body>\n<main>\n" + head() + facts() + targets() + severities() + threats() +
-           suspicious() + stored() + events() + errors() + footer() + "</main>\n</body>\n</html>\n";
+           "</style>\n</head>\n<body>\n<main>\n" + head() + facts() + severities() + threats() +
+           suspicious() + stored() + events() + errors() + targets() + footer() +
+           "</main>\n</body>\n</html>\n";
   }
 
  private:
@@ -65,15 +68,20 @@ class Page {
            "\n";
   }
 
-  uint64_t dangerousEvents() const {
+  /// Files that were detected in real time and are not among the listed threats.
+  uint64_t otherDangerousFiles() const {
+    std::set<std::wstring_view> known;
+    for (const ReportedThreat& threat : document_.threats) known.insert(threat.record.path);
     uint64_t count = 0;
-    for (const ReportedEvent& seen : document_.events)
-      count += !seen.inQuarantineStore && seen.event.severity >= kSeverityHigh ? 1 : 0;
+    for (const ReportedEvent& seen : document_.events) {
+      if (seen.inQuarantineStore || seen.event.severity < kSeverityHigh) continue;
+      count += known.insert(seen.event.path).second ? 1 : 0;
+    }
     return count;
   }
 
   std::string head() const {
-    const uint64_t found = counts_.atLeast(kSeverityHigh) + dangerousEvents();
+    const uint64_t found = counts_.atLeast(kSeverityHigh) + otherDangerousFiles();
     const bool completed = document_.outcome == ScanOutcome::kCompleted;
     std::string headline = outcomeText(document_.outcome, language_);
     if (found > 0) {
@@ -98,16 +106,15 @@ class Page {
     std::string files = numberText(document_.filesExamined, language_);
     if (document_.filesTotal > document_.filesExamined)
       files = filled(words::kSummaryOf, language_, {files, numberText(document_.filesTotal, language_)});
-    std::string database = words::kNoneOfThem.in(language_);
-    if (document_.signatureCount > 0)
-      database = document_.signatureVersion + ", " +
-                 countText(document_.signatureCount, words::kSignaturesNoun, language_);
     const std::optional<double> speed = scanSpeed(document_);
     add(words::kFactFiles, files);
     add(words::kFactSize, bytesText(document_.bytesExamined, language_));
     add(words::kFactDuration, durationText(document_.elapsedMs, language_));
     add(words::kFactSpeed, speed ? speedText(*speed, language_) : std::string());
-    add(words::kFactDatabase, database);
+    add(words::kFactDatabase, document_.signatureCount == 0 ? std::string(words::kNoneOfThem.in(language_))
+                                                            : document_.signatureVersion);
+    add(words::kFactSignatures,
+        document_.signatureCount == 0 ? std::string() : numberText(document_.signatureCount, language_));
     add(words::kFactDatabaseAge,
         document_.lastLiveUpdateUtc == 0 ? std::string() : timeText(document_.lastLiveUpdateUtc, look_));
     add(words::kFactStarted,

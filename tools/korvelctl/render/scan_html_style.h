@@ -35,12 +35,13 @@ dd{margin:0;font-weight:600;overflow-wrap:anywhere;font-variant-numeric:tabular-
 .key li::before{content:"";display:inline-block;width:.7rem;height:.7rem;border-radius:.2rem;margin-right:.4rem;
 background:currentColor}
 .key b{color:var(--text);font-variant-numeric:tabular-nums}
+.key .c2{color:var(--s2)}
 .key li span{color:var(--text)}
 .b0{background:var(--s0)}.b1{background:var(--s1)}.b2{background:var(--s2)}.b3{background:var(--s3)}
 .b4{background:var(--s4)}
-.c0{color:var(--s0)}.c1{color:var(--s1)}.c2{color:var(--s2)}.c3{color:var(--s3)}.c4{color:var(--s4)}
+.c0{color:var(--s0)}.c1{color:var(--s1)}.c2{color:var(--warn)}.c3{color:var(--s3)}.c4{color:var(--s4)}
 details,.plain{background:var(--card);border:1px solid var(--line);border-radius:.6rem;margin:.5rem 0}
-summary{cursor:pointer;padding:.6rem .9rem;display:grid;grid-template-columns:6.5rem minmax(0,1fr) auto;
+summary{cursor:pointer;padding:.6rem .9rem;display:grid;grid-template-columns:8.5rem minmax(0,1fr) auto;
 gap:.1rem .8rem;align-items:baseline;list-style:none}
 summary::-webkit-details-marker{display:none}
 summary>b{overflow-wrap:anywhere}
@@ -59,6 +60,7 @@ overflow-wrap:anywhere}
 .files .path{color:var(--text)}
 table{border-collapse:collapse;width:100%;font-size:.93rem}
 .plain{padding:.2rem .9rem;overflow-x:auto}
+th::first-letter{text-transform:uppercase}
 th{text-align:left;color:var(--soft);font-weight:400;font-size:.8rem}
 th,td{padding:.4rem .8rem .4rem 0;border-bottom:1px solid var(--line);vertical-align:top}
 tr:last-child td{border-bottom:0}

@@ -5,18 +5,18 @@
 
 namespace korvel::ctl::words {
 
-inline constexpr Text kServiceHelp{"Manage the service in Windows", "Управлять службой в Windows"};
-inline constexpr Text kServiceStateHelp{"Show how the service is registered and whether it runs",
+constexpr Text kServiceHelp{"Manage the service in Windows", "Управлять службой в Windows"};
+constexpr Text kServiceStateHelp{"Show how the service is registered and whether it runs",
                                         "Показать регистрацию службы и её состояние"};
-inline constexpr Text kServiceStateExample{"Exit code 0 when it runs, otherwise 3",
+constexpr Text kServiceStateExample{"Exit code 0 when it runs, otherwise 3",
                                            "Код выхода 0, если работает, иначе 3"};
-inline constexpr Text kServiceStartHelp{"Start the service and wait until it runs",
+constexpr Text kServiceStartHelp{"Start the service and wait until it runs",
                                         "Запустить службу и дождаться её работы"};
-inline constexpr Text kServiceStartExample{"From an elevated prompt", "Из командной строки администратора"};
-inline constexpr Text kServiceStopHelp{"Stop the service and wait for its end",
+constexpr Text kServiceStartExample{"From an elevated prompt", "Из командной строки администратора"};
+constexpr Text kServiceStopHelp{"Stop the service and wait for its end",
                                        "Остановить службу и дождаться её конца"};
-inline constexpr Text kServiceStopExample{"Before its files are replaced", "Перед заменой её файлов"};
-inline constexpr Text kServiceStopNote{
+constexpr Text kServiceStopExample{"Before its files are replaced", "Перед заменой её файлов"};
+constexpr Text kServiceStopNote{
     "A stop can take a minute and more, for example while the driver is asked. --kill ends the process of a "
     "service that "
     "has not stopped in that time; its restart after a crash is then switched off until the next 'service "
@@ -25,19 +25,19 @@ inline constexpr Text kServiceStopNote{
     "службы, "
     "которая за это время не остановилась; её перезапуск после сбоя отключается до следующего «service "
     "install»."};
-inline constexpr Text kServiceRestartHelp{"Stop the service and start it again", "Перезапустить службу"};
-inline constexpr Text kServiceRestartExample{"After a change of a setting that acts at the next start",
+constexpr Text kServiceRestartHelp{"Stop the service and start it again", "Перезапустить службу"};
+constexpr Text kServiceRestartExample{"After a change of a setting that acts at the next start",
                                              "После изменения параметра, действующего со следующего запуска"};
-inline constexpr Text kWaitHelp{"Seconds to wait", "Сколько секунд ждать"};
-inline constexpr Text kKillHelp{"End the process of a service that does not stop",
+constexpr Text kWaitHelp{"Seconds to wait", "Сколько секунд ждать"};
+constexpr Text kKillHelp{"End the process of a service that does not stop",
                                 "Завершить процесс службы, которая не останавливается"};
-inline constexpr Text kInstallHelp{
+constexpr Text kInstallHelp{
     "Register the service and protect its folders, or repair both",
     "Зарегистрировать службу и защитить её каталоги или исправить то и другое"};
-inline constexpr Text kInstallExample{"With the KorvelService.exe beside korvelctl.exe",
+constexpr Text kInstallExample{"With the KorvelService.exe beside korvelctl.exe",
                                       "С KorvelService.exe, лежащим рядом с korvelctl.exe"};
-inline constexpr Text kInstallPathExample{"With another one", "С другим файлом"};
-inline constexpr Text kInstallNote{
+constexpr Text kInstallPathExample{"With another one", "С другим файлом"};
+constexpr Text kInstallNote{
     "The service starts with Windows, as LocalSystem, its path in quotation marks; after a crash it is "
     "restarted twice, a "
     "minute later each time. Only administrators and the system may change the program's folder and the data "
@@ -56,13 +56,13 @@ inline constexpr Text kInstallNote{
     "возврата. Для событий создаётся источник в журнале «Приложение». Повторный вызов исправляет то, что "
     "изменилось. "
     "Служба не запускается."};
-inline constexpr Text kInstallPathHelp{"The service's program (the one beside korvelctl.exe)",
+constexpr Text kInstallPathHelp{"The service's program (the one beside korvelctl.exe)",
                                        "Программа службы (та, что лежит рядом с korvelctl.exe)"};
-inline constexpr Text kNoRightsHelp{"Leave all access lists as they are", "Не менять права доступа"};
-inline constexpr Text kUninstallHelp{"Stop the service, remove its registration and its rights",
+constexpr Text kNoRightsHelp{"Leave all access lists as they are", "Не менять права доступа"};
+constexpr Text kUninstallHelp{"Stop the service, remove its registration and its rights",
                                      "Остановить службу, удалить её регистрацию и права"};
-inline constexpr Text kUninstallExample{"From a script, without a question", "Из сценария, без вопроса"};
-inline constexpr Text kUninstallNote{
+constexpr Text kUninstallExample{"From a script, without a question", "Из сценария, без вопроса"};
+constexpr Text kUninstallNote{
     "Files, settings, log and quarantine stay. The program's folder and the data folder get the rights that "
     "their parent "
     "folders pass on; a quarantine that is not empty stays closed.",
@@ -71,130 +71,130 @@ inline constexpr Text kUninstallNote{
     "каталогов; непустой карантин остаётся закрытым."};
 
 // State
-inline constexpr Text kState{"State", "Состояние"};
-inline constexpr Text kStateNotInstalled{"not installed", "не установлена"};
-inline constexpr Text kStateStopped{"stopped", "остановлена"};
-inline constexpr Text kStateStopFailed{"stopped, last ended with code {0}",
+constexpr Text kState{"State", "Состояние"};
+constexpr Text kStateNotInstalled{"not installed", "не установлена"};
+constexpr Text kStateStopped{"stopped", "остановлена"};
+constexpr Text kStateStopFailed{"stopped, last ended with code {0}",
                                        "остановлена, последний код завершения {0}"};
-inline constexpr Text kStateStarting{"starting", "запускается"};
-inline constexpr Text kStateStopping{"stopping", "останавливается"};
-inline constexpr Text kStateRunning{"runs, process {0}", "работает, процесс {0}"};
-inline constexpr Text kStateOther{"state {0}", "состояние {0}"};
-inline constexpr Text kProgram{"Program", "Программа"};
-inline constexpr Text kAccount{"Account", "Учётная запись"};
-inline constexpr Text kStart{"Start", "Запуск"};
-inline constexpr Text kStartAutomatic{"with Windows", "вместе с Windows"};
-inline constexpr Text kStartDemand{"on demand", "по требованию"};
-inline constexpr Text kStartDisabled{"disabled", "отключён"};
-inline constexpr Text kStartOther{"type {0}", "тип {0}"};
-inline constexpr Text kRecovery{"After a crash", "После сбоя"};
-inline constexpr Text kRecoveryRestart{"restart after {0}", "перезапуск через {0}"};
-inline constexpr Text kRecoveryReboot{"restart of the computer after {0}", "перезагрузка через {0}"};
-inline constexpr Text kRecoveryCommand{"a command after {0}", "команда через {0}"};
-inline constexpr Text kRecoveryNone{"nothing", "ничего"};
-inline constexpr Text kRecoveryNotTold{"not told", "неизвестно"};
-inline constexpr Text kStateFaultOtherProgram{"another program than the one beside korvelctl.exe",
+constexpr Text kStateStarting{"starting", "запускается"};
+constexpr Text kStateStopping{"stopping", "останавливается"};
+constexpr Text kStateRunning{"runs, process {0}", "работает, процесс {0}"};
+constexpr Text kStateOther{"state {0}", "состояние {0}"};
+constexpr Text kProgram{"Program", "Программа"};
+constexpr Text kAccount{"Account", "Учётная запись"};
+constexpr Text kStart{"Start", "Запуск"};
+constexpr Text kStartAutomatic{"with Windows", "вместе с Windows"};
+constexpr Text kStartDemand{"on demand", "по требованию"};
+constexpr Text kStartDisabled{"disabled", "отключён"};
+constexpr Text kStartOther{"type {0}", "тип {0}"};
+constexpr Text kRecovery{"After a crash", "После сбоя"};
+constexpr Text kRecoveryRestart{"restart after {0}", "перезапуск через {0}"};
+constexpr Text kRecoveryReboot{"restart of the computer after {0}", "перезагрузка через {0}"};
+constexpr Text kRecoveryCommand{"a command after {0}", "команда через {0}"};
+constexpr Text kRecoveryNone{"nothing", "ничего"};
+constexpr Text kRecoveryNotTold{"not told", "неизвестно"};
+constexpr Text kStateFaultOtherProgram{"another program than the one beside korvelctl.exe",
                                               "не та программа, что лежит рядом с korvelctl.exe"};
-inline constexpr Text kStateFaultNotQuoted{"no quotation marks around a path with blanks",
+constexpr Text kStateFaultNotQuoted{"no quotation marks around a path with blanks",
                                            "путь с пробелами без кавычек"};
-inline constexpr Text kStateFaultNotAutomatic{"does not start with Windows",
+constexpr Text kStateFaultNotAutomatic{"does not start with Windows",
                                               "не запускается вместе с Windows"};
-inline constexpr Text kStateFaultOtherAccount{"not LocalSystem", "не LocalSystem"};
-inline constexpr Text kStateFaultNoRecovery{"no restart after a crash", "нет перезапуска после сбоя"};
-inline constexpr Text kFaults{"To repair", "Исправить"};
-inline constexpr Text kRepairHint{"repair it as an administrator: korvelctl service install",
+constexpr Text kStateFaultOtherAccount{"not LocalSystem", "не LocalSystem"};
+constexpr Text kStateFaultNoRecovery{"no restart after a crash", "нет перезапуска после сбоя"};
+constexpr Text kFaults{"To repair", "Исправить"};
+constexpr Text kRepairHint{"repair it as an administrator: korvelctl service install",
                                   "исправляет от имени администратора: korvelctl service install"};
 
 // Actions
-inline constexpr Text kStopQuestionService{"Stop the protection service?", "Остановить службу защиты?"};
-inline constexpr Text kUninstallQuestion{"Stop the protection service and remove its registration?",
+constexpr Text kStopQuestionService{"Stop the protection service?", "Остановить службу защиты?"};
+constexpr Text kUninstallQuestion{"Stop the protection service and remove its registration?",
                                          "Остановить службу защиты и удалить её регистрацию?"};
-inline constexpr Text kStarted{"the service runs, process {0}", "служба работает, процесс {0}"};
-inline constexpr Text kAlreadyRuns{"the service runs already, process {0}",
+constexpr Text kStarted{"the service runs, process {0}", "служба работает, процесс {0}"};
+constexpr Text kAlreadyRuns{"the service runs already, process {0}",
                                    "служба уже работает, процесс {0}"};
-inline constexpr Text kStopped{"the service has stopped", "служба остановлена"};
-inline constexpr Text kAlreadyStopped{"the service does not run", "служба не работает"};
-inline constexpr Text kKilled{"the service did not stop within {0} s; its process has been ended",
+constexpr Text kStopped{"the service has stopped", "служба остановлена"};
+constexpr Text kAlreadyStopped{"the service does not run", "служба не работает"};
+constexpr Text kKilled{"the service did not stop within {0} s; its process has been ended",
                               "служба не остановилась за {0} с; её процесс завершён"};
-inline constexpr Text kWaitingStart{"waiting until the service runs ({0} s)…",
+constexpr Text kWaitingStart{"waiting until the service runs ({0} s)…",
                                     "ждём запуска службы ({0} с)…"};
-inline constexpr Text kWaitingStop{"waiting until the service has stopped ({0} s)…",
+constexpr Text kWaitingStop{"waiting until the service has stopped ({0} s)…",
                                    "ждём остановки службы ({0} с)…"};
-inline constexpr Text kWouldStartService{"would start the service", "служба была бы запущена"};
-inline constexpr Text kWouldStopService{"would stop the service", "служба была бы остановлена"};
-inline constexpr Text kWouldRestartService{"would restart the service", "служба была бы перезапущена"};
-inline constexpr Text kClosedFolder{"closed, files and folders: {0}", "закрыт, файлов и каталогов: {0}"};
-inline constexpr Text kWouldClose{"would be closed", "был бы закрыт"};
-inline constexpr Text kReleased{"has the rights of its parent folder",
+constexpr Text kWouldStartService{"would start the service", "служба была бы запущена"};
+constexpr Text kWouldStopService{"would stop the service", "служба была бы остановлена"};
+constexpr Text kWouldRestartService{"would restart the service", "служба была бы перезапущена"};
+constexpr Text kClosedFolder{"closed, files and folders: {0}", "закрыт, файлов и каталогов: {0}"};
+constexpr Text kWouldClose{"would be closed", "был бы закрыт"};
+constexpr Text kReleased{"has the rights of its parent folder",
                                 "получил права родительского каталога"};
-inline constexpr Text kWouldRelease{"would get the rights of its parent folder",
+constexpr Text kWouldRelease{"would get the rights of its parent folder",
                                     "получил бы права родительского каталога"};
-inline constexpr Text kStaysClosed{"stays closed: it is not empty", "остаётся закрытым: он не пуст"};
-inline constexpr Text kLeftAlone{"left as it is", "оставлен как есть"};
-inline constexpr Text kProgramFolder{"Program folder", "Каталог программы"};
-inline constexpr Text kDataFolder{"Data folder", "Каталог данных"};
-inline constexpr Text kQuarantineFolder{"Quarantine", "Карантин"};
-inline constexpr Text kServiceName{"Service", "Служба"};
-inline constexpr Text kRegistered{"registered: {0}", "зарегистрирована: {0}"};
-inline constexpr Text kRepaired{"registration renewed: {0}", "регистрация обновлена: {0}"};
-inline constexpr Text kWouldRegister{"would be registered: {0}", "была бы зарегистрирована: {0}"};
-inline constexpr Text kRemoved{"registration removed", "регистрация удалена"};
-inline constexpr Text kWasNotInstalled{"was not installed", "не была установлена"};
-inline constexpr Text kWouldRemove{"registration would be removed", "регистрация была бы удалена"};
-inline constexpr Text kEventSourceName{"Event log", "Журнал событий"};
-inline constexpr Text kSourceRegistered{"source '{0}' registered", "источник «{0}» зарегистрирован"};
-inline constexpr Text kSourceRemoved{"source '{0}' removed", "источник «{0}» удалён"};
-inline constexpr Text kWouldRegisterSource{"source '{0}' would be registered",
+constexpr Text kStaysClosed{"stays closed: it is not empty", "остаётся закрытым: он не пуст"};
+constexpr Text kLeftAlone{"left as it is", "оставлен как есть"};
+constexpr Text kProgramFolder{"Program folder", "Каталог программы"};
+constexpr Text kDataFolder{"Data folder", "Каталог данных"};
+constexpr Text kQuarantineFolder{"Quarantine", "Карантин"};
+constexpr Text kServiceName{"Service", "Служба"};
+constexpr Text kRegistered{"registered: {0}", "зарегистрирована: {0}"};
+constexpr Text kRepaired{"registration renewed: {0}", "регистрация обновлена: {0}"};
+constexpr Text kWouldRegister{"would be registered: {0}", "была бы зарегистрирована: {0}"};
+constexpr Text kRemoved{"registration removed", "регистрация удалена"};
+constexpr Text kWasNotInstalled{"was not installed", "не была установлена"};
+constexpr Text kWouldRemove{"registration would be removed", "регистрация была бы удалена"};
+constexpr Text kEventSourceName{"Event log", "Журнал событий"};
+constexpr Text kSourceRegistered{"source '{0}' registered", "источник «{0}» зарегистрирован"};
+constexpr Text kSourceRemoved{"source '{0}' removed", "источник «{0}» удалён"};
+constexpr Text kWouldRegisterSource{"source '{0}' would be registered",
                                            "источник «{0}» был бы зарегистрирован"};
-inline constexpr Text kWouldRemoveSource{"source '{0}' would be removed", "источник «{0}» был бы удалён"};
-inline constexpr Text kForeignFiles{
+constexpr Text kWouldRemoveSource{"source '{0}' would be removed", "источник «{0}» был бы удалён"};
+constexpr Text kForeignFiles{
     "Somebody who is no administrator had made these; look at them before the service starts:",
     "Созданы не администратором; посмотрите на них до запуска службы:"};
-inline constexpr Text kAndMore{"and {0} more", "и ещё {0}"};
-inline constexpr Text kStartHint{"Start it with: korvelctl service start", "Запуск: korvelctl service start"};
+constexpr Text kAndMore{"and {0} more", "и ещё {0}"};
+constexpr Text kStartHint{"Start it with: korvelctl service start", "Запуск: korvelctl service start"};
 
 // Failures
-inline constexpr Text kNeedsAdministrator{"this needs the rights of an administrator",
+constexpr Text kNeedsAdministrator{"this needs the rights of an administrator",
                                           "нужны права администратора"};
-inline constexpr Text kElevateAdvice{"run it in a prompt that was opened with 'Run as administrator'",
+constexpr Text kElevateAdvice{"run it in a prompt that was opened with 'Run as administrator'",
                                      "откройте командную строку через «Запуск от имени администратора»"};
-inline constexpr Text kServiceIsNotInstalled{"the service is not installed", "служба не установлена"};
-inline constexpr Text kInstallAdvice{"install it: korvelctl service install",
+constexpr Text kServiceIsNotInstalled{"the service is not installed", "служба не установлена"};
+constexpr Text kInstallAdvice{"install it: korvelctl service install",
                                      "установить: korvelctl service install"};
-inline constexpr Text kManagerFailed{"the service manager refuses", "диспетчер служб отказывает"};
-inline constexpr Text kServiceDisabled{"the service is disabled", "служба отключена"};
-inline constexpr Text kServiceEnded{"the service ended right after its start (code {0})",
+constexpr Text kManagerFailed{"the service manager refuses", "диспетчер служб отказывает"};
+constexpr Text kServiceDisabled{"the service is disabled", "служба отключена"};
+constexpr Text kServiceEnded{"the service ended right after its start (code {0})",
                                     "служба завершилась сразу после запуска (код {0})"};
-inline constexpr Text kServiceEndedAdvice{
+constexpr Text kServiceEndedAdvice{
     "the reason is in the log: korvelctl log tail; a damaged settings.ini shows in: "
     "korvelctl config lint",
     "причина в журнале: korvelctl log tail; испорченный settings.ini покажет: "
     "korvelctl config lint"};
-inline constexpr Text kStartTimeout{"the service does not run after {0} s", "служба не заработала за {0} с"};
-inline constexpr Text kStopTimeout{"the service has not stopped after {0} s",
+constexpr Text kStartTimeout{"the service does not run after {0} s", "служба не заработала за {0} с"};
+constexpr Text kStopTimeout{"the service has not stopped after {0} s",
                                    "служба не остановилась за {0} с"};
-inline constexpr Text kStopTimeoutAdvice{"wait longer with --wait, or end its process with --kill",
+constexpr Text kStopTimeoutAdvice{"wait longer with --wait, or end its process with --kill",
                                          "подождите дольше с --wait или завершите процесс с --kill"};
-inline constexpr Text kNoProgram{"there is no service program {0}", "нет программы службы {0}"};
-inline constexpr Text kProgramNotSeen{
+constexpr Text kNoProgram{"there is no service program {0}", "нет программы службы {0}"};
+constexpr Text kProgramNotSeen{
     "the service would not see {0}: it lies on a drive of your session or on the network",
     "служба не увидит {0}: это диск вашего сеанса или сеть"};
-inline constexpr Text kProgramNotSeenAdvice{"copy the program to a local drive",
+constexpr Text kProgramNotSeenAdvice{"copy the program to a local drive",
                                             "скопируйте программу на локальный диск"};
-inline constexpr Text kSharedFolder{
+constexpr Text kSharedFolder{
     "the access list of {0} is not changed: it is no folder of the service alone",
     "права {0} не изменяются: это не отдельный каталог службы"};
-inline constexpr Text kSharedFolderAdvice{"put the program into a folder of its own, or use --no-rights",
+constexpr Text kSharedFolderAdvice{"put the program into a folder of its own, or use --no-rights",
                                           "поместите программу в отдельный каталог или укажите --no-rights"};
-inline constexpr Text kRightsFailed{"its access list could not be set", "права доступа задать не удалось"};
-inline constexpr Text kIsALink{"is a link or has a second name, and was left alone",
+constexpr Text kRightsFailed{"its access list could not be set", "права доступа задать не удалось"};
+constexpr Text kIsALink{"is a link or has a second name, and was left alone",
                                "ссылка или файл со вторым именем; не тронут"};
-inline constexpr Text kIsALinkAdvice{
+constexpr Text kIsALinkAdvice{
     "nothing of the service makes links there: delete it, then install again",
     "служба ссылок там не создаёт: удалите и повторите установку"};
-inline constexpr Text kSourceFailed{"the source could not be registered",
+constexpr Text kSourceFailed{"the source could not be registered",
                                     "источник зарегистрировать не удалось"};
-inline constexpr Text kUnknownDataFolder{"the system does not know the folder ProgramData",
+constexpr Text kUnknownDataFolder{"the system does not know the folder ProgramData",
                                          "система не знает каталога ProgramData"};
 
 }  // namespace korvel::ctl::words
