@@ -131,7 +131,7 @@ TEST(Doctor, ProtectionThatIsOffOrEmptyIsSaid) {
 TEST(Doctor, SignaturesAreTooOldAfterThreeDays) {
   DoctorFacts facts = healthy();
   facts.settings->lastLiveUpdateUtc = kNow - 3 * 86'400;
-  expectLine(facts, "database_age", DiagnosisState::kOk, "3 days");
+  expectLine(facts, "database_age", DiagnosisState::kOk, "3\u00A0days");
   facts.settings->lastLiveUpdateUtc -= 1;
   expectLine(facts, "database_age", DiagnosisState::kWarning, "every day");
   facts.settings->lastLiveUpdateUtc = 0;
@@ -196,7 +196,7 @@ TEST(Doctor, TheHostsBlockMustFitTheSetting) {
   facts.hostsLines = 10'001;
   expectLine(facts, "hosts", DiagnosisState::kWarning, "slow");
   facts.hostsLines = 10'000;
-  expectLine(facts, "hosts", DiagnosisState::kOk, "12 entries");
+  expectLine(facts, "hosts", DiagnosisState::kOk, "12\u00A0entries");
   facts.settings->webShield = false;
   expectLine(facts, "hosts", DiagnosisState::kWarning, "still there");
   facts.hostsBlock = false;
@@ -227,7 +227,7 @@ TEST(Doctor, ClocksMayDifferByFiveMinutes) {
   facts.server->dateUtc = kNow + 300;
   expectLine(facts, "clock", DiagnosisState::kOk, "agrees");
   facts.server->dateUtc = kNow - 301;
-  expectLine(facts, "clock", DiagnosisState::kWarning, "5 min");
+  expectLine(facts, "clock", DiagnosisState::kWarning, "5\u00A0min");
   facts.server.reset();
   expectLine(facts, "clock", DiagnosisState::kNotLookedAt, "nothing to compare");
   facts.settings->lastScanUtc = kNow + 301;

@@ -24,7 +24,7 @@ TEST(ServiceText, ShowsTheRegistrationInOneColumn) {
             "Program        \"C:\\Program Files\\Korvel\\KorvelService.exe\"\n"
             "Account        LocalSystem\n"
             "Start          with Windows\n"
-            "After a crash  restart after 1 min 0 s, restart after 1 min 0 s, nothing\n");
+            "After a crash  restart after 1\u00A0min, restart after 1\u00A0min, nothing\n");
   look.language = Language::kRussian;
   ServiceFacts facts = running();
   facts.startType = 3;

@@ -1,6 +1,4 @@
 // log: the end of the service's log, and its rotation.
-#include <atomic>
-
 #include "base/sizes.h"
 #include "base/utf.h"
 #include "base/win.h"
@@ -8,6 +6,7 @@
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/log_words.h"
 #include "korvelctl/commands/commands.h"
+#include "korvelctl/machine/interrupt.h"
 #include "korvelctl/machine/log_file.h"
 #include "korvelctl/machine/product_paths.h"
 #include "korvelctl/model/log_line.h"
@@ -20,7 +19,7 @@ namespace {
 
 constexpr uint64_t kMostLines = 100'000;
 constexpr uint64_t kMostParts = 100;
-constexpr DWORD kFollowPollMs = 300;
+constexpr unsigned kFollowPollMs = 300;
 
 struct TailOptions {
   uint64_t lines = 20;
@@ -31,13 +30,6 @@ struct RotateOptions {
   std::string max = "10M";
   uint64_t keep = 5;
 };
-
-std::atomic<bool> interrupted{false};
-
-BOOL WINAPI onControl(DWORD type) {
-  if (type != CTRL_C_EVENT && type != CTRL_BREAK_EVENT) return FALSE;
-  return interrupted.exchange(true) ? FALSE : TRUE;  // a second Ctrl+C ends the process at once
-}
 
 std::wstring logFile() { return productDataFolder() + L"\\korvel.log"; }
 
@@ -89,11 +81,11 @@ int tail(const TailOptions& options, Context& context) {
   if (failed != ERROR_SUCCESS && !later) throw unreadable(context, path, failed);
   lines.show(text);
   if (options.follow) {
-    ::SetConsoleCtrlHandler(onControl, TRUE);
-    while (!interrupted) {
+    catchInterrupt();
+    while (!interrupted()) {
       failed = reader.readNew(text);
       lines.show(text);
-      if (text.empty()) ::Sleep(kFollowPollMs);
+      if (text.empty()) (void)sleepUnlessInterrupted(kFollowPollMs);
     }
   }
   lines.showRest();

@@ -432,7 +432,12 @@ int uninstall(const WaitOptions& waits, const InstallOptions& options, Context& 
   Steps steps(context);
   Stopped stopped = Stopped::kBefore;
   if (installed && !dryRun) {
-    stopped = bringDown(context, waits);
+    try {
+      stopped = bringDown(context, waits);
+    } catch (const Failure& failure) {
+      // The registration goes all the same; Windows forgets it when the process has ended.
+      context.report("service", failure);
+    }
     requireSuccess(context, removeService());
   }
   steps.add(words::kServiceName, "service", {},

@@ -140,7 +140,8 @@ uint32_t queryService(ServiceFacts& facts, const ScmCalls& calls) {
   facts = {};
   OpenService opened;
   const uint32_t result = openService(SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG, opened);
-  if (result == ERROR_SERVICE_DOES_NOT_EXIST) return ERROR_SUCCESS;
+  if (result == ERROR_SERVICE_DOES_NOT_EXIST || result == ERROR_SERVICE_MARKED_FOR_DELETE)
+    return ERROR_SUCCESS;
   if (result != ERROR_SUCCESS) return result;
   if (const uint32_t failed = queryState(opened.service.get(), facts); failed != ERROR_SUCCESS) return failed;
   if (const uint32_t failed = queryConfig(opened.service.get(), facts); failed != ERROR_SUCCESS)

@@ -47,7 +47,7 @@ const char* startName(uint32_t type) {
 }
 
 std::string stepText(const RecoveryStep& step, Language language) {
-  const std::string delay = durationText(step.delayMs, language);
+  const std::string delay = ageText(step.delayMs / 1'000, language);
   switch (step.action) {
     case RecoveryAction::kRestart:
       return filled(words::kRecoveryRestart, language, {delay});
