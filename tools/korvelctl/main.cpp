@@ -70,6 +70,7 @@ int run(std::vector<std::string> arguments) {
   around.commandLine = toUtf8(::GetCommandLineW());
   around.colors = variable(L"NO_COLOR").empty() && out.enableColors();
   around.ask = [&err](const std::string& question) { return askOnConsole(err, question); };
+  around.canAsk = canAskOnConsole(err);
   around.localTime = localTime;
 
   arguments = withHelpAsOption(std::move(arguments));

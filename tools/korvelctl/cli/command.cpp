@@ -8,6 +8,13 @@ Command& Command::add(std::string name, const Text& summary, Run run) {
   return *commands_.back();
 }
 
+Command& Command::group(const std::string& name, const Text& summary) {
+  for (const auto& command : commands_) {
+    if (command->name() == name) return *command;
+  }
+  return add(name, summary);
+}
+
 Command& Command::flag(std::string names, bool& target, const Text& help) {
   OptionSpec option{std::move(names), {}, help};
   option.flag = &target;

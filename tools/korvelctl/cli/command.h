@@ -55,6 +55,9 @@ class Command {
   /// Adds a subcommand, which stays where it is.
   Command& add(std::string name, const Text& summary, Run run = nullptr);
 
+  /// The group of that name: several files may add commands to one. `summary` counts when it is made here.
+  Command& group(const std::string& name, const Text& summary);
+
   Command& flag(std::string names, bool& target, const Text& help);
   Command& text(std::string names, std::string valueName, std::string& target, const Text& help);
   Command& texts(std::string names, std::string valueName, std::vector<std::string>& target,

@@ -40,6 +40,7 @@ struct Surroundings {
   /// A line that somebody types, without its end; nothing at the end of the input, or without a terminal on
   /// both the input and the error output.
   std::function<std::optional<std::string>(const std::string& question)> ask;
+  bool canAsk = false;  ///< somebody can answer
   LocalTime localTime = nullptr;
 };
 
@@ -82,6 +83,9 @@ class Context {
   /// Goes on when the user agrees: with --yes, with --dry-run, or when the answer on the terminal is yes.
   /// Throws Failure: kUsage where nobody can be asked, kGuard when the answer is no.
   void confirm(const std::string& question);
+
+  /// Whether confirm() can get an answer.
+  bool canConfirm() const { return global_.yes || global_.dryRun || around_.canAsk; }
 
   /// Tells of a failure that ended the command before it did anything. Returns the exit code.
   int fail(const Failure& failure);

@@ -1,5 +1,6 @@
-// A text in both languages. Texts of one command group stand together in cli/words/, as constants. Both
-// languages are there, with the same places to fill in, or the text does not compile. Pure and thread-safe.
+// A text in both languages. Texts of one command group stand together in cli/words/, as constants that are
+// not inline: two groups may use the same name for different texts. Both languages are there, with the same
+// places to fill in, or the text does not compile. Pure and thread-safe.
 #pragma once
 
 #include <cstdint>

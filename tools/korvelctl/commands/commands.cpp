@@ -4,9 +4,14 @@ namespace korvel::ctl {
 
 void addCommands(Command& root) {
   addStatusCommands(root);
+  addScanCommands(root);
+  addThreatCommands(root);
+  addQuarantineCommands(root);
+  addConfigCommands(root);
   addUpdateCommands(root);
   addReloadCommand(root);
   addFirewallCommands(root);
+  addWatchCommand(root);
   addCheckCommand(root);
   addSettingsFileCommands(root);
   addQuarantineFileCommands(root);

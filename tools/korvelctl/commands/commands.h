@@ -13,6 +13,7 @@ void addConfigCommands(Command& root);
 void addUpdateCommands(Command& root);
 void addReloadCommand(Command& root);
 void addFirewallCommands(Command& root);
+void addWatchCommand(Command& root);
 void addStopCommand(Command& root);
 void addCheckCommand(Command& root);
 void addShieldCommands(Command& root);

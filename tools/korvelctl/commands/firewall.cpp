@@ -66,7 +66,7 @@ void addRuleCommand(Command& group, const char* action, const Text& help, const 
 }  // namespace
 
 void addFirewallCommands(Command& root) {
-  Command& group = root.add("firewall", words::kFirewallHelp);
+  Command& group = root.group("firewall", words::kFirewallHelp);
   const auto options = std::make_shared<FirewallOptions>();
   group
       .add("status", words::kFirewallStatusHelp,

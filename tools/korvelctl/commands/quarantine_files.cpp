@@ -8,7 +8,6 @@
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/verify_words.h"
 #include "korvelctl/commands/commands.h"
-#include "korvelctl/commands/groups.h"
 #include "korvelctl/machine/quarantine_files.h"
 #include "korvelctl/machine/whole_path.h"
 #include "korvelctl/render/json_path.h"
@@ -107,7 +106,7 @@ int exportFile(const ExportOptions& options, Context& context) {
 
 void addQuarantineFileCommands(Command& root) {
   static constexpr Text kGroup{"Files in quarantine", "Файлы в карантине"};
-  Command& quarantine = commandGroup(root, "quarantine", kGroup);
+  Command& quarantine = root.group("quarantine", kGroup);
   const auto dir = std::make_shared<std::string>();
   quarantine.add("verify", words::kVerifyHelp, [dir](Context& context) { return verify(*dir, context); })
       .text("--dir", "FOLDER", *dir, words::kVerifyDirHelp)

@@ -10,7 +10,6 @@
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/lint_words.h"
 #include "korvelctl/commands/commands.h"
-#include "korvelctl/commands/groups.h"
 #include "korvelctl/machine/product_paths.h"
 #include "korvelctl/machine/service_state.h"
 #include "korvelctl/machine/whole_path.h"
@@ -133,7 +132,7 @@ int fix(const std::string& given, Context& context) {
 
 void addSettingsFileCommands(Command& root) {
   static constexpr Text kGroup{"The service's settings", "Настройки службы"};
-  Command& config = commandGroup(root, "config", kGroup);
+  Command& config = root.group("config", kGroup);
   const auto linted = std::make_shared<std::string>();
   config.add("lint", words::kLintHelp, [linted](Context& context) { return lint(*linted, context); })
       .argument("FILE", *linted, words::kLintFileHelp, /*required=*/false)

@@ -8,7 +8,6 @@
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/shield_words.h"
 #include "korvelctl/commands/commands.h"
-#include "korvelctl/commands/groups.h"
 #include "korvelctl/machine/whole_path.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/shield.h"
@@ -63,7 +62,7 @@ int shieldStatus(const std::string& hosts, Context& context) {
 
 void addShieldCommands(Command& root) {
   const auto hosts = std::make_shared<std::string>();
-  commandGroup(root, "shield", words::kShieldHelp)
+  root.group("shield", words::kShieldHelp)
       .add("status", words::kShieldStatusHelp,
            [hosts](Context& context) { return shieldStatus(*hosts, context); })
       .text("--hosts", "FILE", *hosts, words::kShieldHostsHelp)

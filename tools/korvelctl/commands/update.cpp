@@ -1,4 +1,6 @@
 // update signatures and update program.
+#include <optional>
+
 #include "base/clock.h"
 #include "base/win.h"
 #include "korvelctl/cli/context.h"
@@ -6,6 +8,8 @@
 #include "korvelctl/cli/words/status_words.h"
 #include "korvelctl/cli/words/update_words.h"
 #include "korvelctl/commands/commands.h"
+#include "korvelctl/machine/product_paths.h"
+#include "korvelctl/machine/server_probe.h"
 #include "korvelctl/render/json_text.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/texts.h"
@@ -41,6 +45,24 @@ int started(Context& context, const char* what) {
   return kExitDone;
 }
 
+/// The service keeps the reason of a failed live update to itself. What this client can find out: whether the
+/// server answers the caller, whose account and proxy may be others than the service's.
+std::string ownLook(Context& context) {
+  std::optional<std::string> server = updateServerInFile();
+  if (!server) return context.say(words::kServiceKeepsReason, {context.say(words::kServerNotReadable)});
+  if (server->empty()) return context.say(words::kServiceKeepsReason, {context.say(words::kPublicLists)});
+  while (server->ends_with('/')) server->pop_back();
+  const ServerAnswer answer = probeServer(*server + "/api/v1/signatures");
+  const std::string shown = printable(*server);
+  if (answer.status == 0) {
+    return context.say(words::kServiceKeepsReason,
+                       {context.say(words::kServerSilent, {shown, std::to_string(answer.win32)})});
+  }
+  return context.say(words::kServiceKeepsReason,
+                     {context.say(answer.status == 200 ? words::kServerFine : words::kServerRefuses,
+                                  {shown, std::to_string(answer.status)})});
+}
+
 int updateSignatures(bool noWait, Context& context) {
   if (context.global().dryRun) return started(context, "signatures");
   const uint64_t before = askSettings(context.service()).lastLiveUpdateUtc;
@@ -57,7 +79,9 @@ int updateSignatures(bool noWait, Context& context) {
         {numberText(status.signatureCount, context.language()), printable(status.signatureVersion)});
     context.print(context.say(words::kUpdated, {loaded}) + "\n");
   } else {
-    context.report("signatures", Failure(ErrorKind::kRefused, context.say(words::kLiveUpdateFailed)));
+    context.service().letGo();
+    context.report("signatures", Failure(ErrorKind::kRefused, context.say(words::kLiveUpdateFailed) +
+                                                                  std::string("; ") + ownLook(context)));
   }
   context.document("update", {{"what", "signatures"},
                               {"done", updated},
@@ -94,7 +118,7 @@ int updateProgram(bool noWait, Context& context) {
 
 void addUpdateCommands(Command& root) {
   const auto noWait = std::make_shared<bool>(false);
-  Command& group = root.add("update", words::kUpdateHelp);
+  Command& group = root.group("update", words::kUpdateHelp);
   group
       .add("signatures", words::kUpdateSignaturesHelp,
            [noWait](Context& context) { return updateSignatures(*noWait, context); })

@@ -53,9 +53,13 @@ bool StandardOutput::enableColors() {
   return isConsole_ && ::GetConsoleMode(handle_, &mode) && ::SetConsoleMode(handle_, mode | kVirtualTerminal);
 }
 
+bool canAskOnConsole(const Output& err) {
+  return isConsoleHandle(::GetStdHandle(STD_INPUT_HANDLE)) && err.isTerminal();
+}
+
 std::optional<std::string> askOnConsole(Output& err, const std::string& question) {
+  if (!canAskOnConsole(err)) return std::nullopt;
   HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
-  if (!isConsoleHandle(input) || !err.isTerminal()) return std::nullopt;
   err.write(question);
   wchar_t line[256];
   DWORD units = 0;

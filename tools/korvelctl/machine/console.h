@@ -29,8 +29,11 @@ class StandardOutput : public Output {
   bool isConsole_;
 };
 
-/// Writes `question` to `err` and reads a line. Nothing without a console on both the input and the error
-/// output, and at the end of the input.
+/// Whether there is a console on both the input and the error output.
+bool canAskOnConsole(const Output& err);
+
+/// Writes `question` to `err` and reads a line. Nothing when nobody can be asked, and at the end of the
+/// input.
 std::optional<std::string> askOnConsole(Output& err, const std::string& question);
 
 /// All of the standard input. Nothing when it cannot be read or is beyond 64 MiB.

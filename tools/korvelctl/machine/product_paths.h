@@ -10,8 +10,8 @@ namespace korvel::ctl {
 std::wstring productDataFolder();
 std::wstring productSettingsPath();
 
-/// The base address of the update server from settings.ini; empty when there is none. Nothing when the file
-/// cannot be read by the caller, or not as the service would read it.
+/// The base address of the update server from settings.ini; empty when there is none, or no file. Nothing
+/// when the file cannot be read by the caller, or not as the service would read it.
 std::optional<std::string> updateServerInFile();
 
 }  // namespace korvel::ctl

@@ -36,7 +36,7 @@ std::optional<std::string> sha256Of(const std::wstring& path) {
   }
 }
 
-std::optional<std::vector<StoredFile>> storedFilesIn(const std::wstring& folder) {
+std::optional<std::vector<StoredFile>> storedFilesIn(const std::wstring& folder, Digests digests) {
   WIN32_FIND_DATAW entry{};
   const std::wstring pattern = joinPath(forFileApi(folder), L"*");
   const UniqueFindHandle find(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &entry,
@@ -49,7 +49,7 @@ std::optional<std::vector<StoredFile>> storedFilesIn(const std::wstring& folder)
     StoredFile file;
     file.name = entry.cFileName;
     file.size = static_cast<uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
-    if (!isIndexFile(file.name)) file.sha256 = sha256Of(joinPath(folder, file.name));
+    if (digests == Digests::kComputed && !isIndexFile(file.name)) file.sha256 = sha256Of(joinPath(folder, file.name));
     files.push_back(std::move(file));
   } while (::FindNextFileW(find.get(), &entry));
   if (::GetLastError() != ERROR_NO_MORE_FILES) return std::nullopt;

@@ -10,8 +10,12 @@
 
 namespace korvel::ctl {
 
-/// The files of a folder with their digests. Nothing where it cannot be listed.
-std::optional<std::vector<StoredFile>> storedFilesIn(const std::wstring& folder);
+/// Whether to read each file for its digest.
+enum class Digests { kComputed, kLeftOut };
+
+/// The files of a folder. Nothing where it cannot be listed.
+std::optional<std::vector<StoredFile>> storedFilesIn(const std::wstring& folder,
+                                                     Digests digests = Digests::kComputed);
 
 struct IndexOnDisk {
   IndexState state = IndexState::kNotLookedAt;

@@ -307,7 +307,7 @@ std::string scanSummaryText(const ScanDocument& document, const Look& look) {
   return text;
 }
 
-std::string scanText(const ScanDocument& document, const Look& look, bool all) {
+std::string scanRowsText(const ScanDocument& document, const Look& look, bool all) {
   std::string text = threatRows(document, all ? kSeverityClean : kSeverityHigh, look);
   const auto add = [&text](const std::string& part) {
     if (!part.empty() && !text.empty()) text += "\n";
@@ -315,8 +315,12 @@ std::string scanText(const ScanDocument& document, const Look& look, bool all) {
   };
   if (!all) add(groupRows(document, look));
   add(eventRows(document, look));
-  add(scanSummaryText(document, look));
   return text;
+}
+
+std::string scanText(const ScanDocument& document, const Look& look, bool all) {
+  const std::string rows = scanRowsText(document, look, all);
+  return rows + (rows.empty() ? "" : "\n") + scanSummaryText(document, look);
 }
 
 std::optional<ReportForm> reportFormOf(std::string_view fileName) {

@@ -23,6 +23,8 @@ std::string scanCsv(const ScanDocument& document);
 /// The threats, then the suspicious files by rule (with `all` each of them), the events, and a summary set
 /// off at the end.
 std::string scanText(const ScanDocument& document, const Look& look, bool all);
+/// Everything but the summary; empty when nothing was found.
+std::string scanRowsText(const ScanDocument& document, const Look& look, bool all);
 /// Only the summary.
 std::string scanSummaryText(const ScanDocument& document, const Look& look);
 

@@ -5,52 +5,52 @@
 
 namespace korvel::ctl::words {
 
-inline constexpr Text kShieldHelp{"The web shield", "Веб-щит"};
-inline constexpr Text kShieldStatusHelp{"What the hosts file holds of the web shield",
+constexpr Text kShieldHelp{"The web shield", "Веб-щит"};
+constexpr Text kShieldStatusHelp{"What the hosts file holds of the web shield",
                                         "Что в файле hosts относится к веб-щиту"};
-inline constexpr Text kShieldExample{"How many domains are blocked?", "Сколько доменов заблокировано?"};
-inline constexpr Text kShieldHostsHelp{"Another hosts file than the system's",
+constexpr Text kShieldExample{"How many domains are blocked?", "Сколько доменов заблокировано?"};
+constexpr Text kShieldHostsHelp{"Another hosts file than the system's",
                                        "Другой файл hosts вместо системного"};
-inline constexpr Text kShieldNote{
+constexpr Text kShieldNote{
     "The block between the two KORVEL markers belongs to the service, which writes it anew once a day. Lines "
     "that others put inside it are lost then; lines outside stay.",
     "Блок между двумя метками KORVEL принадлежит службе, раз в день она пишет его заново. Чужие строки "
     "внутри "
     "него тогда пропадут, строки вне его останутся."};
-inline constexpr Text kShieldUnreadable{"cannot read the hosts file {0}",
+constexpr Text kShieldUnreadable{"cannot read the hosts file {0}",
                                         "не удалось прочесть файл hosts {0}"};
 
-inline constexpr Text kShieldSetting{"Web shield", "Веб-щит"};
-inline constexpr Text kShieldUnknown{"not known, the service does not answer",
+constexpr Text kShieldSetting{"Web shield", "Веб-щит"};
+constexpr Text kShieldUnknown{"not known, the service does not answer",
                                      "неизвестно, служба не отвечает"};
-inline constexpr Text kShieldFile{"Hosts file", "Файл hosts"};
-inline constexpr Text kShieldBlock{"Block", "Блок"};
-inline constexpr Text kShieldNoBlock{"none", "нет"};
-inline constexpr Text kShieldBlockText{"{0}, {1}, written {2}", "{0}, {1}, записан {2}"};
-inline constexpr Text kShieldAgo{"{0} ago", "{0} назад"};
-inline constexpr Plural kEntries{{"entry", "entries"}, {"запись", "записи", "записей"}};
-inline constexpr Plural kDomains{{"domain", "domains"}, {"домен", "домена", "доменов"}};
-inline constexpr Text kShieldUserLines{"Other lines", "Прочие строки"};
-inline constexpr Text kShieldUserLinesText{"{0}, untouched", "{0}, не затрагиваются"};
-inline constexpr Plural kHostsLines{{"line", "lines"}, {"строка", "строки", "строк"}};
-inline constexpr Text kShieldProblem{"Attention", "Внимание"};
-inline constexpr Text kShieldDuplicates{"names blocked more than once: {0}",
+constexpr Text kShieldFile{"Hosts file", "Файл hosts"};
+constexpr Text kShieldBlock{"Block", "Блок"};
+constexpr Text kShieldNoBlock{"none", "нет"};
+constexpr Text kShieldBlockText{"{0}, {1}, written {2}", "{0}, {1}, записан {2}"};
+constexpr Text kShieldAgo{"{0} ago", "{0} назад"};
+constexpr Plural kEntries{{"entry", "entries"}, {"запись", "записи", "записей"}};
+constexpr Plural kDomains{{"domain", "domains"}, {"домен", "домена", "доменов"}};
+constexpr Text kShieldUserLines{"Other lines", "Прочие строки"};
+constexpr Text kShieldUserLinesText{"{0}, untouched", "{0}, не затрагиваются"};
+constexpr Plural kHostsLines{{"line", "lines"}, {"строка", "строки", "строк"}};
+constexpr Text kShieldProblem{"Attention", "Внимание"};
+constexpr Text kShieldDuplicates{"names blocked more than once: {0}",
                                         "имён, заблокированных повторно: {0}"};
-inline constexpr Text kShieldForeign{"foreign lines inside the block, lost at the next update: {0}",
+constexpr Text kShieldForeign{"foreign lines inside the block, lost at the next update: {0}",
                                      "чужих строк внутри блока, пропадут при обновлении: {0}"};
-inline constexpr Text kShieldLeftBehind{"entries of the shield outside its block, which nobody removes: {0}",
+constexpr Text kShieldLeftBehind{"entries of the shield outside its block, which nobody removes: {0}",
                                         "записей щита вне его блока, их никто не уберёт: {0}"};
-inline constexpr Text kShieldUnclosed{
+constexpr Text kShieldUnclosed{
     "the block has no end marker: the next update removes everything below its beginning",
     "у блока нет метки конца: обновление удалит всё, что ниже его начала"};
-inline constexpr Text kShieldSeveral{"there are {0} blocks; the next update makes one of them",
+constexpr Text kShieldSeveral{"there are {0} blocks; the next update makes one of them",
                                      "блоков {0}; обновление сделает из них один"};
-inline constexpr Text kShieldMany{
+constexpr Text kShieldMany{
     "{0} lines: beyond 10,000 every program resolves names slowly",
     "строк {0}: при числе больше 10 000 имена у всех программ определяются медленно"};
-inline constexpr Text kShieldOnWithoutBlock{"the shield is on, but nothing is blocked yet",
+constexpr Text kShieldOnWithoutBlock{"the shield is on, but nothing is blocked yet",
                                             "щит включён, но пока ничего не заблокировано"};
-inline constexpr Text kShieldOffWithBlock{"the shield is off, but its block is still there",
+constexpr Text kShieldOffWithBlock{"the shield is off, but its block is still there",
                                           "щит выключен, но его блок ещё на месте"};
 
 }  // namespace korvel::ctl::words

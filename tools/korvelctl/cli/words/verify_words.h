@@ -5,72 +5,72 @@
 
 namespace korvel::ctl::words {
 
-inline constexpr Text kVerifyHelp{"Compare the records with the stored files; recompute their digests",
+constexpr Text kVerifyHelp{"Compare the records with the stored files; recompute their digests",
                                   "Сверить записи с файлами карантина, пересчитать контрольные суммы"};
-inline constexpr Text kVerifyDirHelp{"Another quarantine folder, without asking the service",
+constexpr Text kVerifyDirHelp{"Another quarantine folder, without asking the service",
                                      "Другая папка карантина, без обращения к службе"};
-inline constexpr Text kVerifyExample{"Is everything in the quarantine still as it was?",
+constexpr Text kVerifyExample{"Is everything in the quarantine still as it was?",
                                      "Всё ли в карантине на месте?"};
-inline constexpr Text kVerifyDirExample{"Look at a folder while the service is stopped",
+constexpr Text kVerifyDirExample{"Look at a folder while the service is stopped",
                                         "Проверить папку при остановленной службе"};
-inline constexpr Text kVerifyNote{
+constexpr Text kVerifyNote{
     "Reading the stored files usually needs an administrator's rights; what cannot be read is 'not looked "
     "at', "
     "never called whole. Exit code 1 for findings.",
     "Чтобы прочесть файлы, обычно нужны права администратора; непрочитанное отмечается как «не проверено» и "
     "целым не считается. Код выхода 1, если что-то не так."};
-inline constexpr Text kExportHelp{"Copy a quarantined file out; the record stays",
+constexpr Text kExportHelp{"Copy a quarantined file out; the record stays",
                                   "Скопировать файл из карантина; запись остаётся"};
-inline constexpr Text kExportIdHelp{"The id as listed", "Номер из списка"};
-inline constexpr Text kExportFileHelp{"Where to write the copy", "Куда записать копию"};
-inline constexpr Text kExportForceHelp{"Write over an existing file", "Заменить существующий файл"};
-inline constexpr Text kExportExample{"For the analysts, under a name that nothing starts",
+constexpr Text kExportIdHelp{"The id as listed", "Номер из списка"};
+constexpr Text kExportFileHelp{"Where to write the copy", "Куда записать копию"};
+constexpr Text kExportForceHelp{"Write over an existing file", "Заменить существующий файл"};
+constexpr Text kExportExample{"For the analysts, under a name that nothing starts",
                                      "Для анализа, под именем, которое не запустится"};
-inline constexpr Text kExportNote{"The copy is as dangerous as the original was.",
+constexpr Text kExportNote{"The copy is as dangerous as the original was.",
                                   "Копия так же опасна, как сам файл."};
-inline constexpr Text kExportQuestion{"{0} exists. Replace it?", "{0} уже есть. Заменить?"};
-inline constexpr Text kExportNoFile{"-o FILE is missing: where shall the copy go?",
+constexpr Text kExportQuestion{"{0} exists. Replace it?", "{0} уже есть. Заменить?"};
+constexpr Text kExportNoFile{"-o FILE is missing: where shall the copy go?",
                                     "не указано -o FILE: куда записать копию?"};
-inline constexpr Text kExportUnreadable{"cannot read the stored file {0}",
+constexpr Text kExportUnreadable{"cannot read the stored file {0}",
                                         "не удалось прочесть файл карантина {0}"};
-inline constexpr Text kExportUnwritable{"cannot write {0}", "не удалось записать {0}"};
-inline constexpr Text kExportAltered{
+constexpr Text kExportUnwritable{"cannot write {0}", "не удалось записать {0}"};
+constexpr Text kExportAltered{
     "the stored file is not the one that was quarantined: its SHA-256 is {0}",
     "в карантине лежит не тот файл: его SHA-256 {0}"};
-inline constexpr Text kExportDone{"{0} is copied to {1}, {2}; handle it with care",
+constexpr Text kExportDone{"{0} is copied to {1}, {2}; handle it with care",
                                   "{0} скопирован в {1}, {2}; обращайтесь с ним осторожно"};
-inline constexpr Text kExportWould{"{0} would be copied to {1}", "{0} будет скопирован в {1}"};
-inline constexpr Text kExportNoRecord{"the quarantine has no record {0}", "в карантине нет записи {0}"};
-inline constexpr Text kExportNoNumber{"'{0}' is not an id; see: korvelctl quarantine list",
+constexpr Text kExportWould{"{0} would be copied to {1}", "{0} будет скопирован в {1}"};
+constexpr Text kExportNoRecord{"the quarantine has no record {0}", "в карантине нет записи {0}"};
+constexpr Text kExportNoNumber{"'{0}' is not an id; see: korvelctl quarantine list",
                                       "«{0}» — не номер; см. korvelctl quarantine list"};
 
-inline constexpr Text kVerifyId{"id", "номер"};
-inline constexpr Text kVerifyState{"file", "файл"};
-inline constexpr Text kVerifyThreat{"threat", "угроза"};
-inline constexpr Text kVerifySize{"size", "размер"};
-inline constexpr Text kVerifyOriginal{"original", "откуда"};
-inline constexpr Text kStoredPresent{"whole", "цел"};
-inline constexpr Text kStoredMissing{"missing!", "нет!"};
-inline constexpr Text kStoredAltered{"altered!", "изменён!"};
-inline constexpr Text kStoredNotLookedAt{"not looked at", "не проверен"};
-inline constexpr Text kSharesFile{"another record names the same stored file",
+constexpr Text kVerifyId{"id", "номер"};
+constexpr Text kVerifyState{"file", "файл"};
+constexpr Text kVerifyThreat{"threat", "угроза"};
+constexpr Text kVerifySize{"size", "размер"};
+constexpr Text kVerifyOriginal{"original", "откуда"};
+constexpr Text kStoredPresent{"whole", "цел"};
+constexpr Text kStoredMissing{"missing!", "нет!"};
+constexpr Text kStoredAltered{"altered!", "изменён!"};
+constexpr Text kStoredNotLookedAt{"not looked at", "не проверен"};
+constexpr Text kSharesFile{"another record names the same stored file",
                                   "тот же файл назван в другой записи"};
-inline constexpr Text kSharesId{"an earlier record has the same id, so this one cannot be acted on",
+constexpr Text kSharesId{"an earlier record has the same id, so this one cannot be acted on",
                                 "тот же номер у более ранней записи: с этой ничего не сделать"};
-inline constexpr Text kOrphans{"Files without a record:", "Файлы без записи:"};
-inline constexpr Text kIndexDamaged{
+constexpr Text kOrphans{"Files without a record:", "Файлы без записи:"};
+constexpr Text kIndexDamaged{
     "The index quarantine.db is damaged: records may be lost. Keep a copy of the folder before anything "
     "else.",
     "Указатель quarantine.db повреждён: часть записей могла пропасть. Сначала сделайте копию папки."};
-inline constexpr Text kIndexMissing{"The index quarantine.db is missing.", "Указателя quarantine.db нет."};
-inline constexpr Text kIndexNotLookedAt{"The index quarantine.db was not looked at: it cannot be read.",
+constexpr Text kIndexMissing{"The index quarantine.db is missing.", "Указателя quarantine.db нет."};
+constexpr Text kIndexNotLookedAt{"The index quarantine.db was not looked at: it cannot be read.",
                                         "Указатель quarantine.db не проверен: его не прочесть."};
-inline constexpr Text kFolderNotListed{
+constexpr Text kFolderNotListed{
     "The folder {0} cannot be listed: files without a record are not known.",
     "Папку {0} не прочесть: файлы без записи неизвестны."};
-inline constexpr Text kVerifySummary{
+constexpr Text kVerifySummary{
     "{0}: whole {1}, missing {2}, altered {3}, not looked at {4}; without a record {5}",
     "{0}: целых {1}, пропавших {2}, изменённых {3}, не проверено {4}; без записи {5}"};
-inline constexpr Plural kRecords{{"record", "records"}, {"запись", "записи", "записей"}};
+constexpr Plural kRecords{{"record", "records"}, {"запись", "записи", "записей"}};
 
 }  // namespace korvel::ctl::words
