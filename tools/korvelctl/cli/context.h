@@ -64,7 +64,9 @@ class Context {
 
   /// Text for people, ends in LF. Nothing in a JSON mode.
   void print(std::string_view text);
-  /// The same on the error output: hints, what goes on. Nothing in a JSON mode or with --quiet.
+  /// What has no form of its own, such as a script: the same in every mode.
+  void write(std::string_view text) { around_.out->write(text); }
+  /// Text for people on the error output: hints, what goes on. Nothing in a JSON mode or with --quiet.
   void note(std::string_view text);
   /// One line of --ndjson; nothing in other modes. "type" comes first.
   void line(const char* type, const Json& fields);

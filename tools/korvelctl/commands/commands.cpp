@@ -17,6 +17,11 @@ void addCommands(Command& root) {
   addQuarantineFileCommands(root);
   addShieldCommands(root);
   addStopCommand(root);
+  addServiceCommands(root);
+  addLogCommands(root);
+  addDoctorCommand(root);
+  addSelftestCommand(root);
+  addCompletionCommand(root);
 }
 
 }  // namespace korvel::ctl

@@ -100,6 +100,7 @@ void addFirewallCommands(Command& root) {
              return change(context, Opcode::kFirewallRemoveRules, "");
            })
       .example("korvelctl firewall reset --yes", words::kResetExample);
+  addFirewallFileCommands(group);
 }
 
 }  // namespace korvel::ctl

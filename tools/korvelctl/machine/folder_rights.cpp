@@ -158,13 +158,12 @@ class Protection {
   RightsOutcome outcome_;
 };
 
-/// False with the reason in GetLastError(); true also when something has the name already.
+/// False with the reason in GetLastError(), which is ERROR_ALREADY_EXISTS when something has the name.
 bool makeClosedFolder(const std::wstring& folder, ProtectedFolder kind) {
   const UniqueLocalMemory descriptor = descriptorFrom(folderDescriptor(kind));
   if (!descriptor) return false;
   SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), /*inherit=*/FALSE};
-  return ::CreateDirectoryW(forFileApi(folder).c_str(), &attributes) ||
-         ::GetLastError() == ERROR_ALREADY_EXISTS;
+  return ::CreateDirectoryW(forFileApi(folder).c_str(), &attributes) != FALSE;
 }
 
 }  // namespace
@@ -197,7 +196,8 @@ RightsOutcome protectFolder(const std::wstring& folder, ProtectedFolder kind,
                             const std::wstring& quarantine) {
   const PrivilegesOn privileges;
   Protection protection(kind);
-  if (!makeClosedFolder(folder, kind)) {
+  const bool made = makeClosedFolder(folder, kind);
+  if (!made && ::GetLastError() != ERROR_ALREADY_EXISTS) {
     RightsOutcome outcome;
     outcome.failures.push_back({folder, ::GetLastError()});
     return outcome;
@@ -209,7 +209,9 @@ RightsOutcome protectFolder(const std::wstring& folder, ProtectedFolder kind,
     covers = [&](const std::wstring& path) { return lowerWide(path) != lowerWide(quarantine); };
   }
   protection.folder(folder, covers);
-  return protection.take();
+  RightsOutcome outcome = protection.take();
+  if (made) std::erase(outcome.foreign, folder);  // whoever runs this is no stranger
+  return outcome;
 }
 
 RightsOutcome protectFile(const std::wstring& file, ProtectedFolder kind) {
