@@ -74,6 +74,7 @@ TEST_F(ControlFiles, CheckNeverCallsCleanWhatItDidNotExamine) {
   document = json(L"check " + empty + L" " + quoted(folder().at(L"missing.exe")) + database());
   EXPECT_EQ(exitCode_, 2u);
   EXPECT_EQ(document["files"][1]["examined"], false);
+  EXPECT_EQ(document["files"][1]["in_scope"], false);
   EXPECT_EQ(document["errors"][0]["kind"], "io");
   EXPECT_EQ(document["errors"][0]["win32"], 2);
   const Finished text = ctl(L"check " + empty + database());

@@ -75,6 +75,12 @@ TEST(LintSettings, FindsTheDuplicatesThatDoNotCount) {
             (Found{"duplicate_key:1", "duplicate_key:3"}));
 }
 
+TEST(LintSettings, TakesAVeryLongFileInItsStride) {
+  std::string text;
+  for (int i = 0; i < 20'000; ++i) text += "WebShield=1\n";
+  EXPECT_EQ(lintSettings(text).size(), 19'999u);
+}
+
 TEST(LintSettings, TellsHowAnOddValueIsRead) {
   EXPECT_EQ(only("WebShield=TRUE\n").rule, kBoolean);
   EXPECT_EQ(only("WebShield=TRUE\n").readAs, "0");

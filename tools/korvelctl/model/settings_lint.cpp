@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <map>
 #include <optional>
 
 #include "base/text.h"
@@ -164,7 +165,12 @@ struct ValueLint {
 
 class Linter {
  public:
-  explicit Linter(std::string_view text) : lines_(linesOf(text)) {}
+  explicit Linter(std::string_view text) : lines_(linesOf(text)) {
+    for (const Line& line : lines_) {
+      if (line.equals == std::string_view::npos) continue;
+      if (const SettingKey* setting = exactKey(line.key())) lastLineOf_[setting->key] = line.number;
+    }
+  }
 
   std::vector<LintFinding> run() {
     if (!lines_.empty() && lines_[0].text.starts_with(kMark))
@@ -207,7 +213,7 @@ class Linter {
     }
     const SettingKey* setting = exactKey(line.key());
     if (setting == nullptr) return lintKey(line);
-    if (isRepeatedBelow(line)) {
+    if (lastLineOf_.at(setting->key) != line.number) {
       add(LintRule::kDuplicateKey, line, line.key(), line.value());
       return;
     }
@@ -236,14 +242,8 @@ class Linter {
       add(rule, line, line.key(), line.value()).readAs = *asItStands;
   }
 
-  bool isRepeatedBelow(const Line& line) const {
-    return std::any_of(lines_.begin() + static_cast<std::ptrdiff_t>(line.number), lines_.end(),
-                       [&line](const Line& other) {
-                         return other.equals != std::string_view::npos && other.key() == line.key();
-                       });
-  }
-
   const std::vector<Line> lines_;
+  std::map<std::string_view, size_t> lastLineOf_;  // by key; the last one counts
   std::vector<LintFinding> findings_;
 };
 

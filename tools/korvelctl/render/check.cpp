@@ -57,8 +57,9 @@ Json fileJson(const CheckedFile& file) {
   const FileVerdict& verdict = file.verdict;
   Json json = Json::object();
   putPath(json, "path", verdict.path);
-  json["in_scope"] = file.scope == WalkScope::kReached;
-  json["scope_reason"] = walkScopeName(file.scope);
+  const bool missing = file.trace.reading == FileReading::kMissing;
+  json["in_scope"] = file.scope == WalkScope::kReached && !missing;
+  json["scope_reason"] = missing ? "missing" : walkScopeName(file.scope);
   if (file.scope == WalkScope::kExcludedFolder) putPath(json, "scope_folder", excludedFolderOf(verdict.path));
   json.update(Json{{"size", jsonNumber(verdict.size)},
                    {"md5", verdict.md5},
@@ -190,8 +191,9 @@ std::string findingLines(const CheckedFile& file, const Look& look) {
 }
 
 std::string fileText(const CheckedFile& file, const CheckDocument& document, const Look& look) {
-  std::string text = printable(file.verdict.path) + "\n  " + verdictText(file, look) + "\n" +
-                     wrapped(scopeText(file, look.language), look.columns, "  ");
+  std::string text = printable(file.verdict.path) + "\n  " + verdictText(file, look) + "\n";
+  if (file.trace.reading != FileReading::kMissing)
+    text += wrapped(scopeText(file, look.language), look.columns, "  ");
   if (!document.explain) return text + findingLines(file, look);
   return text + digestLines(file, document.signatureCount > 0, look.language) + ruleLines(file, look);
 }

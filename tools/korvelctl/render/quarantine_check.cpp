@@ -10,6 +10,7 @@
 #include "korvelctl/render/json_text.h"
 #include "korvelctl/render/listing.h"
 #include "korvelctl/render/printable.h"
+#include "korvelctl/render/quarantine.h"
 #include "korvelctl/render/texts.h"
 #include "korvelctl/render/wrap.h"
 
@@ -53,24 +54,11 @@ std::string storedStateText(StoredState state, Language language) {
   return words::kStoredNotLookedAt.in(language);
 }
 
-Json quarantineRowJson(const QuarantineRow& row) {
-  const QuarantineRecord& record = row.record;
-  Json json{{"id", jsonNumber(record.id)}};
-  putPath(json, "original", record.originalPath);
-  putPath(json, "stored", record.storedPath);
-  json.update(Json{{"stored_state", storedStateName(row.state)},
-                   {"name", record.threat},
-                   {"code", record.code},
-                   {"severity", severityName(record.severity)},
-                   {"size", jsonNumber(record.size)},
-                   {"time_utc", jsonTime(record.time)}});
-  return json;
-}
-
 Json quarantineCheckJson(const QuarantineCheck& check) {
   Json rows = Json::array();
   for (const QuarantineRow& row : check.rows) {
     Json json = quarantineRowJson(row);
+    json["stored_state"] = storedStateName(row.state);     // looked at, not only asked for
     json["recorded_sha256"] = recordedDigest(row.record);  // the first 16 digits where no more is known
     json["sha256"] = row.sha256.empty() ? Json() : Json(row.sha256);
     if (row.sharesFile) json["shares_file"] = true;

@@ -9,8 +9,6 @@
 
 namespace korvel::ctl {
 
-/// A row as every document about the quarantine has it.
-nlohmann::ordered_json quarantineRowJson(const QuarantineRow& row);
 nlohmann::ordered_json quarantineCheckJson(const QuarantineCheck& check);
 std::string renderQuarantineCheck(const QuarantineCheck& check, const Look& look);
 
