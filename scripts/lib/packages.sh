@@ -22,6 +22,7 @@ KORVEL_PACKAGES=(
   locales                    # tests on a Russian Windows
   openssl                    # tests that need certificates
   nginx-light                # the server that download tests talk to
+  chromium                   # looks at the pages that korvelctl writes
 )
 
 # What the preset "tools" needs of them: korvelsig for this machine.

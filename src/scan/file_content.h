@@ -24,6 +24,7 @@ class FileBytes {
 struct FileContent {
   std::optional<hash::FileDigests> digests;
   PeAnalysis pe;
+  bool complete = false;  ///< read to its end
 };
 
 /// `size` is what the file's attributes say. Where a read fails, the file is read a second time, in pieces of

@@ -1,10 +1,14 @@
 #include "scan/scan_file.h"
 
+#include <optional>
+
+#include "base/clock.h"
 #include "base/files.h"
 #include "base/interruptible_io.h"
 #include "base/long_path.h"
 #include "base/paths.h"
 #include "base/unique_resource.h"
+#include "pe/pe_analysis.h"
 #include "scan/file_content.h"
 #include "scan/file_rules.h"
 #include "scan/scan_filter.h"
@@ -56,50 +60,85 @@ bool isElsewhere(const ScanContext& context, const std::wstring& apiPath, DWORD 
                                              : attributesInFolder(*context.calls, apiPath));
 }
 
-/// Empty for a file that cannot be opened; `held` says whether that is another program's doing.
+/// Empty for a file that cannot be opened, with the reason in GetLastError().
 FileContent contentOf(const ScanContext& context, const std::wstring& apiPath, uint64_t size,
-                      ScanScratch& scratch, bool& held) {
+                      ScanScratch& scratch, FileReading& reading) {
   OpenedFile file(*context.calls, apiPath);
-  if (file) return readContent(file, size, context, scratch);
-  const DWORD code = ::GetLastError();
-  held = code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION;
-  return {};
+  reading = FileReading::kNotOpened;
+  if (!file) return {};
+  FileContent content = readContent(file, size, context, scratch);
+  reading = content.complete ? FileReading::kWhole : FileReading::kBroken;
+  return content;
 }
 
 uint64_t joined(DWORD high, DWORD low) { return static_cast<uint64_t>(high) << 32 | low; }
 
-}  // namespace
+/// Which reading a size alone decides; kWhole where the file is to be read.
+FileReading readingBySize(uint64_t size, const ScanContext& context) {
+  if (size == 0) return FileReading::kEmpty;
+  return size > context.maxFileSize ? FileReading::kTooLarge : FileReading::kWhole;
+}
 
-FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
-                     std::optional<uint32_t> listedAttributes) {
+/// `trace` may be null.
+FileVerdict judgeFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
+                      std::optional<uint32_t> listedAttributes, VerdictTrace* trace) {
   const InterruptibleIo interruptible(context.abandoned);
+  const auto note = [trace](FileReading how) {
+    const DWORD code = ::GetLastError();
+    if (trace == nullptr) return;
+    const bool failed =
+        how == FileReading::kMissing || how == FileReading::kNotOpened || how == FileReading::kBroken;
+    *trace = {.reading = how, .win32 = failed ? static_cast<uint32_t>(code) : 0, .rules = {}};
+  };
   const std::wstring apiPath = forFileApi(path);
   WIN32_FILE_ATTRIBUTE_DATA attributes{};  // all zero where they cannot be read
-  (void)context.calls->getFileAttributes(apiPath.c_str(), GetFileExInfoStandard, &attributes);
+  const bool found =
+      context.calls->getFileAttributes(apiPath.c_str(), GetFileExInfoStandard, &attributes) != FALSE;
+  if (!found) note(FileReading::kMissing);
   const uint64_t size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
   const uint64_t lastWriteTime =
       joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
-  if (size == 0 || size > context.maxFileSize) {
+  FileReading reading = readingBySize(size, context);
+  if (reading != FileReading::kWhole) {
+    if (found) note(reading);
     FileVerdict verdict;
     verdict.path = path;
     verdict.fileName = fileName(path);
     verdict.size = size;
     verdict.lastWriteTime = lastWriteTime;
-    if (size != 0) verdict.reasons.emplace_back(kSkippedForSize);
+    if (reading == FileReading::kTooLarge) verdict.reasons.emplace_back(kSkippedForSize);
     return verdict;
   }
 
   FileContent content;  // without digests where nothing is read
   bool held = false;
+  reading = FileReading::kElsewhere;
   if (!isElsewhere(context, apiPath, attributes.dwFileAttributes, listedAttributes)) {
-    content = contentOf(context, apiPath, size, scratch, held);
+    content = contentOf(context, apiPath, size, scratch, reading);
+    const DWORD code = ::GetLastError();
+    held = reading == FileReading::kNotOpened &&
+           (code == ERROR_SHARING_VIOLATION || code == ERROR_LOCK_VIOLATION);
   }
+  note(reading);
+  if (trace != nullptr) explainPe(content.pe, unixSecondsNow());
   SignatureMatch match;
   const bool matched = content.digests && context.database->lookup(*content.digests, &match);
-  FileVerdict verdict =
-      buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe, matched, match);
+  FileVerdict verdict = buildVerdict(path, fileName(path), size, lastWriteTime, content.digests, content.pe,
+                                     matched, match, trace == nullptr ? nullptr : &trace->rules);
   verdict.held = held;
   return verdict;
+}
+
+}  // namespace
+
+FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
+                     std::optional<uint32_t> listedAttributes) {
+  return judgeFile(context, path, scratch, listedAttributes, /*trace=*/nullptr);
+}
+
+FileVerdict explainFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
+                        VerdictTrace& trace) {
+  return judgeFile(context, path, scratch, /*listedAttributes=*/std::nullopt, &trace);
 }
 
 }  // namespace korvel
