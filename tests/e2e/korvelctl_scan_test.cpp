@@ -15,6 +15,10 @@ class ScanCommand : public ControlClient {
     folder().write(L"Заражено ёж\\eicar.com", eicarText());
     return folder().at(L"Заражено ёж");
   }
+  /// Waits until the scan of a client that was just started is under way.
+  bool runs() {
+    return eventually([this] { return status().scanRunning; }) && waitForPhase(L"scanning");
+  }
   std::wstring longScan() { return L"scan " + quoted(manyPrograms()); }
 };
 
@@ -55,7 +59,7 @@ TEST_F(ScanCommand, AScanThatAnotherClientCancelledNeverLooksClean) {
   startService();
   ChildProcess scan;
   scan.start(controlExecutable(), withManners(L"--json " + longScan()));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  ASSERT_TRUE(runs());
   reply(ipc::Opcode::kCancelScan);
   ASSERT_EQ(scan.waitForExit(60'000), 5u) << scan.output() << scan.errorOutput();
   const auto document = nlohmann::json::parse(scan.output());
@@ -73,7 +77,7 @@ TEST_F(ScanCommand, CtrlCCancelsItAndSaysSo) {
   useOwnConsole();
   ChildProcess scan;
   scan.start(controlExecutable(), withManners(L"--json " + longScan()));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  ASSERT_TRUE(runs());
   pressCtrlC();
   ASSERT_EQ(scan.waitForExit(60'000), 5u) << scan.output() << scan.errorOutput();
   const auto document = nlohmann::json::parse(scan.output());
@@ -153,7 +157,7 @@ TEST_F(ScanCommand, FollowingLeavesThePipeToOthersAndTheLogShort) {
   const int before = logMentions("client connected");
   ChildProcess scan;
   scan.start(controlExecutable(), withManners(L"--json scan " + quoted(folder().at(L"large"))));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  ASSERT_TRUE(runs());
   const int watched = logMentions("client connected");
   const ULONGLONG start = ::GetTickCount64();
   Client other;
@@ -300,7 +304,7 @@ TEST_F(ScanCommand, AServiceThatEndsMeanwhileIsSaidToHaveEnded) {
   startService();
   ChildProcess scan;
   scan.start(controlExecutable(), withManners(L"--json " + longScan()));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  ASSERT_TRUE(runs());
   service().kill();
   ASSERT_EQ(scan.waitForExit(60'000), 4u) << scan.output();
   const auto document = nlohmann::json::parse(scan.output());
