@@ -16,25 +16,6 @@
 namespace korvel::ctl {
 
 using Json = nlohmann::ordered_json;
-namespace {
-
-/// The service has said whether the stored file is there; nothing else has been looked at.
-Json listedRowJson(const QuarantineRow& row) {
-  const QuarantineRecord& record = row.record;
-  Json json{{"id", jsonNumber(record.id)}};
-  putPath(json, "original", record.originalPath);
-  putPath(json, "stored", record.storedPath);
-  json.update(Json{{"stored_state",
-                    storedStateName(record.storedFileExists ? StoredState::kPresent : StoredState::kMissing)},
-                   {"name", record.threat},
-                   {"code", record.code},
-                   {"severity", severityName(record.severity)},
-                   {"size", jsonNumber(record.size)},
-                   {"time_utc", jsonTime(record.time)}});
-  return json;
-}
-
-}  // namespace
 
 std::string renderQuarantine(const QuarantineCheck& check, const std::vector<QuarantineRow>& rows,
                              const Look& look) {
@@ -85,9 +66,23 @@ std::string renderQuarantine(const QuarantineCheck& check, const std::vector<Qua
   return text;
 }
 
+Json quarantineRowJson(const QuarantineRow& row) {
+  const QuarantineRecord& record = row.record;
+  Json json{{"id", jsonNumber(record.id)}};
+  putPath(json, "original", record.originalPath);
+  putPath(json, "stored", record.storedPath);
+  json.update(Json{{"stored_state", storedStateName(record.storedFileExists ? StoredState::kPresent : StoredState::kMissing)},
+                   {"name", record.threat},
+                   {"code", record.code},
+                   {"severity", severityName(record.severity)},
+                   {"size", jsonNumber(record.size)},
+                   {"time_utc", jsonTime(record.time)}});
+  return json;
+}
+
 Json quarantineJson(const QuarantineCheck& check, const std::vector<QuarantineRow>& rows) {
   Json list = Json::array(), orphans = Json::array();
-  for (const QuarantineRow& row : rows) list.push_back(listedRowJson(row));
+  for (const QuarantineRow& row : rows) list.push_back(quarantineRowJson(row));
   for (const StoredFile& orphan : check.orphans) {
     Json json = Json::object();
     putPath(json, "name", orphan.name);

@@ -14,5 +14,6 @@ namespace korvel::ctl {
 std::string renderQuarantine(const QuarantineCheck& check, const std::vector<QuarantineRow>& rows,
                              const Look& look);
 nlohmann::ordered_json quarantineJson(const QuarantineCheck& check, const std::vector<QuarantineRow>& rows);
+nlohmann::ordered_json quarantineRowJson(const QuarantineRow& row);
 
 }  // namespace korvel::ctl
