@@ -30,6 +30,16 @@ with_own_clock() (
 )
 CLOCK_TESTS='Schedule.*' # only these run with that clock, and only with it
 
+# On a Russian Windows: its texts are in Russian, and its code page is 1251.
+on_russian_windows() (
+  export LOCPATH=$KORVEL_BUILD/locale
+  mkdir -p "$LOCPATH"
+  localedef --inputfile ru_RU --charmap UTF-8 "$LOCPATH/ru_RU.UTF-8" || exit
+  { export LC_ALL=ru_RU.UTF-8; } 2>/dev/null # this shell need not know the locale
+  alone "$@"
+)
+RUSSIAN_TESTS='RussianWindows.*' # likewise
+
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
 make_test_prefix() {
   local drive=$1/drive_c program=$2
@@ -51,12 +61,13 @@ make_test_prefix() {
 
 # windows_test JSON PROGRAM [PRESET]: the name of JSON decides which of the functions above runs the program.
 windows_test() {
-  local json=$1 program=$2 surroundings=alone tests=-$CLOCK_TESTS status
+  local json=$1 program=$2 surroundings=alone tests=-$CLOCK_TESTS:$RUSSIAN_TESTS status
   local name prefix
   name=$(basename "$json" .json)
   prefix=$TEST_PREFIXES/$name
   case $name in
     e2e.clock) surroundings=with_own_clock tests=$CLOCK_TESTS ;;
+    e2e.russian) surroundings=on_russian_windows tests=$RUSSIAN_TESTS ;;
     e2e.*) surroundings=with_update_server ;;
     windows.net_tests | windows.hosts_tests) surroundings=with_web_servers ;;
   esac

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace korvel {
@@ -20,6 +21,11 @@ inline bool fail(std::string* error, std::string text) {
 bool failWin32(std::string* error, const std::string& text);
 /// `text` followed by " (win32=", the last-error value in decimal and ")": the form that pipe errors use.
 bool setWin32Error(std::string* error, const std::string& text);
+
+/// The category for exceptions that carry a last-error value: their text then ends in "win32=<code>". Texts
+/// of std::system_category() come in the machine's language and code page, and must not reach a log or a
+/// client.
+const std::error_category& win32Category();
 #endif
 
 }  // namespace korvel

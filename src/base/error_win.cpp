@@ -17,4 +17,19 @@ bool setWin32Error(std::string* error, const std::string& text) {
   return false;
 }
 
+namespace {
+
+class Win32Category : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "win32"; }
+  std::string message(int code) const override { return "win32=" + std::to_string(static_cast<DWORD>(code)); }
+};
+
+}  // namespace
+
+const std::error_category& win32Category() {
+  static const Win32Category category;
+  return category;
+}
+
 }  // namespace korvel

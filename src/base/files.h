@@ -15,6 +15,10 @@
 
 namespace korvel {
 
+/// For every open of a path that a client or a settings file has named, and of pipes. The server of a pipe
+/// then learns nothing about this process and cannot act in its name.
+inline constexpr DWORD kOpenAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+
 enum class PathStatus { kExists, kMissing, kUnreadable };
 
 /// kMissing when the system reports that nothing can exist under this name: file, path, network path or
@@ -30,6 +34,9 @@ inline bool pathExists(const std::wstring& path) { return pathStatus(path) == Pa
 /// Creates `path` and every missing parent. True when the directory exists afterwards; on failure the reason
 /// is in GetLastError().
 bool createDirectories(const std::wstring& path);
+/// The same, but if `path` itself is made here, only the system and the administrators have access to it and
+/// to what is made in it. A directory that is there already keeps its access list.
+bool createProtectedDirectory(const std::wstring& path);
 
 inline constexpr uint64_t kAnySize = UINT64_MAX;
 
@@ -104,7 +111,7 @@ class RewriteTurn {
 /// the new text. If the temporary cannot be created or moved, rewrites the file in place instead. False only
 /// when the file cannot be opened for writing either way. Write errors are not reported: when the disk is too
 /// full for the temporary, the old text stays. Calls for one file take turns (RewriteTurn), so concurrent
-/// writers do not mix their texts.
-bool rewriteTextFile(const std::wstring& path, std::string_view bytes);
+/// writers do not mix their texts. A file that is held is tried again as tryWhileHeld() does.
+bool rewriteTextFile(const std::wstring& path, std::string_view bytes, const StopToken& stop = {});
 
 }  // namespace korvel

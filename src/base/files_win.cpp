@@ -10,6 +10,8 @@
 #include "base/paths.h"
 #include "base/sizes.h"
 
+#include <sddl.h>
+
 namespace korvel {
 namespace {
 
@@ -19,9 +21,9 @@ constexpr DWORD kProtectingAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-// Settings that clients change lead to some of the paths. If one names a pipe, its server learns nothing
-// about this process and cannot act in its name.
-constexpr DWORD kAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+
+// Full access for the system and the administrators, also to what is made inside; nothing is inherited.
+constexpr wchar_t kSystemAndAdministrators[] = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
 
 constexpr int kMostTries = 5;
 constexpr DWORD kPauseBetweenTriesMs = 120;
@@ -36,16 +38,16 @@ UniqueHandle onlyDiskFile(UniqueHandle file) {
 }
 
 UniqueHandle createForWriting(const std::wstring& path) {
-  return onlyDiskFile(
-      UniqueHandle(::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, kShareAll, /*security=*/nullptr,
-                                 CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL | kAnonymously, /*template=*/nullptr)));
+  return onlyDiskFile(UniqueHandle(
+      ::CreateFileW(forFileApi(path).c_str(), GENERIC_WRITE, kShareAll, /*security=*/nullptr, CREATE_ALWAYS,
+                    FILE_ATTRIBUTE_NORMAL | kOpenAnonymously, /*template=*/nullptr)));
 }
 
 /// Never opens what is there already, and no link is followed.
 UniqueHandle createTemporary(const std::wstring& path) {
   return onlyDiskFile(UniqueHandle(
       ::CreateFileW(path.c_str(), GENERIC_WRITE | WRITE_DAC, FILE_SHARE_READ, /*security=*/nullptr,
-                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously,
+                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kOpenAnonymously,
                     /*template=*/nullptr)));
 }
 
@@ -54,7 +56,7 @@ UniqueHandle createTemporary(const std::wstring& path) {
 void copyAccessList(const std::wstring& from, HANDLE to) {
   const UniqueHandle source(::CreateFileW(
       from.c_str(), READ_CONTROL, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
-      FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, /*template=*/nullptr));
+      FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS | kOpenAnonymously, /*template=*/nullptr));
   if (!source) return;
   DWORD bytes = 0;
   (void)::GetKernelObjectSecurity(source.get(), DACL_SECURITY_INFORMATION, nullptr, 0, &bytes);
@@ -64,6 +66,35 @@ void copyAccessList(const std::wstring& from, HANDLE to) {
     return;
   }
   (void)::SetKernelObjectSecurity(to, DACL_SECURITY_INFORMATION, descriptor.data());
+}
+
+bool isDirectory(const std::wstring& path) {
+  const DWORD attributes = ::GetFileAttributesW(forFileApi(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+/// createDirectories(), with `security` for the last directory.
+bool createTree(const std::wstring& path, SECURITY_ATTRIBUTES* security) {
+  if (path.empty()) {
+    ::SetLastError(ERROR_PATH_NOT_FOUND);
+    return false;
+  }
+  if (isDirectory(path)) return true;
+
+  DWORD code = ERROR_SUCCESS;
+  size_t end = rootLength(path);
+  while (end < path.size()) {
+    end = path.find_first_of(L"\\/", end);
+    if (end == std::wstring::npos) end = path.size();
+    const std::wstring step = forFileApi(path.substr(0, end));
+    while (end < path.size() && isPathSeparator(path[end])) ++end;
+    const bool last = end == path.size();
+    code = ::CreateDirectoryW(step.c_str(), last ? security : nullptr) ? ERROR_SUCCESS : ::GetLastError();
+  }
+  if (isDirectory(path)) return true;
+  // CreateDirectoryW reports ERROR_ALREADY_EXISTS also when a file has that name.
+  ::SetLastError(code != ERROR_SUCCESS ? code : ERROR_PATH_NOT_FOUND);
+  return false;
 }
 
 /// The files that are being rewritten. Its lock is never held while a file is written.
@@ -116,36 +147,23 @@ PathStatus pathStatus(const std::wstring& path) {
   return pathStatusFromError(::GetLastError());
 }
 
-bool createDirectories(const std::wstring& path) {
-  const auto isDirectory = [](const std::wstring& p) {
-    const DWORD attributes = ::GetFileAttributesW(forFileApi(p).c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-  };
-  if (path.empty()) {
-    ::SetLastError(ERROR_PATH_NOT_FOUND);
+bool createDirectories(const std::wstring& path) { return createTree(path, /*security=*/nullptr); }
+
+bool createProtectedDirectory(const std::wstring& path) {
+  UniqueLocalMemory descriptor;
+  if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(kSystemAndAdministrators, SDDL_REVISION_1,
+                                                              descriptor.receive(), /*size=*/nullptr)) {
     return false;
   }
-  if (isDirectory(path)) return true;
-
-  DWORD code = ERROR_SUCCESS;
-  size_t end = rootLength(path);
-  while (end < path.size()) {
-    end = path.find_first_of(L"\\/", end);
-    if (end == std::wstring::npos) end = path.size();
-    const std::wstring step = forFileApi(path.substr(0, end));
-    code = ::CreateDirectoryW(step.c_str(), /*security=*/nullptr) ? ERROR_SUCCESS : ::GetLastError();
-    while (end < path.size() && isPathSeparator(path[end])) ++end;
-  }
-  if (isDirectory(path)) return true;
-  // CreateDirectoryW reports ERROR_ALREADY_EXISTS also when a file has that name.
-  ::SetLastError(code != ERROR_SUCCESS ? code : ERROR_PATH_NOT_FOUND);
-  return false;
+  SECURITY_ATTRIBUTES security{
+      .nLength = sizeof security, .lpSecurityDescriptor = descriptor.get(), .bInheritHandle = FALSE};
+  return createTree(path, &security);
 }
 
 UniqueHandle openForReading(const std::wstring& path, uint64_t maxBytes) {
-  UniqueHandle file = onlyDiskFile(UniqueHandle(
-      ::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
-                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | kAnonymously, /*template=*/nullptr)));
+  UniqueHandle file = onlyDiskFile(UniqueHandle(::CreateFileW(
+      forFileApi(path).c_str(), GENERIC_READ, kShareAll, /*security=*/nullptr, OPEN_EXISTING,
+      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | kOpenAnonymously, /*template=*/nullptr)));
   if (!file) return file;
   LARGE_INTEGER size{};
   if (!::GetFileSizeEx(file.get(), &size)) {  // a whole volume has none
@@ -271,7 +289,7 @@ bool FileReplacement::commit(bool clearAttributes, const StopToken& stop) {
 RewriteTurn::RewriteTurn(const std::wstring& path) : path_(path) { filesInTurn().take(path_); }
 RewriteTurn::~RewriteTurn() { filesInTurn().giveBack(path_); }
 
-bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
+bool rewriteTextFile(const std::wstring& path, std::string_view bytes, const StopToken& stop) {
   // All calls for a file use one temporary name, so a kill leaves at most one temporary.
   const RewriteTurn turn(path);
 
@@ -282,7 +300,7 @@ bool rewriteTextFile(const std::wstring& path, std::string_view bytes) {
     if (replacement.open()) {
       // The disk is full: rewriting in place would only destroy the old text.
       if (!replacement.write(bytes) || !replacement.finish()) return true;
-      if (replacement.commit(/*clearAttributes=*/false)) return true;
+      if (replacement.commit(/*clearAttributes=*/false, stop)) return true;
     }
   }
   const UniqueHandle file = createForWriting(path);

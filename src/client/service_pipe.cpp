@@ -1,6 +1,7 @@
 #include "client/service_pipe.h"
 
 #include "base/error.h"
+#include "base/files.h"
 #include "base/unique_resource.h"
 
 namespace korvel::ipc {
@@ -35,8 +36,10 @@ bool readWhole(HANDLE pipe, void* buffer, size_t n, std::string* error, const Cl
 
 HANDLE connectServicePipe(std::string* error, DWORD timeoutMs, const ClientCalls& calls) {
   for (DWORD waitedMs = 0;; waitedMs += kBusyWaitMs) {
+    // The service does not ask who its client is, and another process may have made the pipe.
     UniqueHandle pipe(::CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, /*share=*/0,
-                                    /*security=*/nullptr, OPEN_EXISTING, /*flags=*/0, /*template=*/nullptr));
+                                    /*security=*/nullptr, OPEN_EXISTING, kOpenAnonymously,
+                                    /*template=*/nullptr));
     if (pipe) return pipe.release();
     const DWORD code = ::GetLastError();
     const bool mayCome = code == ERROR_PIPE_BUSY || code == ERROR_FILE_NOT_FOUND;

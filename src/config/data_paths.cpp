@@ -28,13 +28,16 @@ std::wstring knownFolder(const KNOWNFOLDERID& id) {
 
 }  // namespace
 
-std::wstring dataDir() {
-  std::wstring result;
+std::wstring whereDataDirIs() {
   if (const std::wstring shared = knownFolder(FOLDERID_ProgramData); !shared.empty()) {
-    result = shared + L"\\KORVEL Antivirus";
-  } else if (const std::wstring local = knownFolder(FOLDERID_LocalAppData); !local.empty()) {
-    result = local + L"\\KorvelAntivirus";
+    return shared + L"\\KORVEL Antivirus";
   }
+  const std::wstring local = knownFolder(FOLDERID_LocalAppData);
+  return local.empty() ? local : local + L"\\KorvelAntivirus";
+}
+
+std::wstring dataDir() {
+  std::wstring result = whereDataDirIs();
   (void)createDirectories(result);  // a failure shows when a file in it is opened
   return result;
 }

@@ -11,6 +11,9 @@ namespace korvel {
 /// to create the directory does not change the result.
 std::wstring dataDir();
 
+/// The same path for programs that only look: nothing is created.
+std::wstring whereDataDirIs();
+
 std::wstring logPath();               ///< dataDir() + "\korvel.log"
 std::wstring settingsPath();          ///< dataDir() + "\settings.ini"
 std::wstring defaultQuarantineDir();  ///< dataDir() + "\Quarantine"

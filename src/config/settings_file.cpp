@@ -20,8 +20,8 @@ bool readSettingsFile(SettingsFields& settings, const std::wstring& path) {
   return true;
 }
 
-bool writeSettingsFile(const SettingsFields& settings, const std::wstring& path) {
-  return rewriteTextFile(path, formatSettingsText(settings));
+bool writeSettingsFile(const SettingsFields& settings, const std::wstring& path, const StopToken& stop) {
+  return rewriteTextFile(path, formatSettingsText(settings), stop);
 }
 
 }  // namespace korvel

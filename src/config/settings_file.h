@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "base/stop.h"
 #include "records/settings_fields.h"
 
 namespace korvel {
@@ -12,7 +13,8 @@ namespace korvel {
 bool readSettingsFile(SettingsFields& settings, const std::wstring& path);
 
 /// Replaces the whole file with the guarantees of rewriteTextFile(). False only when it cannot be opened for
-/// writing. When several threads save at the same time, the last one wins.
-bool writeSettingsFile(const SettingsFields& settings, const std::wstring& path);
+/// writing. When several threads save at the same time, the last one wins. `stop` ends the waiting for a file
+/// that another program holds.
+bool writeSettingsFile(const SettingsFields& settings, const std::wstring& path, const StopToken& stop = {});
 
 }  // namespace korvel

@@ -11,6 +11,7 @@
 #include "config/settings_file.h"
 #include "engine/signature_loader.h"
 #include "runtime/log.h"
+#include "runtime/stop_signal.h"
 #include "signatures/signature_database.h"
 
 namespace korvel::svc {
@@ -22,13 +23,16 @@ void logWarning(const std::string& text) { Log::instance().write(kLogWarning, te
 const char* onOff(bool on) { return on ? "on" : "off"; }
 
 void writeToDisk(const SettingsFields& settings) {
-  (void)writeSettingsFile(settings, settingsPath());  // the record in memory stays in force
+  // The record in memory stays in force whatever happens.
+  (void)writeSettingsFile(settings, settingsPath(), StopSignal::process().token());
 }
 
 }  // namespace
 
 ScanWorker::ScanWorker(const LoopTimes& times)
     : settings_(writeToDisk),
+      quarantine_(pathStatus,
+                  StopSignal::process().token()),  // the engine's own stop waits for the pipe thread
       scan_(settings_, signatures_, stop_.get_token()),
       updates_(settings_, signatures_, stop_.get_token()),
       driver_(settings_, signatures_, detections_, stop_.get_token()),

@@ -43,21 +43,21 @@ bool openRules(INetFwPolicy2& policy, ComPtr<INetFwRules>& rules, std::string* e
 
 /// Collects one name per matching rule: a name that two rules share appears twice.
 bool collectNames(INetFwRules& rules, const NameTest& matches, std::vector<std::wstring>& names,
-                  std::string* error) {
-  RuleWalk walk;
+                  std::string* error, const StopToken& stop) {
+  RuleWalk walk(stop);
   const HRESULT opened = walk.open(rules);
   if (FAILED(opened)) return failWith(error, kNoRules, opened);
   for (ComPtr<INetFwRule> rule; walk.next(rule);) {
     std::wstring name = ruleName(*rule.get());
     if (matches(name)) names.push_back(std::move(name));
   }
-  return true;
+  return !stop.stop_requested() || fail(error, "service is stopping");
 }
 
 /// Collects the names before the first removal, because a collection must not change during its enumeration.
-bool removeMatching(INetFwRules& rules, const NameTest& matches, std::string* error) {
+bool removeMatching(INetFwRules& rules, const NameTest& matches, std::string* error, const StopToken& stop) {
   std::vector<std::wstring> names;
-  if (!collectNames(rules, matches, names, error)) return false;
+  if (!collectNames(rules, matches, names, error, stop)) return false;
   for (const std::wstring& name : names) {
     const HRESULT removed = rules.Remove(makeBstr(name).get());
     if (FAILED(removed)) return failWith(error, "не удалось удалить правило", removed);
@@ -98,32 +98,32 @@ bool setProfileEnabled(const std::string& request, std::string* error) {
   });
 }
 
-bool addApplicationRule(const std::string& request, std::string* error) {
+bool addApplicationRule(const std::string& request, std::string* error, const StopToken& stop) {
   return changeFirewall(error, [&](INetFwPolicy2& policy) {
     ApplicationRequest parsed;
     if (!parseApplicationRequest(request, parsed, error)) return false;
     const std::vector<RuleDescription> wanted = applicationRules(parsed);
     ComPtr<INetFwRules> rules;
-    return openRules(policy, rules, error) && removeMatching(*rules.get(), namesOf(wanted), error) &&
+    return openRules(policy, rules, error) && removeMatching(*rules.get(), namesOf(wanted), error, stop) &&
            addRules(*rules.get(), wanted, error);
   });
 }
 
-bool setBlockAllInbound(const std::string& request, std::string* error) {
+bool setBlockAllInbound(const std::string& request, std::string* error, const StopToken& stop) {
   return changeFirewall(error, [&](INetFwPolicy2& policy) {
     bool block = false;
     if (!parseBlockInboundRequest(request, block, error)) return false;
     ComPtr<INetFwRules> rules;
     if (!openRules(policy, rules, error)) return false;
-    if (!removeMatching(*rules.get(), isBlockInboundRuleName, error)) return false;
+    if (!removeMatching(*rules.get(), isBlockInboundRuleName, error, stop)) return false;
     return !block || addRules(*rules.get(), blockInboundRules(), error);
   });
 }
 
-bool removeKorvelRules(std::string* error) {
+bool removeKorvelRules(std::string* error, const StopToken& stop) {
   return changeFirewall(error, [&](INetFwPolicy2& policy) {
     ComPtr<INetFwRules> rules;
-    return openRules(policy, rules, error) && removeMatching(*rules.get(), isOwnRuleName, error);
+    return openRules(policy, rules, error) && removeMatching(*rules.get(), isOwnRuleName, error, stop);
   });
 }
 

@@ -54,7 +54,8 @@ HRESULT RuleWalk::open(INetFwRules& rules) {
 bool RuleWalk::next(ComPtr<INetFwRule>& rule) {
   Variant element;
   ULONG fetched = 0;  // always 1 with S_OK; not null, because some enumerators always write it
-  while (elements_ && elements_->Next(/*count=*/1, element.receive(), &fetched) == S_OK) {
+  while (elements_ && !stop_.stop_requested() &&
+         elements_->Next(/*count=*/1, element.receive(), &fetched) == S_OK) {
     IDispatch* const object = element.dispatch();
     if (object != nullptr && SUCCEEDED(queryInterface(object, rule))) return true;
   }

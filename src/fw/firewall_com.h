@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/stop.h"
 #include "fw/com.h"
 #include "fw/firewall_request.h"
 
@@ -20,12 +21,16 @@ std::wstring ruleApplication(INetFwRule& rule);
 /// Enumerates the rules of a collection.
 class RuleWalk {
  public:
+  explicit RuleWalk(const StopToken& stop) : stop_(stop) {}
+
   /// Starts at the first rule. On failure there is nothing to walk.
   HRESULT open(INetFwRules& rules);
-  /// False at the end, and as soon as the enumerator fails. Elements that are not rules are skipped.
+  /// False at the end, after a stop, and as soon as the enumerator fails. Elements that are not rules are
+  /// skipped.
   bool next(ComPtr<INetFwRule>& rule);
 
  private:
+  const StopToken stop_;
   ComPtr<IEnumVARIANT> elements_;
 };
 

@@ -61,11 +61,11 @@ ListedRule readRule(INetFwRule& rule, const std::wstring& name, const std::wstri
   return listed;
 }
 
-HRESULT readRules(INetFwPolicy2& policy, FirewallStatus& status) {
+HRESULT readRules(INetFwPolicy2& policy, FirewallStatus& status, const StopToken& stop) {
   ComPtr<INetFwRules> rules;
   HRESULT result = received(policy.get_Rules(rules.receive()), rules);
   if (FAILED(result)) return result;
-  RuleWalk walk;
+  RuleWalk walk(stop);
   result = walk.open(*rules.get());
   for (ComPtr<INetFwRule> rule; walk.next(rule);) {
     const std::wstring name = ruleName(*rule.get());
@@ -76,7 +76,7 @@ HRESULT readRules(INetFwPolicy2& policy, FirewallStatus& status) {
   return result;
 }
 
-std::string askFirewall() {
+std::string askFirewall(const StopToken& stop) {
   const ComApartment apartment;
   ComPtr<INetFwPolicy2> policy;
   const HRESULT created = createFirewallPolicy(policy);
@@ -86,16 +86,16 @@ std::string askFirewall() {
   }
   FirewallStatus status;
   readProfiles(*policy.get(), status);
-  const HRESULT listed = readRules(*policy.get(), status);
+  const HRESULT listed = readRules(*policy.get(), status, stop);
   if (FAILED(listed)) status.errors.push_back(firewallFailure("не удалось перечислить правила", listed));
   return firewallStatusText(status);
 }
 
 }  // namespace
 
-std::string queryFirewallStatus() {
+std::string queryFirewallStatus(const StopToken& stop) {
   try {
-    return askFirewall();
+    return askFirewall(stop);
   } catch (...) {
     return firewallErrorReply("внутренняя ошибка запроса брандмауэра");
   }

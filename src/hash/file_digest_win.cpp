@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/files.h"
 #include "base/long_path.h"
 #include "base/unique_resource.h"
 #include "base/win.h"
@@ -18,7 +19,7 @@ std::string digestFile(const std::wstring& path, size_t chunkSize) {
   // Shared for reading only, so that a file open for writing elsewhere is not digested half-written.
   const UniqueHandle file(::CreateFileW(forFileApi(path).c_str(), GENERIC_READ, FILE_SHARE_READ,
                                         /*security=*/nullptr, OPEN_EXISTING,
-                                        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
+                                        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | kOpenAnonymously,
                                         /*template=*/nullptr));
   if (!file) return {};
   std::vector<uint8_t> buffer(chunkSize);

@@ -62,6 +62,18 @@ bool decodeBlock(const char* text, uint8_t* out) {
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(bytes, bytes));
   return true;
 }
+
+/// Encodes 8 bytes to 16 characters.
+void encodeBlock(const uint8_t* bytes, char* text) {
+  const __m128i packed = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
+  const __m128i high = _mm_and_si128(_mm_srli_epi16(packed, 4), _mm_set1_epi8(0x0F));
+  const __m128i low = _mm_and_si128(packed, _mm_set1_epi8(0x0F));
+  const __m128i nibbles = _mm_unpacklo_epi8(high, low);
+  const __m128i isLetter = _mm_cmpgt_epi8(nibbles, _mm_set1_epi8(9));
+  const __m128i toLetter = _mm_and_si128(isLetter, _mm_set1_epi8('a' - '0' - 10));
+  const __m128i chars = _mm_add_epi8(_mm_add_epi8(nibbles, _mm_set1_epi8('0')), toLetter);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(text), chars);
+}
 #endif
 
 }  // namespace
@@ -80,6 +92,11 @@ bool decodeHex(const char* text, size_t bytes, uint8_t* out) {
 }
 
 void encodeHex(std::span<const uint8_t> bytes, char* out) {
+#ifdef __SSE2__
+  for (; bytes.size() >= kBlockBytes; bytes = bytes.subspan(kBlockBytes), out += 2 * kBlockBytes) {
+    encodeBlock(bytes.data(), out);
+  }
+#endif
   for (const uint8_t byte : bytes) {
     std::memcpy(out, kHexPairs[byte].data(), 2);
     out += 2;

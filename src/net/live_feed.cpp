@@ -42,7 +42,8 @@ Mutex& writerMutex() {
   return mutex;
 }
 
-bool writeDatabase(const FeedSet& set, const std::wstring& target, std::string* error) {
+bool writeDatabase(const FeedSet& set, const std::wstring& target, std::string* error,
+                   const StopToken& stop) {
   const MutexLock lock(writerMutex());
   const std::wstring temporary = target + L".tmp";
   FileReplacement file(target, temporary);
@@ -50,7 +51,7 @@ bool writeDatabase(const FeedSet& set, const std::wstring& target, std::string* 
   if (!file.open() || !renderLiveDatabase(set, unixSecondsNow(), write) || !file.finish()) {
     return fail(error, "cannot write " + toUtf8(temporary));
   }
-  if (!file.commit(/*clearAttributes=*/true)) return failWin32(error, "cannot replace live database");
+  if (!file.commit(/*clearAttributes=*/true, stop)) return failWin32(error, "cannot replace live database");
   return true;
 }
 
@@ -73,7 +74,7 @@ bool buildLiveDatabaseFrom(const std::vector<std::string>& sources, const std::w
   if (error != nullptr) error->clear();
   FeedSet set;
   if (!collectHashes(sources, set, error, stop)) return false;
-  if (!writeDatabase(set, target, error)) return false;
+  if (!writeDatabase(set, target, error, stop)) return false;
   if (hashCount != nullptr) *hashCount = set.size();
   return true;
 }

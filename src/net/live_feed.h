@@ -20,7 +20,8 @@ std::vector<std::string> liveFeedSources(const std::string& serverUrl);
 /// One build from liveFeedSources(serverUrl); one good source is enough. On success `hashCount` receives the
 /// number of hashes written; on failure the previous database stays. `hashCount` and `error` may be null;
 /// `error` is emptied first. `stop` ends a build that is still downloading at once, with "service is
-/// stopping". Any number of threads may build at once; they write one after another. Throws std::bad_alloc.
+/// stopping", and the waiting for a database that another program holds. Any number of threads may build at
+/// once; they write one after another. Throws std::bad_alloc.
 bool buildLiveDatabase(const std::string& serverUrl, uint64_t* hashCount, std::string* error,
                        const StopToken& stop = {});
 

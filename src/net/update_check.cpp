@@ -12,7 +12,8 @@
 namespace korvel {
 namespace {
 
-bool saveInstaller(std::string_view body, const std::wstring& path, std::string* error) {
+bool saveInstaller(std::string_view body, const std::wstring& path, std::string* error,
+                   const StopToken& stop) {
   const std::wstring temporary = path + L".tmp";
   FileReplacement file(path, temporary);
   // The system would end the name at a NUL and write another file.
@@ -20,7 +21,8 @@ bool saveInstaller(std::string_view body, const std::wstring& path, std::string*
   if (!nameable || !file.open() || !file.write(body) || !file.finish()) {
     return fail(error, "не удалось записать " + toUtf8(temporary));
   }
-  if (!file.commit(/*clearAttributes=*/true)) return failWin32(error, "не удалось сохранить установщик");
+  if (!file.commit(/*clearAttributes=*/true, stop))
+    return failWin32(error, "не удалось сохранить установщик");
   return true;
 }
 
@@ -46,7 +48,7 @@ bool checkForUpdate(const std::string& updateServer, const std::wstring& updates
   if (!looksLikeInstaller(body)) return fail(error, "по ссылке не похоже на Windows-установщик");
   (void)createDirectories(updatesDir);  // writing the file reports the trouble
   const std::wstring path = updatesDir + L"\\KorvelSetup-" + toWide(release.version) + L".exe";
-  if (!saveInstaller(body, path, error)) return false;
+  if (!saveInstaller(body, path, error, stop)) return false;
   if (installer != nullptr) *installer = path;
   Log::instance().write(kLogInfo, "self update: installer " + release.version + " saved to updates");
   return true;

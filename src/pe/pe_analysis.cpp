@@ -47,4 +47,10 @@ PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow, 
   return analysis;
 }
 
+void explainPe(PeAnalysis& analysis, uint64_t unixNow) {
+  if (!analysis.info.isPe) return;
+  analysis.rules.clear();
+  analysis.findings = peFindings(analysis.info, analysis.packer, unixNow, &analysis.rules);
+}
+
 }  // namespace korvel

@@ -25,4 +25,8 @@ bool mayBePe(ByteView firstBytes, uint64_t fileSize);
 PeAnalysis analyzePeBuffer(ByteView bytes, uint64_t fileSize, uint64_t unixNow,
                            hash::TripleDigest* digest = nullptr);
 
+/// Evaluates the rules of an analysis once more, for `unixNow`, and keeps how each of them came out. Does
+/// nothing for what is not an image.
+void explainPe(PeAnalysis& analysis, uint64_t unixNow);
+
 }  // namespace korvel

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "pe/rule_sheet.h"
 #include "records/finding.h"
 
 namespace korvel {
@@ -47,6 +48,7 @@ struct PeAnalysis {
   PeInfo info;
   std::string packer;  ///< the packer that a section name gives away, e.g. "UPX"; empty when none
   std::vector<Finding> findings;
+  RuleTrace rules;  ///< filled by explainPe() only
 };
 
 }  // namespace korvel

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "base/sizes.h"
 #include "base/text.h"
@@ -55,58 +56,83 @@ constexpr double kHighEntropy = 7.2;               // bits per byte; a finding o
 constexpr double kPackedMarkEntropy = 0.2;         // bits per byte; the mark only below it
 constexpr uint64_t kLargeOverlayBytes = 1 * kMiB;  // a finding only above it
 
-Finding packedFinding(std::string_view packer) {
-  return {kSeverityHigh, "PE.PACKED", "Файл упакован (" + std::string(packer) + ")",
+RuleHit packedHit(std::string_view packer) {
+  return {kSeverityHigh, "Файл упакован (" + std::string(packer) + ")",
           "Упаковщик скрывает настоящий код: сигнатуры по хешу не работают, а содержимое раскрывается только "
           "при запуске"};
 }
 
-Finding highEntropyFinding(double entropy) {
+RuleHit highEntropyHit(double entropy) {
   // std::to_string prints as "%f" does: six decimals.
-  return {kSeverityMedium, "PE.HIGH_ENTROPY", "Аномально высокая энтропия",
+  return {kSeverityMedium, "Аномально высокая энтропия",
           "Энтропия секции " + std::to_string(entropy) + " из 8.0 — признак шифрования или упаковки"};
 }
 
-Finding rwxSectionFinding() {
-  return {kSeverityHigh, "PE.RWX_SECTION", "Секция с правами на запись и выполнение",
+RuleHit rwxSectionHit() {
+  return {kSeverityHigh, "Секция с правами на запись и выполнение",
           "Легитимный PE не нуждается в том, чтобы одновременно писать и исполнять код в одной секции — так "
           "работают рантайм-распаковщики"};
 }
 
-Finding noImportsFinding() {
+RuleHit noImportsHit() {
   return {
-      kSeverityMedium, "PE.NO_IMPORTS", "У исполняемого файла нет таблицы импортов",
+      kSeverityMedium, "У исполняемого файла нет таблицы импортов",
       "Нормальная программа Windows вызывает системные функции через импорты. Пустая таблица означает ручной "
       "расчёт адресов (GetProcAddress в рантайме) либо упаковку"};
 }
 
-/// Each listed name once, in the order of the list. One ordinary import such as GetProcAddress is enough.
-void addApiFinding(const std::vector<std::string>& imports, std::vector<Finding>& findings) {
-  std::string hits;
-  bool injects = false;
+struct ApiHits {
+  std::vector<std::string> names;
+  bool inject = false;  // one of them acts on another process
+};
+
+/// Each listed name once, in the order of the list.
+ApiHits findSuspiciousApis(const std::vector<std::string>& imports) {
+  ApiHits hits;
   for (const SuspiciousApi& api : kSuspiciousApis) {
     if (std::find(imports.begin(), imports.end(), api.name) == imports.end()) continue;
-    if (!hits.empty()) hits += ", ";
-    hits += api.name;
-    injects = injects || api.injects;
+    hits.names.emplace_back(api.name);
+    hits.inject = hits.inject || api.injects;
   }
-  if (hits.empty()) return;
-  findings.push_back({injects ? kSeverityHigh : kSeverityMedium, "PE.INJECTION_APIS",
-                      injects ? "Функции инъекции в чужой процесс" : "Опасные системные вызовы",
-                      "Файл импортирует: " + hits});
+  return hits;
+}
+
+/// One ordinary import such as GetProcAddress is enough.
+RuleHit apiHit(const ApiHits& hits) {
+  std::string detail = "Файл импортирует: ";
+  for (const std::string& name : hits.names) {
+    if (&name != &hits.names.front()) detail += ", ";
+    detail += name;
+  }
+  return {hits.inject ? kSeverityHigh : kSeverityMedium,
+          hits.inject ? "Функции инъекции в чужой процесс" : "Опасные системные вызовы", std::move(detail)};
 }
 
 // The last two are low on purpose: alone they never make a file suspicious, they only add to its explanation.
 
-Finding largeOverlayFinding(uint64_t overlaySize) {
-  return {kSeverityLow, "PE.LARGE_OVERLAY", "Большой блок данных в конце файла",
+RuleHit largeOverlayHit(uint64_t overlaySize) {
+  return {kSeverityLow, "Большой блок данных в конце файла",
           "После PE осталось " + std::to_string(overlaySize / kMiB) +
               " МБ — типично для самораспаковывающихся установщиков и заражённых файлов"};
 }
 
-Finding futureTimestampFinding() {
-  return {kSeverityLow, "PE.FUTURE_TIMESTAMP", "Дата сборки в будущем",
+RuleHit futureTimestampHit() {
+  return {kSeverityLow, "Дата сборки в будущем",
           "Временная метка в заголовке позже текущей даты — типично для намеренного обхода проверок"};
+}
+
+std::vector<std::string> sectionNames(const PeInfo& info) {
+  std::vector<std::string> names;
+  for (const PeSection& section : info.sections) names.push_back(section.name);
+  return names;
+}
+
+std::vector<std::string> rwxSectionNames(const PeInfo& info) {
+  std::vector<std::string> names;
+  for (const PeSection& section : info.sections) {
+    if (section.writable && section.executable) names.push_back(section.name);
+  }
+  return names;
 }
 
 }  // namespace
@@ -134,16 +160,35 @@ bool hasPackedMark(const PeInfo& info) {
   });
 }
 
-std::vector<Finding> peFindings(const PeInfo& info, std::string_view packer, uint64_t unixNow) {
+std::vector<Finding> peFindings(const PeInfo& info, std::string_view packer, uint64_t unixNow,
+                                RuleTrace* trace) {
   std::vector<Finding> findings;
-  if (!packer.empty()) findings.push_back(packedFinding(packer));
-  if (info.maxSectionEntropy > kHighEntropy) findings.push_back(highEntropyFinding(info.maxSectionEntropy));
-  if (info.rwxSection) findings.push_back(rwxSectionFinding());
-  if (info.importCount == 0 && !info.hasImports) findings.push_back(noImportsFinding());
-  addApiFinding(info.imports, findings);
-  if (info.hasOverlay && info.overlaySize > kLargeOverlayBytes)
-    findings.push_back(largeOverlayFinding(info.overlaySize));
-  if (info.timeDateStamp > unixNow) findings.push_back(futureTimestampFinding());
+  RuleSheet rules(findings, trace);
+  rules.judge(
+      "PE.PACKED", !packer.empty(), [packer] { return packedHit(packer); },
+      [&info] { return RuleTerms{.value = sectionNames(info)}; });
+  rules.judge(
+      "PE.HIGH_ENTROPY", info.maxSectionEntropy > kHighEntropy,
+      [&info] { return highEntropyHit(info.maxSectionEntropy); },
+      [&info] { return RuleTerms{.value = info.maxSectionEntropy, .limit = kHighEntropy}; });
+  rules.judge("PE.RWX_SECTION", info.rwxSection, rwxSectionHit,
+              [&info] { return RuleTerms{.value = rwxSectionNames(info)}; });
+  rules.judge("PE.NO_IMPORTS", info.importCount == 0 && !info.hasImports, noImportsHit, [&info] {
+    return RuleTerms{.value = uint64_t{info.importCount},
+                     .limit = uint64_t{0},
+                     .sparedBy = info.importCount == 0 && info.hasImports ? "import directory" : ""};
+  });
+  const ApiHits apis = findSuspiciousApis(info.imports);
+  rules.judge(
+      "PE.INJECTION_APIS", !apis.names.empty(), [&apis] { return apiHit(apis); },
+      [&apis] { return RuleTerms{.value = apis.names}; });
+  rules.judge(
+      "PE.LARGE_OVERLAY", info.hasOverlay && info.overlaySize > kLargeOverlayBytes,
+      [&info] { return largeOverlayHit(info.overlaySize); },
+      [&info] { return RuleTerms{.value = info.overlaySize, .limit = kLargeOverlayBytes}; });
+  rules.judge("PE.FUTURE_TIMESTAMP", info.timeDateStamp > unixNow, futureTimestampHit, [&info, unixNow] {
+    return RuleTerms{.value = uint64_t{info.timeDateStamp}, .limit = unixNow};
+  });
   return findings;
 }
 

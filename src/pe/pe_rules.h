@@ -22,7 +22,8 @@ std::string_view findPacker(const std::vector<PeSection>& sections);
 bool hasPackedMark(const PeInfo& info);
 
 /// The findings for an image, in their fixed order. `packer` is empty when none was found; `unixNow` is the
-/// current time in Unix seconds.
-std::vector<Finding> peFindings(const PeInfo& info, std::string_view packer, uint64_t unixNow);
+/// current time in Unix seconds. `trace`, when given, gets a line for every rule.
+std::vector<Finding> peFindings(const PeInfo& info, std::string_view packer, uint64_t unixNow,
+                                RuleTrace* trace = nullptr);
 
 }  // namespace korvel

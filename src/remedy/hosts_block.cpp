@@ -7,31 +7,37 @@ namespace {
 
 constexpr std::string_view kBeginMarker = "# KORVEL WEB SHIELD BEGIN";
 constexpr std::string_view kEndMarker = "# KORVEL WEB SHIELD END";
+constexpr std::string_view kEntryStart = "127.0.0.1 ";
+constexpr std::string_view kEntryEnd = " # korvel-blocked";
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kMaxDomainBytes = 253;
 
 bool isBlank(std::string_view line) { return trimmed(line, kBlanks).empty(); }
 
-/// Calls `visit(line, inside)` for each line that is not a marker; the line comes without its LF and one CR.
+/// Calls `visit(line, kind)` for each line, which comes without its LF and one CR.
 template <typename Visit>
 void forEachLine(std::string_view hosts, const Visit& visit) {
-  bool inside = false;
+  HostsLine place = HostsLine::kOutside;
   LineReader reader(hosts);
   for (std::string_view line; reader.next(line);) {
     const std::string_view text = trimmed(line, kBlanks);
-    if (text == kBeginMarker || text == kEndMarker) {
-      inside = text == kBeginMarker;
-      continue;
-    }
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    visit(line, inside);
+    if (text == kBeginMarker) {
+      place = HostsLine::kInside;
+      visit(line, HostsLine::kBegin);
+    } else if (text == kEndMarker) {
+      place = HostsLine::kOutside;
+      visit(line, HostsLine::kEnd);
+    } else {
+      visit(line, place);
+    }
   }
 }
 
 std::vector<std::string_view> linesOutsideBlock(std::string_view hosts) {
   std::vector<std::string_view> kept;
-  forEachLine(hosts, [&kept](std::string_view line, bool inside) {
-    if (!inside) kept.push_back(line);
+  forEachLine(hosts, [&kept](std::string_view line, HostsLine kind) {
+    if (kind == HostsLine::kOutside) kept.push_back(line);
   });
   return kept;
 }
@@ -46,10 +52,11 @@ std::string joinLines(const std::vector<std::string_view>& lines) {
 }
 
 void appendEntry(std::string& text, std::string_view prefix, std::string_view domain) {
-  text += "127.0.0.1 ";
+  text += kEntryStart;
   text += prefix;
   text += domain;
-  text += " # korvel-blocked\n";
+  text += kEntryEnd;
+  text += '\n';
 }
 
 void appendMarker(std::string& text, std::string_view marker) {
@@ -110,10 +117,20 @@ std::string removeHostsBlock(std::string_view hosts) { return joinLines(linesOut
 
 uint64_t countHostsBlockEntries(std::string_view hosts) {
   uint64_t entries = 0;
-  forEachLine(hosts, [&entries](std::string_view line, bool inside) {
-    if (inside && !isBlank(line)) ++entries;
+  forEachLine(hosts, [&entries](std::string_view line, HostsLine kind) {
+    if (kind == HostsLine::kInside && !isBlank(line)) ++entries;
   });
   return entries;
+}
+
+void visitHostsLines(std::string_view hosts, const HostsLineVisitor& visit) { forEachLine(hosts, visit); }
+
+std::string_view blockedName(std::string_view line) {
+  if (!line.starts_with(kEntryStart) || !line.ends_with(kEntryEnd)) return {};
+  if (line.size() < kEntryStart.size() + kEntryEnd.size()) return {};
+  line.remove_prefix(kEntryStart.size());
+  line.remove_suffix(kEntryEnd.size());
+  return line;
 }
 
 }  // namespace korvel

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,5 +34,16 @@ std::string removeHostsBlock(std::string_view hosts);
 
 /// The lines inside the block that are not blank.
 uint64_t countHostsBlockEntries(std::string_view hosts);
+
+/// Where a line of a hosts file stands.
+enum class HostsLine { kOutside, kBegin, kInside, kEnd };
+
+using HostsLineVisitor = std::function<void(std::string_view line, HostsLine kind)>;
+
+/// Calls `visit` for every line in its order, without its line end.
+void visitHostsLines(std::string_view hosts, const HostsLineVisitor& visit);
+
+/// The name that an entry of the block blocks; empty for a line that is none of ours.
+std::string_view blockedName(std::string_view line);
 
 }  // namespace korvel

@@ -48,7 +48,7 @@ void assignField(QuarantineRecord& record, std::string_view key, std::string_vie
 }
 
 void appendBlock(std::string& text, const QuarantineRecord& record) {
-  // Nothing is escaped: a line feed in a path breaks its block, and the reader copes.
+  // Nothing is escaped: the store takes care that no value has a line feed.
   const auto line = [&text](std::string_view key, std::string_view value) {
     text.append(key).append("=").append(value).append("\n");
   };
@@ -101,6 +101,12 @@ std::string formatQuarantineIndex(const std::vector<QuarantineRecord>& records) 
 std::string recordText(std::string text) {
   std::replace_if(text.begin(), text.end(), isControl, ' ');
   return text;
+}
+
+std::wstring recordPath(std::wstring path) {
+  std::replace_if(
+      path.begin(), path.end(), [](wchar_t c) { return c < L' '; }, L' ');
+  return path;
 }
 
 std::wstring quarantinedFileName(uint64_t time, const std::string& sha256, const std::wstring& name) {

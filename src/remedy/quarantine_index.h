@@ -20,6 +20,9 @@ std::string formatQuarantineIndex(const std::vector<QuarantineRecord>& records);
 /// record.
 std::string recordText(std::string text);
 
+/// The same for a path. The file API resolves "<anything>\\..", so such a path can name a file that exists.
+std::wstring recordPath(std::wstring path);
+
 /// "<time>_<first 16 characters of sha256>_<name>". Characters of the hash that no file name may hold become
 /// "_", so the result does not leave the folder.
 std::wstring quarantinedFileName(uint64_t time, const std::string& sha256, const std::wstring& name);

@@ -13,24 +13,16 @@
 #include "base/sizes.h"
 #include "base/utf.h"
 #include "remedy/quarantine_index.h"
+#include "remedy/stored_file.h"
 
 namespace korvel {
 namespace {
 
 constexpr uint64_t kMaxIndexBytes = 256 * kMiB;
 
-/// Texts that do not depend on the machine's language and code page.
-class Win32Category : public std::error_category {
- public:
-  const char* name() const noexcept override { return "win32"; }
-  std::string message(int code) const override {
-    return "win32=" + std::to_string(static_cast<uint32_t>(code));
-  }
-};
-
 [[noreturn]] void throwExists(const std::wstring& index, DWORD code) {
-  static const Win32Category category;
-  throw std::filesystem::filesystem_error("exists", index, std::error_code(static_cast<int>(code), category));
+  throw std::filesystem::filesystem_error("exists", index,
+                                          std::error_code(static_cast<int>(code), win32Category()));
 }
 
 std::wstring indexPath(const std::wstring& dir) { return dir + L"\\quarantine.db"; }
@@ -55,9 +47,9 @@ Index readIndex(const std::wstring& dir) {
 }
 
 /// A failure is not reported, on purpose.
-void writeIndex(const std::wstring& dir, const Index& index) {
+void writeIndex(const std::wstring& dir, const Index& index, const StopToken& stop) {
   if (!index.whole) return;  // the records that could not be read would be lost
-  (void)rewriteTextFile(indexPath(dir), formatQuarantineIndex(index.records));
+  (void)rewriteTextFile(indexPath(dir), formatQuarantineIndex(index.records), stop);
 }
 
 auto findRecord(std::vector<QuarantineRecord>& records, uint64_t id) {
@@ -84,34 +76,16 @@ std::wstring folderOf(const std::wstring& path) {
   return end == std::wstring::npos ? std::wstring() : path.substr(0, end);
 }
 
-/// Replaces what is at `to`. From another volume the file is copied and then deleted.
-bool moveOver(const std::wstring& from, const std::wstring& to) {
-  return tryWhileHeld([source = forFileApi(from), target = forFileApi(to)] {
-    return ::MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) !=
-           FALSE;
-  });
-}
-
-/// Best effort, read-only files included.
-void deleteStoredFile(const std::wstring& storedPath) {
-  const std::wstring path = forFileApi(storedPath);
-  if (::DeleteFileW(path.c_str())) return;
-  const DWORD attributes = ::GetFileAttributesW(path.c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0) return;
-  (void)::SetFileAttributesW(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
-  (void)::DeleteFileW(path.c_str());
-}
-
 }  // namespace
 
 bool QuarantineStore::prepare(const std::wstring& dir, std::string* error) {
-  if (!createDirectories(dir)) return fail(error, "cannot create quarantine dir: " + toUtf8(dir));
+  if (!createProtectedDirectory(dir)) return fail(error, "cannot create quarantine dir: " + toUtf8(dir));
   const std::wstring index = indexPath(dir);
   switch (indexStatus_(index)) {
     case PathStatus::kExists:
       break;
     case PathStatus::kMissing:
-      writeIndex(dir, {.records = {}, .whole = true});
+      writeIndex(dir, {.records = {}, .whole = true}, stop_);
       break;
     case PathStatus::kUnreadable:
       throwExists(index, ::GetLastError());
@@ -124,18 +98,19 @@ bool QuarantineStore::ensureStore(const std::wstring& dir, std::string* error) {
   return prepare(dir, error);
 }
 
-bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& path, const std::string& sha256,
+bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& given, const std::string& sha256,
                               const std::string& threat, const std::string& code, Severity severity,
                               QuarantineRecord* outRecord, std::string* error) {
   const MutexLock lock(mutex_);
+  const std::wstring path = given.c_str();  // up to a NUL, as the file API sees it
   if (!pathExists(path)) return fail(error, "file not found");
   if (!prepare(dir, error)) return false;
   Index index = readIndex(dir);
 
   QuarantineRecord record;
   record.id = unixMillisecondsNow();
-  record.originalPath = path;
-  record.name = fileName(path);
+  record.originalPath = recordPath(path);
+  record.name = fileName(record.originalPath);
   record.sha256 = recordText(sha256);
   record.threat = recordText(threat);
   record.code = recordText(code);
@@ -145,14 +120,14 @@ bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& path,
   record.storedPath = dir + L"\\" + quarantinedFileName(record.time, sha256, record.name);
 
   // The move comes before the index: a file that cannot be moved leaves no record behind.
-  if (!moveOver(path, record.storedPath)) {
+  if (!moveFile(path, record.storedPath, stop_)) {
     const DWORD reason = ::GetLastError();
     return fail(error, "MoveFileEx failed, code " + std::to_string(reason) +
                            " (файл может быть запущен или заблокирован)");
   }
   record.storedFileExists = true;
   index.records.push_back(record);
-  writeIndex(dir, index);
+  writeIndex(dir, index, stop_);
   if (outRecord != nullptr) *outRecord = std::move(record);
   return true;
 }
@@ -171,12 +146,12 @@ bool QuarantineStore::restoreRecord(const std::wstring& dir, uint64_t id, std::s
   if (record == index.records.end()) return fail(error, "record not found");
 
   (void)createDirectories(folderOf(record->originalPath));  // the move reports the failure
-  if (!moveOver(record->storedPath, record->originalPath)) {
+  if (!moveFile(record->storedPath, record->originalPath, stop_)) {
     const DWORD reason = ::GetLastError();
     return fail(error, "restore failed, code " + std::to_string(reason));
   }
   index.records.erase(record);
-  writeIndex(dir, index);
+  writeIndex(dir, index, stop_);
   return true;
 }
 
@@ -186,9 +161,9 @@ bool QuarantineStore::deleteRecord(const std::wstring& dir, uint64_t id, std::st
   const auto record = findRecord(index.records, id);
   if (record == index.records.end()) return fail(error, "record not found");
 
-  if (storedFileIsThere(*record)) deleteStoredFile(record->storedPath);  // the record is removed in any case
+  if (storedFileIsThere(*record)) eraseFile(record->storedPath);  // the record is removed in any case
   index.records.erase(record);
-  writeIndex(dir, index);
+  writeIndex(dir, index, stop_);
   return true;
 }
 

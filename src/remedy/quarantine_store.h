@@ -16,6 +16,7 @@
 
 #include "base/files.h"
 #include "base/mutex.h"
+#include "base/stop.h"
 #include "records/quarantine_record.h"
 
 namespace korvel {
@@ -25,15 +26,17 @@ class QuarantineStore {
   /// As pathStatus().
   using StatusQuery = std::function<PathStatus(const std::wstring& path)>;
 
-  /// `indexStatus` is asked whether there is an index.
-  explicit QuarantineStore(StatusQuery indexStatus = pathStatus) : indexStatus_(std::move(indexStatus)) {}
+  /// `indexStatus` is asked whether there is an index. `stop` ends the waiting for files that are held.
+  explicit QuarantineStore(StatusQuery indexStatus = pathStatus, StopToken stop = {})
+      : indexStatus_(std::move(indexStatus)), stop_(std::move(stop)) {}
 
-  /// Creates the directory and, where there is none, an empty index. Throws std::filesystem::filesystem_error
+  /// Creates the directory, for the system and the administrators only, and, where there is none, an empty
+  /// index. Throws std::filesystem::filesystem_error
   /// ("exists") when the index's status cannot be read.
   bool ensureStore(const std::wstring& dir, std::string* error) EXCLUDES(mutex_);
 
-  /// Moves the file at `path` into quarantine and records it. `outRecord` may be null. Throws as
-  /// ensureStore().
+  /// Moves the file at `path` into quarantine and records it. A failure leaves the file in its place.
+  /// `outRecord` may be null. Throws as ensureStore().
   bool addFile(const std::wstring& dir, const std::wstring& path, const std::string& sha256,
                const std::string& threat, const std::string& code, Severity severity,
                QuarantineRecord* outRecord, std::string* error) EXCLUDES(mutex_);
@@ -44,13 +47,15 @@ class QuarantineStore {
   /// Moves the file of the first record with this id back, replacing any file there, and removes the record.
   bool restoreRecord(const std::wstring& dir, uint64_t id, std::string* error) EXCLUDES(mutex_);
 
-  /// Deletes the file of the first record with this id and removes the record, even if the file stays.
+  /// Deletes the file of the first record with this id and removes the record, even if the file stays until
+  /// the next start of the system.
   bool deleteRecord(const std::wstring& dir, uint64_t id, std::string* error) EXCLUDES(mutex_);
 
  private:
   bool prepare(const std::wstring& dir, std::string* error) REQUIRES(mutex_);
 
   const StatusQuery indexStatus_;
+  const StopToken stop_;
   Mutex mutex_;  // one read-modify-write of the index at a time
 };
 

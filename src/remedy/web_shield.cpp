@@ -11,10 +11,11 @@ namespace {
 
 void log(LogLevel level, const std::string& text) { Log::instance().write(level, "web shield: " + text); }
 
-void cleanHosts(const std::wstring& hosts) {
+void cleanHosts(const std::wstring& hosts, const StopToken& stop) {
   if (countBlockedEntriesIn(hosts) == 0) return;
   std::string error;
-  if (!removeBlocklistFrom(hosts, &error)) log(kLogWarning, "cannot clean hosts: " + error);
+  if (removeBlocklistFrom(hosts, &error, stop) || stop.stop_requested()) return;
+  log(kLogWarning, "cannot clean hosts: " + error);
 }
 
 }  // namespace
@@ -37,14 +38,17 @@ void runWebShield(const SettingsFields& settings, const StopToken& stop) {
 }
 
 void runWebShieldOn(const std::wstring& hosts, const SettingsFields& settings, const StopToken& stop) {
-  if (!settings.webShield) return cleanHosts(hosts);
+  if (!settings.webShield) return cleanHosts(hosts, stop);
   DomainList list;
   std::string error;
   if (!fetchDomainList(domainListUrl(settings), list, &error, stop)) {
     if (stop.stop_requested()) return;
     return log(kLogWarning, "domain feed failed: " + error);
   }
-  if (!applyBlocklistTo(hosts, list.first, &error)) return log(kLogError, "hosts update failed: " + error);
+  if (!applyBlocklistTo(hosts, list.first, &error, stop)) {
+    if (stop.stop_requested()) return;
+    return log(kLogError, "hosts update failed: " + error);
+  }
   log(kLogInfo, "blocked " + std::to_string(list.count) + " domains (" +
                     std::to_string(countBlockedEntriesIn(hosts)) + " hosts entries)");
 }

@@ -3,6 +3,8 @@
 #include <system_error>
 #include <utility>
 
+#include "base/error.h"
+
 namespace korvel {
 namespace {
 
@@ -10,7 +12,7 @@ UniqueHandle createEvent() {
   UniqueHandle event(
       ::CreateEventW(/*security=*/nullptr, /*manualReset=*/TRUE, /*initialState=*/FALSE, /*name=*/nullptr));
   if (!event) {
-    throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), "CreateEvent");
+    throw std::system_error(static_cast<int>(::GetLastError()), win32Category(), "CreateEvent");
   }
   return event;
 }

@@ -89,9 +89,9 @@ void digestUpToFailure(FileBytes& file, const ScanContext& context, ScanScratch&
 FileContent readContent(FileBytes& file, uint64_t size, const ScanContext& context, ScanScratch& scratch) {
   FileContent content;
   scratch.digest().reset();
-  const bool complete = size <= kWholeReadLimitBytes ? readWhole(file, size, scratch, content.pe)
-                                                     : readInPieces(file, size, context, scratch, content.pe);
-  if (!complete) digestUpToFailure(file, context, scratch);
+  content.complete = size <= kWholeReadLimitBytes ? readWhole(file, size, scratch, content.pe)
+                                                  : readInPieces(file, size, context, scratch, content.pe);
+  if (!content.complete) digestUpToFailure(file, context, scratch);
   content.digests = scratch.digest().digests();
   return content;
 }

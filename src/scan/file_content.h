@@ -29,6 +29,7 @@ inline constexpr uint64_t kWholeReadLimitBytes = 8 * kMiB;
 struct FileContent {
   std::optional<hash::FileDigests> digests;
   PeAnalysis pe;
+  bool complete = false;  ///< read to its end
 };
 
 /// `size` is what the file's attributes say. Where a read fails, the file is read a second time, in pieces of

@@ -1,8 +1,10 @@
 #include "scan/file_rules.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <set>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -33,61 +35,54 @@ bool contains(std::wstring_view text, std::wstring_view part) {
   return text.find(part) != std::wstring_view::npos;
 }
 
-/// The system folders count anywhere in the path, so a copy in D:\Windows\System32\ is taken for the
-/// original.
-bool impersonatesSystemProcess(std::wstring_view lowerPath) {
+// What spares a file with such a name. These folders count anywhere in the path, so a copy in
+// D:\Windows\System32\ is taken for the original.
+constexpr std::wstring_view kSystemFolders[] = {L"\\windows\\system32\\", L"\\windows\\syswow64\\"};
+
+// The extension counts anywhere in the path: a text file in a downloaded folder "setup.exe.files" qualifies.
+constexpr std::wstring_view kDownloadFolders[] = {L"\\downloads\\", L"\\загрузки\\"};
+constexpr std::wstring_view kProgramExtensions[] = {L".exe", L".scr", L".bat"};
+
+/// The first of `parts` that `text` contains; empty when it has none.
+std::wstring_view firstContained(std::wstring_view text, std::span<const std::wstring_view> parts) {
+  for (const std::wstring_view part : parts) {
+    if (contains(text, part)) return part;
+  }
+  return {};
+}
+
+bool isSystemProcessName(std::wstring_view lowerName) {
   static const WordSet names(std::begin(kSystemProcesses), std::end(kSystemProcesses));
-  return names.contains(fileNameView(lowerPath)) && !contains(lowerPath, L"\\windows\\system32\\") &&
-         !contains(lowerPath, L"\\windows\\syswow64\\");
+  return names.contains(lowerName);
 }
 
-/// The extension counts anywhere in the path: a text file in a downloaded folder "setup.exe.files" qualifies.
-bool isDownloadedProgram(std::wstring_view lowerPath) {
-  const bool downloaded = contains(lowerPath, L"\\downloads\\") || contains(lowerPath, L"\\загрузки\\");
-  return downloaded &&
-         (contains(lowerPath, L".exe") || contains(lowerPath, L".scr") || contains(lowerPath, L".bat"));
+std::vector<std::string> inUtf8(std::span<const std::wstring_view> texts) {
+  std::vector<std::string> result;
+  for (const std::wstring_view text : texts) {
+    if (!text.empty()) result.push_back(toUtf8(text));
+  }
+  return result;
 }
 
-/// Collects the findings of one verdict and the highest severity among them.
-class RuleHits {
- public:
-  explicit RuleHits(FileVerdict& verdict) : verdict_(verdict) {}
-
-  void add(Finding finding) {
-    highest_ = std::max(highest_, finding.severity);
-    verdict_.findings.push_back(std::move(finding));
-  }
-  /// Adds the finding and its reason for the user.
-  void add(Finding finding, const char* reason) {
-    add(std::move(finding));
-    verdict_.reasons.emplace_back(reason);
-  }
-  Severity highest() const { return highest_; }
-
- private:
-  FileVerdict& verdict_;
-  Severity highest_ = kSeverityClean;
-};
-
-Finding signatureFinding(const SignatureMatch& match) {
+RuleHit signatureHit(const SignatureMatch& match) {
   std::string detail = std::string("Уровень: ") + severityName(match.severity);
   if (!match.reference.empty()) detail += ", ссылка: " + match.reference;
-  return {match.severity, "SIG.MATCH", "Обнаружено в базе: " + match.threatName, std::move(detail)};
+  return {match.severity, "Обнаружено в базе: " + match.threatName, std::move(detail)};
 }
 
-Finding impersonationFinding(const std::wstring& fileName) {
-  return {kSeverityHigh, "FS.IMPERSONATE", "Маскируется под системный процесс",
+RuleHit impersonationHit(const std::wstring& fileName) {
+  return {kSeverityHigh, "Маскируется под системный процесс",
           "Файл " + toUtf8(fileName) +
               " лежит вне системного каталога, хотя так называются только штатные компоненты Windows"};
 }
 
-Finding doubleExtensionFinding(const std::wstring& fileName) {
-  return {kSeverityHigh, "FS.DOUBLE_EXT", "Двойное расширение",
+RuleHit doubleExtensionHit(const std::wstring& fileName) {
+  return {kSeverityHigh, "Двойное расширение",
           "Имя " + toUtf8(fileName) + " маскирует исполняемый файл под документ или картинку"};
 }
 
-Finding downloadedProgramFinding() {
-  return {kSeverityMedium, "FS.DOWNLOADED_EXE", "Исполняемый файл из папки загрузок",
+RuleHit downloadedProgramHit() {
+  return {kSeverityMedium, "Исполняемый файл из папки загрузок",
           "Программы, скачанные из интернета, стоит проверять до запуска"};
 }
 
@@ -125,19 +120,69 @@ void addMissingReasons(FileVerdict& verdict) {
   if (verdict.reasons.empty()) verdict.reasons.emplace_back("Требуется проверка");
 }
 
+/// The lower-cased text from the first dot on; empty where the name has less than two dots or begins with
+/// one. From the first dot on purpose: "my.invoice.pdf.exe" is not caught.
+std::wstring doubleExtensionOf(const std::wstring& fileName) {
+  const size_t first = fileName.find(L'.');
+  if (first == std::wstring::npos || first == 0 || first == fileName.rfind(L'.')) return {};
+  return lowerWide(std::wstring_view(fileName).substr(first));
+}
+
+void judgeImpersonation(const FileVerdict& verdict, std::wstring_view lowerPath, RuleSheet& rules,
+                        std::vector<std::string>& reasons) {
+  const bool suspicious = isSystemProcessName(fileNameView(lowerPath));
+  const std::wstring_view systemFolder =
+      suspicious ? firstContained(lowerPath, kSystemFolders) : std::wstring_view();
+  const bool hit = rules.judge(
+      "FS.IMPERSONATE", suspicious && systemFolder.empty(),
+      [&verdict] { return impersonationHit(verdict.fileName); },
+      [&] {
+        return RuleTerms{.value = inUtf8(std::array{fileNameView(lowerPath)}),
+                         .limit = inUtf8(kSystemFolders),
+                         .sparedBy = toUtf8(systemFolder)};
+      });
+  if (hit) reasons.emplace_back("Маскируется под системный процесс");
+}
+
+void judgeDoubleExtension(const FileVerdict& verdict, RuleSheet& rules, std::vector<std::string>& reasons) {
+  const bool hit = rules.judge(
+      "FS.DOUBLE_EXT", hasDoubleExtension(verdict.fileName),
+      [&verdict] { return doubleExtensionHit(verdict.fileName); },
+      [&verdict] {
+        return RuleTerms{.value =
+                             inUtf8(std::array<std::wstring_view, 1>{doubleExtensionOf(verdict.fileName)})};
+      });
+  if (hit) reasons.emplace_back("Двойное расширение");
+}
+
+void judgeDownload(std::wstring_view lowerPath, RuleSheet& rules, std::vector<std::string>& reasons) {
+  const std::wstring_view folder = firstContained(lowerPath, kDownloadFolders);
+  const std::wstring_view extension = folder.empty() ? folder : firstContained(lowerPath, kProgramExtensions);
+  const bool hit = rules.judge("FS.DOWNLOADED_EXE", !extension.empty(), downloadedProgramHit, [&] {
+    return RuleTerms{
+        .value = inUtf8(std::array{folder, extension}),
+        .limit = inUtf8(std::array{kDownloadFolders[0], kDownloadFolders[1], kProgramExtensions[0],
+                                   kProgramExtensions[1], kProgramExtensions[2]})};
+  });
+  if (hit) reasons.emplace_back("Исполняемый файл из папки загрузок");
+}
+
+Severity highestOf(const std::vector<Finding>& findings) {
+  Severity highest = kSeverityClean;
+  for (const Finding& finding : findings) highest = std::max(highest, finding.severity);
+  return highest;
+}
+
 }  // namespace
 
 bool hasDoubleExtension(const std::wstring& fileName) {
   static const WordSet extensions(std::begin(kDoubleExtensions), std::end(kDoubleExtensions));
-  // From the first dot on purpose: "my.invoice.pdf.exe" is not caught.
-  const size_t first = fileName.find(L'.');
-  if (first == std::wstring::npos || first == 0 || first == fileName.rfind(L'.')) return false;
-  return extensions.contains(lowerWide(std::wstring_view(fileName).substr(first)));
+  return extensions.contains(doubleExtensionOf(fileName));
 }
 
 FileVerdict buildVerdict(std::wstring path, std::wstring fileName, uint64_t size, uint64_t lastWriteTime,
                          const std::optional<hash::FileDigests>& digests, const PeAnalysis& pe,
-                         bool signatureMatched, const SignatureMatch& match) {
+                         bool signatureMatched, const SignatureMatch& match, RuleTrace* trace) {
   FileVerdict verdict;
   verdict.path = std::move(path);
   verdict.fileName = std::move(fileName);
@@ -149,20 +194,18 @@ FileVerdict buildVerdict(std::wstring path, std::wstring fileName, uint64_t size
   copyMatch(match, verdict);
 
   const std::wstring lowerPath = lowerWide(verdict.path);
-  RuleHits hits(verdict);
-  if (signatureMatched) hits.add(signatureFinding(match), "Точное совпадение в базе угроз");
-  for (const Finding& finding : pe.findings) hits.add(finding);
-  if (impersonatesSystemProcess(lowerPath)) {
-    hits.add(impersonationFinding(verdict.fileName), "Маскируется под системный процесс");
-  }
-  if (hasDoubleExtension(verdict.fileName)) {
-    hits.add(doubleExtensionFinding(verdict.fileName), "Двойное расширение");
-  }
-  if (isDownloadedProgram(lowerPath)) {
-    hits.add(downloadedProgramFinding(), "Исполняемый файл из папки загрузок");
-  }
+  RuleSheet rules(verdict.findings, trace);
+  const bool listed = rules.judge(
+      "SIG.MATCH", signatureMatched, [&match] { return signatureHit(match); },
+      [&match] { return match.hash.empty() ? RuleTerms{} : RuleTerms{.value = std::vector{match.hash}}; });
+  if (listed) verdict.reasons.emplace_back("Точное совпадение в базе угроз");
+  verdict.findings.insert(verdict.findings.end(), pe.findings.begin(), pe.findings.end());
+  if (trace != nullptr) trace->insert(trace->end(), pe.rules.begin(), pe.rules.end());
+  judgeImpersonation(verdict, lowerPath, rules, verdict.reasons);
+  judgeDoubleExtension(verdict, rules, verdict.reasons);
+  judgeDownload(lowerPath, rules, verdict.reasons);
 
-  verdict.severity = hits.highest();
+  verdict.severity = highestOf(verdict.findings);
   addMissingReasons(verdict);
   return verdict;
 }

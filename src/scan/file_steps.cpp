@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/files.h"
 #include "base/long_path.h"
 #include "base/paths.h"
 #include "scan/file_rules.h"
@@ -39,11 +40,15 @@ FileLook lookAt(const ScanContext& context, const std::wstring& path,
   look.path = path;
   look.apiPath = forFileApi(path);
   WIN32_FILE_ATTRIBUTE_DATA attributes{};  // all zero where they cannot be read
-  (void)context.calls->getFileAttributes(look.apiPath.c_str(), GetFileExInfoStandard, &attributes);
+  const bool found =
+      context.calls->getFileAttributes(look.apiPath.c_str(), GetFileExInfoStandard, &attributes) != FALSE;
+  if (!found) look.win32 = static_cast<uint32_t>(::GetLastError());
   look.size = joined(attributes.nFileSizeHigh, attributes.nFileSizeLow);
   look.lastWriteTime =
       joined(attributes.ftLastWriteTime.dwHighDateTime, attributes.ftLastWriteTime.dwLowDateTime);
-  if (look.size == 0) {
+  if (!found) {
+    look.use = FileUse::kMissing;
+  } else if (look.size == 0) {
     look.use = FileUse::kNothing;
   } else if (look.size > context.maxFileSize) {
     look.use = FileUse::kSkip;
@@ -56,10 +61,10 @@ FileLook lookAt(const ScanContext& context, const std::wstring& path,
 }
 
 OpenedFile::OpenedFile(const FileCalls& calls, const std::wstring& apiPath)
-    : file_(calls.createFile(apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr,
-                             OPEN_EXISTING,
-                             FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_OPEN_NO_RECALL,
-                             /*template=*/nullptr)) {}
+    : file_(calls.createFile(
+          apiPath.c_str(), GENERIC_READ, FILE_SHARE_READ, /*security=*/nullptr, OPEN_EXISTING,
+          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_OPEN_NO_RECALL | kOpenAnonymously,
+          /*template=*/nullptr)) {}
 
 std::optional<size_t> OpenedFile::read(uint8_t* to, size_t bytes) {
   DWORD got = 0;
@@ -71,9 +76,10 @@ void OpenedFile::rewind() {
   (void)::SetFilePointerEx(file_.get(), LARGE_INTEGER{}, /*newPosition=*/nullptr, FILE_BEGIN);
 }
 
-FileVerdict judgeFile(const ScanContext& context, FileLook look, const FileContent& content) {
+FileVerdict judgeFile(const ScanContext& context, FileLook look, const FileContent& content,
+                      RuleTrace* trace) {
   std::wstring name = fileName(look.path);
-  if (look.use == FileUse::kNothing || look.use == FileUse::kSkip) {
+  if (look.use != FileUse::kJudgeName && look.use != FileUse::kRead) {
     FileVerdict verdict;
     verdict.path = std::move(look.path);
     verdict.fileName = std::move(name);
@@ -85,7 +91,7 @@ FileVerdict judgeFile(const ScanContext& context, FileLook look, const FileConte
   SignatureMatch match;
   const bool matched = content.digests && context.database->lookup(*content.digests, &match);
   return buildVerdict(std::move(look.path), std::move(name), look.size, look.lastWriteTime, content.digests,
-                      content.pe, matched, match);
+                      content.pe, matched, match, trace);
 }
 
 }  // namespace korvel

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/unique_resource.h"
+#include "pe/rule_sheet.h"
 #include "scan/file_content.h"
 #include "scan/scan_context.h"
 #include "scan/scan_records.h"
@@ -15,7 +16,8 @@ namespace korvel {
 
 /// What is to be done with a file, by its attributes.
 enum class FileUse {
-  kNothing,    ///< it is empty or missing
+  kMissing,    ///< there is none, or its attributes cannot be read
+  kNothing,    ///< it is empty
   kSkip,       ///< it is above the size limit
   kJudgeName,  ///< reading it would first fetch its content
   kRead,
@@ -27,6 +29,7 @@ struct FileLook {
   uint64_t size = 0;           ///< bytes, by the attributes
   uint64_t lastWriteTime = 0;  ///< FILETIME ticks
   FileUse use = FileUse::kNothing;
+  uint32_t win32 = 0;  ///< of kMissing
 };
 
 /// `listedAttributes` as for scanFile(). Never throws for a file whose attributes cannot be read.
@@ -49,7 +52,9 @@ class OpenedFile final : public FileBytes {
   const UniqueHandle file_;
 };
 
-/// The verdict of a file and its content, which is without digests where nothing was read.
-FileVerdict judgeFile(const ScanContext& context, FileLook look, const FileContent& content);
+/// The verdict of a file and its content, which is without digests where nothing was read. `trace`, when
+/// given, gets every rule that was evaluated.
+FileVerdict judgeFile(const ScanContext& context, FileLook look, const FileContent& content,
+                      RuleTrace* trace = nullptr);
 
 }  // namespace korvel

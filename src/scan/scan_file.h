@@ -7,6 +7,7 @@
 
 #include "scan/scan_context.h"
 #include "scan/scan_records.h"
+#include "scan/verdict_trace.h"
 
 namespace korvel {
 
@@ -20,5 +21,9 @@ namespace korvel {
 /// Threads may scan at the same time, each with a scratch of its own. Throws std::bad_alloc.
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
                      std::optional<uint32_t> listedAttributes = std::nullopt);
+
+/// The verdict of scanFile(), and how it came about.
+FileVerdict explainFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
+                        VerdictTrace& trace);
 
 }  // namespace korvel

@@ -57,10 +57,9 @@ constexpr uint32_t kTagNotTold = 0;
 constexpr uint32_t kTagMountPoint = 0xA0000003;
 constexpr uint32_t kTagSymbolicLink = 0xA000000C;
 
-bool isRisky(std::wstring_view lowerName) {
+bool isRisky(std::wstring_view lowerExtension) {
   static const WordSet extensions(std::begin(kRiskyExtensions), std::end(kRiskyExtensions));
-  const size_t dot = lowerName.rfind(L'.');
-  return dot != std::wstring_view::npos && extensions.contains(lowerName.substr(dot));
+  return extensions.contains(lowerExtension);
 }
 
 bool isSystemDataFile(std::wstring_view lowerName) {
@@ -75,16 +74,27 @@ bool isKernelFile(std::wstring_view lowerName) {
 
 }  // namespace
 
-bool shouldScan(const std::wstring& path, const ScanOptions& options) {
+ScanFilterResult filterFile(const std::wstring& path, const ScanOptions& options) {
   const std::wstring lower = lowerWide(path);
-  if (lower.size() < kShortestPath) return false;
+  if (lower.size() < kShortestPath) return ScanFilterResult::kShortPath;
   for (const std::wstring_view place : kNeverScannedPlaces) {
-    if (lower.find(place) != std::wstring::npos) return false;
+    if (lower.find(place) != std::wstring::npos) return ScanFilterResult::kNeverScannedPlace;
   }
   const std::wstring_view name = fileNameView(lower);
-  if (name.empty() || isSystemDataFile(name)) return false;
-  if (options.skipKernelFiles && isKernelFile(name)) return false;
-  return isRisky(name);
+  if (name.empty()) return ScanFilterResult::kNoName;
+  if (isSystemDataFile(name)) return ScanFilterResult::kSystemDataFile;
+  if (options.skipKernelFiles && isKernelFile(name)) return ScanFilterResult::kKernelFile;
+  const size_t dot = name.rfind(L'.');
+  if (dot == std::wstring_view::npos) return ScanFilterResult::kNoExtension;
+  return isRisky(name.substr(dot)) ? ScanFilterResult::kTaken : ScanFilterResult::kOtherExtension;
+}
+
+bool shouldScan(const std::wstring& path, const ScanOptions& options) {
+  return filterFile(path, options) == ScanFilterResult::kTaken;
+}
+
+std::vector<std::wstring_view> scannedExtensions() {
+  return {std::begin(kRiskyExtensions), std::end(kRiskyExtensions)};
 }
 
 bool isExcludedDirectory(const std::wstring& lowerPath) {

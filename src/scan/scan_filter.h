@@ -4,17 +4,37 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "scan/scan_records.h"
 
 namespace korvel {
 
-/// True when the file is worth scanning, judged by its path alone.
+/// Why a walk takes a file or passes it over.
+enum class ScanFilterResult {
+  kTaken,
+  kShortPath,          ///< less than five characters
+  kNeverScannedPlace,  ///< in a recycle bin or among the volume information
+  kNoName,             ///< the path ends in a separator
+  kSystemDataFile,     ///< "pagefile.sys" and the like
+  kKernelFile,         ///< "ntoskrnl.exe" and the like
+  kNoExtension,
+  kOtherExtension,  ///< not one of scannedExtensions()
+};
+
+/// Judges a file by its path alone.
+ScanFilterResult filterFile(const std::wstring& path, const ScanOptions& options);
+
+/// True when the file is worth scanning: filterFile() takes it.
 bool shouldScan(const std::wstring& path, const ScanOptions& options);
 
 /// True when the lower-cased path begins with an excluded prefix. A plain prefix test: siblings whose names
 /// merely begin the same are excluded too.
 bool isExcludedDirectory(const std::wstring& lowerPath);
+
+/// The extensions of the files that are scanned, lower-case, each with its dot. Static texts.
+std::vector<std::wstring_view> scannedExtensions();
 
 enum class EntryKind { kFile, kDirectory, kSymbolicLink, kJunction };
 

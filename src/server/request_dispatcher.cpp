@@ -109,12 +109,13 @@ bool startUpdateCheck(EngineOperations& engine, const Frame&, std::string* reply
 }
 
 bool firewallStatus(EngineOperations&, const Frame&, std::string* reply, std::string*) {
-  *reply = fw::queryFirewallStatus();  // raw text without a length prefix; errors are lines of it
+  *reply = fw::queryFirewallStatus(
+      StopSignal::process().token());  // raw text without a length prefix; errors are lines of it
   return true;
 }
 
 /// A firewall operation. Its failure text travels in an ordinary reply, not in an error frame.
-using FirewallChange = bool (*)(const std::string& argument, std::string* text);
+using FirewallChange = bool (*)(const std::string& argument, std::string* text, const StopToken& stop);
 
 template <FirewallChange kChange>
 bool firewallChange(EngineOperations&, const Frame& request, std::string* reply, std::string* error) {
@@ -122,13 +123,19 @@ bool firewallChange(EngineOperations&, const Frame& request, std::string* reply,
   const auto argument = request.payload.empty() ? std::string() : decodeText(request.payload);
   if (!argument) return fail(error, "malformed firewall payload");
   FirewallChangeReply change;
-  change.ok = kChange(*argument, &change.text);
+  change.ok = kChange(*argument, &change.text, StopSignal::process().token());
   if (change.ok) change.text.clear();
   *reply = encodeFirewallChange(change);
   return true;
 }
 
-bool removeKorvelRules(const std::string&, std::string* text) { return fw::removeKorvelRules(text); }
+bool setProfileEnabled(const std::string& argument, std::string* text, const StopToken&) {
+  return fw::setProfileEnabled(argument, text);
+}
+
+bool removeKorvelRules(const std::string&, std::string* text, const StopToken& stop) {
+  return fw::removeKorvelRules(text, stop);
+}
 
 bool stopService(EngineOperations&, const Frame&, std::string*, std::string*) {
   StopSignal::process().requestStop();
@@ -156,7 +163,7 @@ constexpr Operation kOperations[] = {
     {Opcode::kStartLiveUpdate, startLiveUpdate},
     {Opcode::kStartUpdateCheck, startUpdateCheck},
     {Opcode::kFirewallStatus, firewallStatus},
-    {Opcode::kFirewallSetProfile, firewallChange<fw::setProfileEnabled>},
+    {Opcode::kFirewallSetProfile, firewallChange<setProfileEnabled>},
     {Opcode::kFirewallBlockInbound, firewallChange<fw::setBlockAllInbound>},
     {Opcode::kFirewallAddRule, firewallChange<fw::addApplicationRule>},
     {Opcode::kFirewallRemoveRules, firewallChange<removeKorvelRules>},

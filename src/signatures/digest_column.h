@@ -46,6 +46,10 @@ class DigestColumn {
   /// Uses this column's reserved memory if that suffices. Both columns must be sealed.
   void mergeOlder(const DigestColumn& older, const RecordMerge& merge);
 
+  /// The digests of a sealed column in ascending order, and their records; `at` counts from 0.
+  const Key& key(size_t at) const { return keys_[at]; }
+  uint32_t record(size_t at) const { return records_.get(at); }
+
   /// The record of a digest of exactly `kBytes` bytes.
   std::optional<uint32_t> find(std::span<const uint8_t> digest) const;
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -46,6 +47,7 @@ class SignatureTable {
   bool fields(std::span<const uint8_t> digest, SignatureFields& fields) const;
 
  private:
+  friend class SignatureCursor;
   friend class SignatureTableBuilder;
   friend SignatureTable mergedTable(SignatureTable newer, const SignatureTable& older);
 
@@ -55,6 +57,36 @@ class SignatureTable {
   DigestColumn<hash::kMd5Bytes> md5_;
   DigestColumn<hash::kSha1Bytes> sha1_;
   DigestColumn<hash::kSha256Bytes> sha256_;
+};
+
+/// Visits every entry of a table in the order of the digests' texts; a digest comes before a longer one that
+/// begins with it. The table must outlive the cursor and keep its place. Not thread-safe.
+///
+///   for (SignatureCursor at(table); !at.atEnd(); at.next()) use(at.digest(), at.fields());
+class SignatureCursor {
+ public:
+  explicit SignatureCursor(const SignatureTable& table) : table_(table) { choose(); }
+
+  bool atEnd() const { return digest_.empty(); }
+  void next();
+
+  /// Of the current entry. Both live as long as the table.
+  std::span<const uint8_t> digest() const { return digest_; }
+  SignatureFields fields() const { return table_.records_.fields(record_); }
+  /// Whether nothing but the digest is known of it.
+  bool isBare() const { return record_ == SignatureRecords::kBareDigest; }
+
+ private:
+  void choose();
+  template <size_t kBytes>
+  void consider(const DigestColumn<kBytes>& column, size_t at);
+
+  const SignatureTable& table_;
+  size_t md5At_ = 0;
+  size_t sha1At_ = 0;
+  size_t sha256At_ = 0;
+  std::span<const uint8_t> digest_;  ///< empty at the end
+  uint32_t record_ = SignatureRecords::kBareDigest;
 };
 
 /// Fills a table with the entries of one file, in the file's order: the first entry of a digest stays. Not
@@ -94,5 +126,41 @@ class SignatureTableBuilder {
 /// reference or a family that the older one lacks, or a name other than the generic one. Reuses the memory of
 /// `newer`; `older` is unchanged.
 SignatureTable mergedTable(SignatureTable newer, const SignatureTable& older);
+
+// A cursor is inline, because writing a large table is little more than visiting it.
+
+inline void SignatureCursor::next() {
+  switch (digest_.size()) {
+    case hash::kMd5Bytes:
+      ++md5At_;
+      break;
+    case hash::kSha1Bytes:
+      ++sha1At_;
+      break;
+    case hash::kSha256Bytes:
+      ++sha256At_;
+      break;
+    default:
+      return;
+  }
+  choose();
+}
+
+inline void SignatureCursor::choose() {
+  digest_ = {};
+  consider(table_.md5_, md5At_);
+  consider(table_.sha1_, sha1At_);
+  consider(table_.sha256_, sha256At_);
+}
+
+/// Shorter digests are considered first, so the one chosen so far is never longer than `column`'s.
+template <size_t kBytes>
+inline void SignatureCursor::consider(const DigestColumn<kBytes>& column, size_t at) {
+  if (at == column.size()) return;
+  const auto& key = column.key(at);
+  if (!digest_.empty() && std::memcmp(key.data(), digest_.data(), digest_.size()) >= 0) return;
+  digest_ = key;
+  record_ = column.record(at);
+}
 
 }  // namespace korvel

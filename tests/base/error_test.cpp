@@ -41,5 +41,11 @@ TEST(FailWin32, NeedsNobodyToAsk) {
   EXPECT_EQ(::GetLastError(), 5u);
 }
 
+// Not "Access is denied." or what this machine's language makes of it.
+TEST(Win32Category, GivesExceptionsATextWithNothingButTheCode) {
+  EXPECT_STREQ(std::system_error(5, win32Category(), "CreateEvent").what(), "CreateEvent: win32=5");
+  EXPECT_EQ(win32Category().message(static_cast<int>(0xC0000022)), "win32=3221225506");
+}
+
 }  // namespace
 }  // namespace korvel

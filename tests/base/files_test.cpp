@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "base/stop.h"
+#include "support/brief_hold.h"
+#include "support/held_moves.h"
+#include "support/open_watch.h"
 #include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
@@ -42,6 +45,9 @@ std::string accessListOf(const std::wstring& path) {
   const UniqueLocalMemory owner(text);
   return text == nullptr ? std::string() : text;
 }
+
+/// Wine shows the rights that others have on the machine below as those of everyone.
+bool letsEveryoneIn(const std::wstring& path) { return accessListOf(path).find(";WD)") != std::string::npos; }
 
 // --- status ---
 
@@ -212,6 +218,38 @@ TEST(OpenForReading, RefusesAPipe) {
 }
 
 TEST(OpenForReading, RefusesADevice) { EXPECT_FALSE(openForReading(L"\\\\.\\NUL")); }
+
+TEST(CreateProtectedDirectory, IsForTheSystemAndTheAdministratorsOnly) {
+  const TempFolder folder;
+  const std::wstring path = folder.at(L"a\\b\\");
+  ASSERT_TRUE(createProtectedDirectory(path));
+  writeFile(folder.at(L"a\\b\\inside"), "x");
+  EXPECT_FALSE(letsEveryoneIn(folder.at(L"a\\b")));
+  EXPECT_TRUE(letsEveryoneIn(folder.at(L"a")));  // its parents are ordinary folders
+}
+
+TEST(CreateProtectedDirectory, LeavesADirectoryThatIsThereAsItIs) {
+  const TempFolder folder;
+  ASSERT_TRUE(createDirectories(folder.at(L"a")));
+  EXPECT_TRUE(createProtectedDirectory(folder.at(L"a")));
+  EXPECT_TRUE(letsEveryoneIn(folder.at(L"a")));
+  EXPECT_FALSE(createProtectedDirectory(folder.write(L"file", "x")));
+}
+
+// --- opening without a name ---
+
+TEST(OwnFiles, AreOpenedAnonymously) {
+  const TempFolder folder;
+  const std::wstring path = folder.at(L"own.txt");
+  const test::OpenWatch watch;
+  EXPECT_TRUE(rewriteTextFile(path, "first"));
+  EXPECT_TRUE(rewriteTextFile(path, "second"));  // over a file whose access list is carried over
+  const UniqueHandle held = hold(path, FILE_SHARE_READ | FILE_SHARE_WRITE);
+  EXPECT_TRUE(rewriteTextFile(path, "third"));  // in place
+  EXPECT_TRUE(openForReading(path));
+  EXPECT_GE(watch.flagsFor(L"own.txt").size(), 6u);
+  EXPECT_TRUE(watch.allAnonymous(L"own.txt"));
+}
 
 // --- trying again ---
 
@@ -394,7 +432,33 @@ TEST_F(FileReplacementTest, ClearedAttributesStayClearedAfterAFailedMove) {
   EXPECT_EQ(::GetFileAttributesW(target_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
 }
 
+TEST_F(FileReplacementTest, WaitsForAProgramThatHoldsTheTargetForAMoment) {
+  writeFile(target_, "old");
+  FileReplacement replacement(target_, temporary_);
+  ASSERT_TRUE(replacement.open() && replacement.write("new") && replacement.finish());
+  const test::BriefHold held(target_);
+  EXPECT_TRUE(replacement.commit(/*clearAttributes=*/false));
+  EXPECT_EQ(readFile(target_), "new");
+}
+
 // --- rewriting text files ---
+
+TEST(RewriteTextFile, MovesOverAFileThatIsHeldForAMoment) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"settings.ini", "old");
+  const test::BriefHold held(path);
+  EXPECT_TRUE(rewriteTextFile(path, "new"));
+  EXPECT_EQ(readFile(path), "new");
+}
+
+TEST(RewriteTextFile, TriesAHeldFileOnceAfterAStop) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"settings.ini", "old");
+  const test::HeldMoves held;
+  EXPECT_TRUE(rewriteTextFile(path, "new", held.stop()));  // in place
+  EXPECT_EQ(held.tries(), 1);
+  EXPECT_EQ(readFile(path), "new");
+}
 
 TEST(RewriteTurn, OfOneFileDoesNotHoldUpAnother) {
   const TempFolder folder;

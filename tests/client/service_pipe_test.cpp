@@ -8,12 +8,19 @@
 #include "protocol/wire.h"
 #include "server/pipe_fixture.h"
 #include "server/transfers.h"
+#include "support/open_watch.h"
 
 namespace korvel::ipc {
 namespace {
 
 using test::ConnectedPipe;
 using test::RawFrame;
+
+TEST(ConnectServicePipe, TellsAServerNothingAboutItsAccount) {
+  const test::OpenWatch watch;
+  EXPECT_EQ(connectServicePipe(nullptr, /*timeoutMs=*/0), nullptr);  // no service runs here
+  EXPECT_TRUE(watch.allAnonymous(kPipeName));
+}
 
 TEST(Transact, SendsOneFrameAndReturnsTheReply) {
   const ConnectedPipe pipe;

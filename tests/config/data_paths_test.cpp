@@ -130,5 +130,12 @@ TEST(DataPaths, MakeNothingButTheDataDirectory) {
   EXPECT_FALSE(pathExists(scanCachePath()));
 }
 
+TEST(DataPaths, LookingForTheDataDirectoryCreatesNothing) {
+  const std::wstring dir = dataDir();
+  if (!::RemoveDirectoryW(dir.c_str())) GTEST_SKIP() << "the data directory is in use";
+  EXPECT_EQ(whereDataDirIs(), dir);
+  EXPECT_FALSE(pathExists(dir));
+}
+
 }  // namespace
 }  // namespace korvel

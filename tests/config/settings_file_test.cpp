@@ -10,6 +10,8 @@
 #include "base/files.h"
 #include "config/settings.h"
 #include "config/settings_text.h"
+#include "support/brief_hold.h"
+#include "support/held_moves.h"
 #include "support/sparse_file.h"
 #include "support/temp_folder.h"
 
@@ -31,6 +33,23 @@ Settings someSettings() {
   settings.updateServer = "https://example";
   settings.quarantineDir = L"D:\\Карантин";
   return settings;
+}
+
+TEST(SettingsFile, IsReplacedOnceAProgramThatHeldItLetsGo) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"settings.ini", "old");
+  const test::BriefHold held(path);
+  EXPECT_TRUE(writeSettingsFile(someSettings(), path));
+  EXPECT_EQ(readFile(path), formatSettingsText(someSettings()));
+}
+
+TEST(SettingsFile, IsWrittenInPlaceWhenAStopEndsTheWaiting) {
+  const TempFolder folder;
+  const std::wstring path = folder.write(L"settings.ini", "old");
+  const test::HeldMoves held;
+  EXPECT_TRUE(writeSettingsFile(someSettings(), path, held.stop()));
+  EXPECT_EQ(held.tries(), 1);
+  EXPECT_EQ(readFile(path), formatSettingsText(someSettings()));
 }
 
 TEST(SettingsFile, ReadsWhatItWrote) {

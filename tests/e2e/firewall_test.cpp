@@ -42,7 +42,7 @@ class FirewallService : public ServiceTest {
   }
 
   static Finished ctl(const std::wstring& arguments) {
-    return runToEnd(controlExecutable(), L"firewall " + arguments);
+    return runToEnd(controlExecutable(), L"--lang en firewall " + arguments);
   }
   static Finished fw() { return runToEnd(serviceExecutable(), L"--fw"); }
 
@@ -103,7 +103,7 @@ TEST_F(FirewallService, IsChangedByTheCommandLineClient) {
   EXPECT_EQ(added.name, L"KORVEL: Мой app.exe (out)");
   EXPECT_EQ(added.application, L"C:\\Мой app.exe");
   EXPECT_EQ(added.action, 1);
-  EXPECT_EQ(ctl(L"reset").exitCode, 0u);
+  EXPECT_EQ(ctl(L"reset --yes").exitCode, 0u);
   EXPECT_EQ(fake_->state().elements.size(), 2u);
 }
 
@@ -111,11 +111,12 @@ TEST_F(FirewallService, IsShownByTheCommandLineClient) {
   const Finished text = ctl(L"status --own");
   EXPECT_EQ(text.exitCode, 0u);
   EXPECT_EQ(text.output,
-            "domain:         on\n"
-            "private:        on\n"
-            "public:         off\n"
-            "inbound:        not blocked by KORVEL\n"
-            "rule  action  direction  name              program\n"
+            "Profile domain   on\n"
+            "Profile private  on\n"
+            "Profile public   off\n"
+            "Inbound          not blocked by KORVEL\n"
+            "\n"
+            "RULE  ACTION  DIRECTION  NAME              PROGRAM\n"
             "on    block   in         KORVEL: a,b (in)  C:\\Windows\\a.exe\n");
   const auto json = nlohmann::json::parse(ctl(L"status --json").output);
   EXPECT_EQ(json["profiles"]["public"], false);
@@ -131,8 +132,8 @@ TEST_F(FirewallService, RefusalsReachTheCommandLineClient) {
       "korvelctl: не удалось изменить состояние профиля: требуются права администратора (код 0x80070005)\n");
   const Finished status = ctl(L"status");
   EXPECT_EQ(status.exitCode, 2u);
-  EXPECT_EQ(status.errorOutput, "korvelctl: не удалось прочитать профиль domain: код 0x80004005\n");
-  EXPECT_NE(status.output.find("private:        on\n"), std::string::npos);
+  EXPECT_EQ(status.errorOutput, "korvelctl: firewall: не удалось прочитать профиль domain: код 0x80004005\n");
+  EXPECT_NE(status.output.find("Profile private  on\n"), std::string::npos);
 }
 
 TEST_F(ServiceTest, OwnFirewallOfWineGivesErrorLines) {

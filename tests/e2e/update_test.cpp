@@ -46,7 +46,9 @@ std::optional<uint64_t> fileSize(const std::wstring& path) {
   return uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
 }
 
-Finished ctl(const std::wstring& arguments) { return runToEnd(controlExecutable(), arguments); }
+Finished ctl(const std::wstring& arguments) {
+  return runToEnd(controlExecutable(), L"--lang en " + arguments);
+}
 nlohmann::json json(const Finished& run) { return nlohmann::json::parse(run.output); }
 
 std::string stalledServer() { return serverVariable("KORVEL_TEST_OPERATOR") + "/stall"; }
@@ -144,7 +146,7 @@ TEST_F(Update, SignaturesComeFromTheServerAndChangeVerdicts) {
   EXPECT_EQ(threats(), Paths{});
   const Finished run = ctl(L"update signatures");
   EXPECT_EQ(run.exitCode, 0u) << run.errorOutput;
-  EXPECT_EQ(run.output, "signatures updated: 2 (" + status().signatureVersion + ")\n");
+  EXPECT_EQ(run.output, "signatures updated: 2, database " + status().signatureVersion + "\n");
   EXPECT_EQ(liveHashes(), "SIZE 1\n" + sha256Of("the first program") + "\n");
   EXPECT_TRUE(logGets("[INF] live signatures updated: 1 hashes\n"));
   EXPECT_NE(settings().lastLiveUpdateUtc, 0u);
@@ -152,7 +154,7 @@ TEST_F(Update, SignaturesComeFromTheServerAndChangeVerdicts) {
   EXPECT_EQ(threats(), Paths{first_});
 
   publishSignatures(sha256Of("the first program") + "\n" + sha256Of("the second program") + "\n");
-  const auto arrives = [] { return json(ctl(L"update signatures --json"))["signatures"] == 3; };
+  const auto arrives = [] { return json(ctl(L"update signatures --json"))["signatures"]["count"] == 3; };
   EXPECT_TRUE(eventually(kServerCacheLimitMs, arrives));
   EXPECT_EQ(threats(), (Paths{first_, second_}));
 
@@ -172,8 +174,11 @@ TEST_F(Update, AServerThatIsDownLeavesTheSignaturesInForce) {
   const Finished run = ctl(L"update signatures");
   EXPECT_EQ(run.exitCode, 2u);
   EXPECT_EQ(run.output, "");
-  EXPECT_TRUE(run.errorOutput.starts_with("korvelctl: the live update failed")) << run.errorOutput;
-  EXPECT_EQ(json(ctl(L"update signatures --json"))["updated"], false);
+  EXPECT_TRUE(run.errorOutput.starts_with("korvelctl: signatures: the live update failed"))
+      << run.errorOutput;
+  EXPECT_NE(run.errorOutput.find("gives no answer (win32=12029)"), std::string::npos)
+      << "what the client can find out by itself: " << run.errorOutput;
+  EXPECT_EQ(json(ctl(L"update signatures --json"))["done"], false);
   EXPECT_EQ(readFile(liveSignaturesPath()), database);
   EXPECT_FALSE(pathExists(liveSignaturesPath() + L".tmp"));
   EXPECT_EQ(settings().lastLiveUpdateUtc, time);
@@ -191,8 +196,8 @@ TEST_F(Update, InstallersAreFoundSavedAndShown) {
   EXPECT_EQ(run.output, "installer saved: " + toUtf8(path) + "\n");
   EXPECT_EQ(readFile(path), installerOf('a'));
   EXPECT_TRUE(logGets("[INF] self update: installer 1.3.0 saved to updates\n"));
-  EXPECT_EQ(json(ctl(L"status --json"))["updateCheckInstaller"], toUtf8(path));
-  EXPECT_NE(ctl(L"status").output.find("update check:   saved: " + toUtf8(path) + "\n"), std::string::npos);
+  EXPECT_EQ(json(ctl(L"status --json"))["update"]["installer"], toUtf8(path));
+  EXPECT_NE(ctl(L"status").output.find("installer saved: " + toUtf8(path) + "\n"), std::string::npos);
 
   publish("1.3.1", installerOf('b'));
   const std::wstring next = updatesDir() + L"\\KorvelSetup-1.3.1.exe";
@@ -215,12 +220,13 @@ TEST_F(Update, AFailedUpdateCheckTellsItsReason) {
   const Finished run = ctl(L"update program");
   EXPECT_EQ(run.exitCode, 2u);
   EXPECT_EQ(run.output, "");
-  EXPECT_EQ(run.errorOutput, "korvelctl: the update check failed: WinHttpSendRequest, win32=12029\n");
-  EXPECT_NE(ctl(L"status").output.find("update check:   failed: WinHttpSendRequest, win32=12029\n"),
+  EXPECT_EQ(run.errorOutput,
+            "korvelctl: program: the update check failed: WinHttpSendRequest, win32=12029\n");
+  EXPECT_NE(ctl(L"status").output.find("the last check failed: WinHttpSendRequest, win32=12029\n"),
             std::string::npos);
   const Finished asJson = ctl(L"update program --json");
   EXPECT_EQ(asJson.exitCode, 2u);
-  EXPECT_EQ(json(asJson)["error"], "WinHttpSendRequest, win32=12029");
+  EXPECT_EQ(json(asJson)["errors"][0]["message"], "the update check failed: WinHttpSendRequest, win32=12029");
   EXPECT_EQ(status().updateCheckInstaller, "") << "what an earlier check saved is forgotten";
 }
 
@@ -230,7 +236,7 @@ TEST_F(Update, SavedSettingsEmptyTheServersAddress) {
   const Finished run = ctl(L"update program");
   EXPECT_EQ(run.exitCode, 2u);
   EXPECT_EQ(run.errorOutput,
-            "korvelctl: the update check failed: не задан сервер обновлений (строка UpdateServer в "
+            "korvelctl: program: the update check failed: не задан сервер обновлений (строка UpdateServer в "
             "settings.ini)\n");
   EXPECT_NE(readFile(settingsPath()).find("\nUpdateServer=\n"), std::string::npos);
 }
@@ -238,12 +244,12 @@ TEST_F(Update, SavedSettingsEmptyTheServersAddress) {
 TEST_F(Update, ASecondOneIsRefusedWhileTheFirstRuns) {
   useServer(stalledServer());
   startService();
-  EXPECT_EQ(ctl(L"update signatures --no-wait").output, "live update started\n");
-  EXPECT_EQ(ctl(L"update program --no-wait").output, "update check started\n");
+  EXPECT_EQ(ctl(L"update signatures --no-wait").output, "started\n");
+  EXPECT_EQ(ctl(L"update program --no-wait").output, "started\n");
   for (const wchar_t* command : {L"update signatures", L"update program --no-wait"}) {
     const Finished run = ctl(command);
     EXPECT_EQ(run.exitCode, 2u);
-    EXPECT_EQ(run.errorOutput, "korvelctl: обновление уже выполняется\n");
+    EXPECT_TRUE(run.errorOutput.starts_with("korvelctl: обновление уже выполняется\n")) << run.errorOutput;
   }
   EXPECT_TRUE(status().liveUpdateRunning);
   EXPECT_TRUE(status().updateCheckRunning);
@@ -302,7 +308,7 @@ TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
   };
   EXPECT_TRUE(eventually(kFirstShieldLimitMs, logged));
   EXPECT_EQ(hosts(), std::string(kUserLines) + "\n" + kBlock);
-  EXPECT_EQ(json(ctl(L"shield status --json"))["webShield"], true);
+  EXPECT_EQ(json(ctl(L"shield status --json"))["enabled"], true);
 
   // The next run by itself is a day away.
   SettingsFields changed = settings();
@@ -310,7 +316,7 @@ TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
   reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_TRUE(hostsGetTheSizeOf(std::string(kUserLines) + "\n"));
   EXPECT_EQ(hosts(), std::string(kUserLines) + "\n");
-  EXPECT_TRUE(ctl(L"shield status").output.starts_with("web shield:        off\n"));
+  EXPECT_EQ(json(ctl(L"shield status --json"))["enabled"], false);
 }
 
 TEST_F(Update, ABlocklistAtTheLimitIsTakenWhole) {

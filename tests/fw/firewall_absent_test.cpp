@@ -77,10 +77,12 @@ TEST_F(UnusableFirewall, WithoutItsClassIsUnavailable) {
   const AbsentClass absent(kPolicyClass);
   EXPECT_EQ(queryFirewallStatus(),
             "error,брандмауэр недоступен: не удалось обратиться к API брандмауэра: код 0x80040154");
-  for (const auto& change : {setProfileEnabled, addApplicationRule, setBlockAllInbound}) {
-    EXPECT_FALSE(change("", &error_));
-    EXPECT_EQ(error_, "брандмауэр недоступен: код 0x80040154");
-  }
+  EXPECT_FALSE(setProfileEnabled("", &error_));
+  EXPECT_EQ(error_, "брандмауэр недоступен: код 0x80040154");
+  EXPECT_FALSE(addApplicationRule("", &error_));
+  EXPECT_EQ(error_, "брандмауэр недоступен: код 0x80040154");
+  EXPECT_FALSE(setBlockAllInbound("", &error_));
+  EXPECT_EQ(error_, "брандмауэр недоступен: код 0x80040154");
   EXPECT_FALSE(removeKorvelRules(&error_));
   EXPECT_EQ(error_, "брандмауэр недоступен: код 0x80040154");
 }

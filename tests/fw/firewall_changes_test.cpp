@@ -21,6 +21,13 @@ using test::fwfake::Element;
 using Names = std::vector<std::string>;
 using Calls = std::vector<std::string>;
 
+// The changes as they are without a stop.
+bool addRule(const std::string& request, std::string* error) { return addApplicationRule(request, error); }
+bool blockInbound(const std::string& request, std::string* error) {
+  return setBlockAllInbound(request, error);
+}
+bool removeOwnRules(const std::string&, std::string* error) { return removeKorvelRules(error); }
+
 class FirewallChanges : public FirewallTest {
  protected:
   using Change = bool (*)(const std::string&, std::string*);
@@ -35,11 +42,9 @@ class FirewallChanges : public FirewallTest {
     return error;
   }
   std::string profile(const std::string& request) { return run(setProfileEnabled, request); }
-  std::string application(const std::string& request) { return run(addApplicationRule, request); }
-  std::string blockInbound(const std::string& request) { return run(setBlockAllInbound, request); }
-  std::string removeOwn() {
-    return run([](const std::string&, std::string* error) { return removeKorvelRules(error); }, "");
-  }
+  std::string application(const std::string& request) { return run(addRule, request); }
+  std::string blockInbound(const std::string& request) { return run(fw::blockInbound, request); }
+  std::string removeOwn() { return run(removeOwnRules, ""); }
 };
 
 // Profiles
@@ -211,6 +216,22 @@ TEST_F(FirewallChanges, RemoveAmongMoreRulesThanAreEverListed) {
   EXPECT_EQ(fake_->state().elements.size(), 450u);
 }
 
+TEST_F(FirewallChanges, RemoveNothingOnceAStopIsRequested) {
+  given({ruleNamed(L"KORVEL: a.exe (in)"), ruleNamed(L"KORVEL: block all inbound (domain)", L"")});
+  StopSource stop;
+  stop.request_stop();
+  fake_->clearLog();
+  std::string error;
+  EXPECT_FALSE(removeKorvelRules(&error, stop.get_token()));
+  EXPECT_EQ(error, "service is stopping");
+  EXPECT_FALSE(setBlockAllInbound("1", &error, stop.get_token()));
+  EXPECT_EQ(error, "service is stopping");
+  EXPECT_FALSE(addApplicationRule("block|in|C:\\a.exe", &error, stop.get_token()));
+  EXPECT_EQ(error, "service is stopping");
+  EXPECT_EQ(ruleNames(), (Names{"KORVEL: a.exe (in)", "KORVEL: block all inbound (domain)"}));
+  EXPECT_EQ(countCalls("enum.Next"), 0u);
+}
+
 TEST_F(FirewallChanges, StopAtTheFirstRuleThatCannotBeRemoved) {
   given({ruleNamed(L"KORVEL: a"), ruleNamed(L"KORVEL: b"), ruleNamed(L"KORVEL: c")});
   fake_->fail({{"rules.Remove", 2, kDenied}});
@@ -309,10 +330,10 @@ void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.
 
 constexpr Operation kOperations[] = {
     {"profile", setProfileEnabled, "private,0"},
-    {"application", addApplicationRule, "block|both|C:\\a.exe"},
-    {"block", setBlockAllInbound, "1"},
-    {"release", setBlockAllInbound, "0"},
-    {"remove", [](const std::string&, std::string* error) { return removeKorvelRules(error); }, ""},
+    {"application", addRule, "block|both|C:\\a.exe"},
+    {"block", blockInbound, "1"},
+    {"release", blockInbound, "0"},
+    {"remove", removeOwnRules, ""},
 };
 
 class EachFirewallChange : public FirewallChanges, public testing::WithParamInterface<Operation> {

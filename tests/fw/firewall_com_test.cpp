@@ -170,6 +170,25 @@ TEST_F(FirewallApartment, OfTheCallerStaysAsItWas) {
   }
 }
 
+class FirewallRules : public test::FirewallTest {};
+
+TEST_F(FirewallRules, AreWalkedUntilAStopIsRequested) {
+  given({test::ruleNamed(L"first"), test::ruleNamed(L"second")});
+  const ComApartment apartment;
+  ComPtr<INetFwPolicy2> policy;
+  ComPtr<INetFwRules> rules;
+  ASSERT_EQ(createFirewallPolicy(policy), S_OK);
+  ASSERT_EQ(policy->get_Rules(rules.receive()), S_OK);
+  StopSource stop;
+  RuleWalk walk(stop.get_token());
+  ASSERT_EQ(walk.open(*rules.get()), S_OK);
+  ComPtr<INetFwRule> rule;
+  ASSERT_TRUE(walk.next(rule));
+  EXPECT_EQ(ruleName(*rule.get()), L"first");
+  stop.request_stop();
+  EXPECT_FALSE(walk.next(rule));
+}
+
 class FirewallRule : public test::FirewallTest {};
 
 TEST_F(FirewallRule, IsMadeWithoutTheTextsThatAreEmpty) {

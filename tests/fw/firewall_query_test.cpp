@@ -1,6 +1,7 @@
 #include "fw/firewall_query.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "fw/firewall_fixture.h"
 
@@ -135,6 +136,30 @@ TEST_F(FirewallQuery, WritesFourHundredOfFourHundredAndFiftyRules) {
   EXPECT_NE(text.find("rule,on,block,in,r399,D:\\a\nblockin,off\n"), std::string::npos);
   EXPECT_EQ(countCalls("get_Name"), 450u);
   EXPECT_EQ(countCalls("get_Enabled"), 400u);
+}
+
+// A machine that has had many programs installed and removed; a client waits for the reply.
+TEST_F(FirewallQuery, TakesLessThanTwoSecondsForFiveThousandRules) {
+  test::fwfake::State state = given_;
+  for (int i = 0; i < 5'000; ++i) {
+    state.elements.push_back(
+        ruleNamed(L"Правило " + std::to_wstring(i), L"C:\\Program Files\\a\\" + std::to_wstring(i)));
+  }
+  state.quiet = true;
+  givenState(state);
+  const auto began = std::chrono::steady_clock::now();
+  const std::string text = queryFirewallStatus();
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(2));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 + 400 + 1);
+}
+
+TEST_F(FirewallQuery, AsksForNoRuleOnceAStopIsRequested) {
+  given({ruleNamed(L"a"), ruleNamed(L"b")});
+  StopSource stop;
+  stop.request_stop();
+  fake_->clearLog();
+  EXPECT_EQ(queryFirewallStatus(stop.get_token()), std::string(kProfilesOn) + "blockin,off\n");
+  EXPECT_EQ(countCalls("enum.Next"), 0u);
 }
 
 TEST_F(FirewallQuery, SeesTheBlockRuleBehindFourHundredLines) {

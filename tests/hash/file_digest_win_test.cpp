@@ -9,6 +9,7 @@
 #include "base/files.h"
 #include "base/unique_resource.h"
 #include "hash/pattern_digests.h"
+#include "support/open_watch.h"
 #include "support/temp_folder.h"
 
 namespace korvel::hash {
@@ -73,6 +74,17 @@ TEST(FileDigest, ChunkAsLargeAsTheFileReadsItWhole) {
   const korvel::test::TempFolder folder;
   const std::wstring path = folder.write(L"abc.bin", "abc");
   for (const size_t chunk : test::Lengths{2, 3, 4}) EXPECT_EQ(digestsOf(path, chunk), kOfAbc) << chunk;
+}
+
+TEST(FileDigest, FileIsOpenedAnonymously) {
+  const korvel::test::TempFolder folder;
+  const std::wstring path = folder.write(L"digested.exe", "x");
+  const korvel::test::OpenWatch watch;
+  EXPECT_NE(md5File(path, kChunk), "");
+  EXPECT_NE(sha1File(path, kChunk), "");
+  EXPECT_NE(sha256File(path, kChunk), "");
+  EXPECT_EQ(watch.flagsFor(L"digested.exe").size(), 3u);
+  EXPECT_TRUE(watch.allAnonymous(L"digested.exe"));
 }
 
 TEST(FileDigest, MissingFileGivesNoDigest) {

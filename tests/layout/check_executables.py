@@ -16,6 +16,7 @@ GUI, CONSOLE = 2, 3
 PROGRAMS = {
     "KorvelService": GUI,
     "korvelctl": CONSOLE,
+    "korvelsig": CONSOLE,
 }
 # Every Windows since 10 has them in its own folder.
 SYSTEM_LIBRARIES = {"advapi32", "fltlib", "kernel32", "mpr", "msvcrt", "ole32", "oleaut32", "shell32", "user32", "winhttp", "ws2_32"}

@@ -22,7 +22,7 @@ import sys
 PLAN_PAGE = "docs/architecture.md"
 PLAN_HEAD = ["room", "duty", "may include"]
 
-# Folders of tests/ that belong to no room: korvelctl's tests, tests of the whole, and what tests share.
+# Folders of tests/ that belong to no room: the tests of the programs in tools/, tests of the whole, and what tests share.
 OTHER_TEST_FOLDERS = {"tools", "e2e", "fuzz", "layout", "support"}
 
 # System headers with a ".h" that pure sources may include: those of the processor's instruction sets. The standard

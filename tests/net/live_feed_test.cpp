@@ -12,7 +12,9 @@
 #include "config/data_paths.h"
 #include "net/feed_text.h"
 #include "net/public_lists.h"
+#include "support/brief_hold.h"
 #include "support/eventually.h"
+#include "support/held_moves.h"
 #include "support/memory_peak.h"
 #include "support/odd_server.h"
 #include "support/test_servers.h"
@@ -253,6 +255,23 @@ TEST_F(LiveFeed, DatabaseThatCannotBeReplacedStays) {
   }
   expectUntouched();
   EXPECT_EQ(::GetFileAttributesW(target_.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);  // cleared before the move
+}
+
+TEST_F(LiveFeed, DatabaseThatAProgramHoldsForAMomentIsReplaced) {
+  test::publish("/good", kHashA + "\n");
+  writeOld();
+  const test::BriefHold held(target_);
+  EXPECT_TRUE(build({nginxUrl("/good")})) << error_;
+  EXPECT_EQ(hashesOf(test::readFile(target_)), kHashA + "\n");
+}
+
+TEST_F(LiveFeed, StopEndsTheWaitingForAHeldDatabase) {
+  test::publish("/good", kHashA + "\n");
+  writeOld();
+  const test::HeldMoves held;
+  EXPECT_FALSE(buildLiveDatabaseFrom({nginxUrl("/good")}, target_, &count_, &error_, held.stop()));
+  EXPECT_EQ(held.tries(), 1);
+  EXPECT_EQ(error_, "cannot replace live database, win32=5");
 }
 
 // --- limits ---

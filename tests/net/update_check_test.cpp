@@ -5,6 +5,8 @@
 #include "base/files.h"
 #include "base/utf.h"
 #include "runtime/log.h"
+#include "support/brief_hold.h"
+#include "support/held_moves.h"
 #include "support/test_servers.h"
 
 namespace korvel {
@@ -161,6 +163,21 @@ TEST_F(UpdateCheck, OlderInstallerOfTheSameVersionIsReplacedEvenWhenReadOnly) {
   ::SetFileAttributesW(setupPath(L"1.3.0").c_str(), FILE_ATTRIBUTE_READONLY);
   EXPECT_TRUE(checkVersion("1.3.0")) << error_;
   EXPECT_EQ(test::readFile(path_), installer_);
+}
+
+TEST_F(UpdateCheck, InstallerThatAProgramHoldsForAMomentIsReplaced) {
+  test::writeFile(setupPath(L"1.3.0"), "older");
+  const test::BriefHold held(setupPath(L"1.3.0"));
+  EXPECT_TRUE(checkVersion("1.3.0")) << error_;
+  EXPECT_EQ(test::readFile(setupPath(L"1.3.0")), installer_);
+}
+
+TEST_F(UpdateCheck, StopEndsTheWaitingForAHeldInstaller) {
+  test::publish("/u/api/v1/releases", release("1.3.0", nginxUrl("/setup.exe")));
+  const test::HeldMoves held;
+  EXPECT_FALSE(checkForUpdate(nginxUrl("/u"), updates_, &path_, &error_, held.stop()));
+  EXPECT_EQ(held.tries(), 1);
+  EXPECT_EQ(error_, "не удалось сохранить установщик, win32=5");
 }
 
 TEST_F(UpdateCheck, InstallerThatCannotBeReplacedStays) {

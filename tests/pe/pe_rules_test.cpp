@@ -275,5 +275,43 @@ TEST(PeFindings, ComeInAFixedOrder) {
                                       "PE.LARGE_OVERLAY", "PE.FUTURE_TIMESTAMP"}));
 }
 
+TEST(PeFindings, TraceHoldsEveryRuleWithItsValueAndItsLimit) {
+  PeInfo info = importing({"GetProcAddress", "Sleep", "WriteProcessMemory"});
+  info.sections.resize(2);
+  info.sections[0].name = "UPX0";
+  info.sections[0].writable = info.sections[0].executable = true;
+  info.sections[1].name = ".rsrc";
+  info.rwxSection = true;
+  info.maxSectionEntropy = 7.25;
+  info.hasOverlay = true;
+  info.overlaySize = 1'048'577;
+  info.timeDateStamp = static_cast<uint32_t>(kNow + 1);
+  RuleTrace trace;
+  const std::vector<Finding> findings = peFindings(info, "UPX", kNow, &trace);
+
+  using Names = std::vector<std::string>;
+  EXPECT_EQ(
+      trace,
+      (RuleTrace{{"PE.PACKED", true, 3, {.value = Names{"UPX0", ".rsrc"}}},
+                 {"PE.HIGH_ENTROPY", true, 2, {.value = 7.25, .limit = 7.2}},
+                 {"PE.RWX_SECTION", true, 3, {.value = Names{"UPX0"}}},
+                 {"PE.NO_IMPORTS", false, 0, {.value = uint64_t{3}, .limit = uint64_t{0}}},
+                 {"PE.INJECTION_APIS", true, 3, {.value = Names{"WriteProcessMemory", "GetProcAddress"}}},
+                 {"PE.LARGE_OVERLAY", true, 1, {.value = uint64_t{1'048'577}, .limit = uint64_t{1'048'576}}},
+                 {"PE.FUTURE_TIMESTAMP", true, 1, {.value = kNow + 1, .limit = kNow}}}));
+  EXPECT_EQ(findings, peFindings(info, "UPX", kNow));
+}
+
+TEST(PeFindings, TraceNamesWhatSparesAnImageWithoutImportNames) {
+  PeInfo info = harmless();
+  info.imports.clear();
+  info.importCount = 0;
+  RuleTrace trace;
+  peFindings(info, "", kNow, &trace);
+  ASSERT_EQ(trace.size(), 7u);
+  EXPECT_FALSE(trace[3].hit);
+  EXPECT_EQ(trace[3].terms.sparedBy, "import directory");
+}
+
 }  // namespace
 }  // namespace korvel

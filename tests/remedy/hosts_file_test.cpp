@@ -6,7 +6,9 @@
 
 #include "base/files.h"
 #include "base/unique_resource.h"
+#include "support/brief_hold.h"
 #include "support/eventually.h"
+#include "support/held_moves.h"
 #include "support/temp_folder.h"
 #include "support/test_servers.h"
 
@@ -201,6 +203,32 @@ TEST_F(HostsFile, ALinkAtTheTemporarysNameIsNotWrittenThrough) {
   EXPECT_TRUE(apply({"a.com"})) << error_;
   EXPECT_EQ(test::readFile(victim), "of great value");
   EXPECT_EQ(text(), kApplied);
+}
+
+TEST_F(HostsFile, IsReplacedOnceAProgramThatHeldItLetsGo) {
+  write(kUserLines);
+  {
+    const test::BriefHold held(hosts_);
+    EXPECT_TRUE(apply({"a.com"})) << error_;
+  }
+  EXPECT_EQ(text(), kApplied);
+  const test::BriefHold held(hosts_);
+  EXPECT_TRUE(remove()) << error_;
+}
+
+TEST_F(HostsFile, AStopEndsTheWaitingForAHeldFile) {
+  write(kApplied);
+  {
+    const test::HeldMoves held;
+    EXPECT_FALSE(applyBlocklistTo(hosts_, {"b.com"}, &error_, held.stop()));
+    EXPECT_EQ(held.tries(), 1);
+    EXPECT_EQ(error_, "cannot replace hosts, win32=5");
+  }
+  const test::HeldMoves held;
+  EXPECT_FALSE(removeBlocklistFrom(hosts_, &error_, held.stop()));
+  EXPECT_EQ(held.tries(), 1);
+  EXPECT_EQ(text(), kApplied);
+  EXPECT_FALSE(temporaryExists());
 }
 
 TEST_F(HostsFile, ErrorMayBeNull) {

@@ -214,6 +214,11 @@ TEST(QuarantinedFileName, DoesNotLeaveTheFolderWhateverTheHash) {
   EXPECT_EQ(quarantinedFileName(5, "хэш", L"a"), toWide("5_хэш_a"));
 }
 
+TEST(QuarantineRecordPath, HasBlanksForControlCharacters) {
+  EXPECT_EQ(recordPath(std::wstring(L"C:\\a\nID=7\r\t\0\x1F \x7Fж\\b.exe", 22)),
+            L"C:\\a ID=7     \x7Fж\\b.exe");
+}
+
 TEST(QuarantineRecordText, HasBlanksForControlCharacters) {
   EXPECT_EQ(recordText(std::string("a\0b\nID=7\r\t\x1F\x7F", 12)), "a b ID=7   \x7F");
   EXPECT_EQ(recordText("Троян = Win32"), "Троян = Win32");

@@ -1,6 +1,7 @@
 #include "remedy/quarantine_store.h"
 
 #include <gtest/gtest.h>
+#include <sddl.h>
 
 #include <filesystem>
 #include <thread>
@@ -11,9 +12,13 @@
 #include "base/paths.h"
 #include "base/utf.h"
 #include "remedy/quarantine_index.h"
+#include "support/brief_hold.h"
 #include "support/eventually.h"
+#include "support/held_moves.h"
+#include "support/import_patch.h"
 #include "support/sparse_file.h"
 #include "support/temp_folder.h"
+#include "support/test_servers.h"
 
 namespace korvel {
 namespace {
@@ -63,6 +68,26 @@ class QuarantineStoreTest : public testing::Test {
                                       FILE_ATTRIBUTE_NORMAL, nullptr));
   }
 
+  static std::vector<std::wstring> filesIn(const std::wstring& directory) {
+    std::vector<std::wstring> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+      names.push_back(entry.path().filename().wstring());
+    }
+    return names;
+  }
+
+  /// The system's list, as one text; empty when there is none.
+  static std::wstring deletionsAtTheNextStart() {
+    constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+    constexpr wchar_t kValue[] = L"PendingFileRenameOperations";
+    DWORD bytes = 0;
+    if (::RegGetValueW(HKEY_LOCAL_MACHINE, kKey, kValue, RRF_RT_REG_MULTI_SZ, nullptr, nullptr, &bytes) != 0)
+      return {};
+    std::wstring text(bytes / sizeof(wchar_t), L'\0');
+    (void)::RegGetValueW(HKEY_LOCAL_MACHINE, kKey, kValue, RRF_RT_REG_MULTI_SZ, nullptr, text.data(), &bytes);
+    return text;
+  }
+
   TempFolder folder_;
   const std::wstring dir_ = folder_.at(L"ProgramData\\Карантин");
   const std::wstring index_ = dir_ + L"\\quarantine.db";
@@ -77,6 +102,41 @@ TEST_F(QuarantineStoreTest, EnsureMakesTheDirectoryAndAnEmptyIndex) {
   EXPECT_EQ(readFile(index_), kEmptyIndex);
   EXPECT_TRUE(list().empty());
   EXPECT_EQ(error_, "untouched");
+}
+
+/// The folders that this program makes, each with its access list: "-" for the one that it inherits.
+class MadeFolders {
+ public:
+  MadeFolders() {
+    text_ = "";
+    create_ = patch_.original<BOOL WINAPI(const wchar_t*, SECURITY_ATTRIBUTES*)>();
+  }
+  std::string text() const { return text_; }
+
+ private:
+  static BOOL WINAPI noteAndCreate(const wchar_t* path, SECURITY_ATTRIBUTES* security) {
+    if (!create_(path, security)) return FALSE;
+    char* list = nullptr;
+    if (security != nullptr) {
+      ::ConvertSecurityDescriptorToStringSecurityDescriptorA(security->lpSecurityDescriptor, SDDL_REVISION_1,
+                                                             DACL_SECURITY_INFORMATION, &list, nullptr);
+    }
+    const UniqueLocalMemory owner(list);
+    text_ += toUtf8(fileName(path)) + " " + (list != nullptr ? list : "-") + "\n";
+    return TRUE;
+  }
+
+  inline static std::string text_;
+  inline static BOOL(WINAPI* create_)(const wchar_t*, SECURITY_ATTRIBUTES*) = nullptr;
+  const test::ImportPatch patch_{"CreateDirectoryW", noteAndCreate};
+};
+
+TEST_F(QuarantineStoreTest, TheDirectoryThatItMakesIsForTheSystemAndTheAdministratorsOnly) {
+  const MadeFolders made;
+  EXPECT_TRUE(store_.ensureStore(dir_, &error_)) << error_;
+  EXPECT_EQ(made.text(), "ProgramData -\nКарантин D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)\n");
+  const QuarantineRecord record = add(folder_.write(L"a.exe", "x"));  // and it can be used
+  EXPECT_EQ(readFile(record.storedPath), "x");
 }
 
 TEST_F(QuarantineStoreTest, EnsureLeavesAnIndexThatIsThereAlone) {
@@ -268,6 +328,30 @@ TEST_F(QuarantineStoreTest, ALineFeedInTextsFromAClientForgesNoRecord) {
   EXPECT_EQ(record.code, "c c");
   EXPECT_EQ(record.sha256, "ab 12");
   EXPECT_EQ(list(), Records{record});
+}
+
+// The file API drops "<anything>\\..", so such a path names a file that is there.
+TEST_F(QuarantineStoreTest, ALineFeedInAPathFromAClientForgesNoRecord) {
+  const std::wstring file = folder_.write(L"a.exe", "bytes");
+  const std::wstring victim = folder_.write(L"victim.txt", "mine");
+  const std::wstring path =
+      folder_.at(L"x\nID=7\nSTORED=" + victim.substr(victim.rfind(L'\\') + 1) + L"\n\\..\\a.exe");
+  const QuarantineRecord record = add(path);
+  EXPECT_FALSE(pathExists(file));
+  EXPECT_EQ(record.originalPath, folder_.at(L"x ID=7 STORED=victim.txt \\..\\a.exe"));
+  EXPECT_EQ(record.name, L"a.exe");
+  EXPECT_EQ(list(), Records{record});
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error_)) << error_;
+  EXPECT_EQ(readFile(file), "bytes");
+}
+
+TEST_F(QuarantineStoreTest, APathEndsAtItsFirstNul) {
+  const std::wstring path = folder_.write(L"a.exe", "bytes");
+  const QuarantineRecord record = add(path + std::wstring(L"\0.txt", 5));
+  EXPECT_EQ(record.originalPath, path);
+  EXPECT_EQ(record.name, L"a.exe");
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error_)) << error_;
+  EXPECT_EQ(readFile(path), "bytes");
 }
 
 // Shared for writing only, as by a program that is just replacing it: it can be rewritten but not read.
@@ -524,6 +608,158 @@ TEST_F(QuarantineStoreTest, AFileWithALongPathGoesAndComesBack) {
   EXPECT_EQ(readFile(L"\\\\?\\" + path), "bytes");
 }
 
+// --- files that are held ---
+
+TEST_F(QuarantineStoreTest, AFileThatIsHeldForAMomentGoesAndComesBack) {
+  const std::wstring path = folder_.write(L"file.exe", "bytes");
+  QuarantineRecord record;
+  {
+    const test::BriefHold held(path);
+    record = add(path);
+  }
+  const test::BriefHold held(record.storedPath);
+  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error_)) << error_;
+  EXPECT_EQ(readFile(path), "bytes");
+}
+
+TEST_F(QuarantineStoreTest, AStopEndsTheWaitingForAHeldFile) {
+  const std::wstring path = folder_.write(L"file.exe", "bytes");
+  ASSERT_TRUE(store_.ensureStore(dir_, nullptr));
+  const test::HeldMoves held;
+  QuarantineStore store(pathStatus, held.stop());
+  EXPECT_FALSE(store.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, &error_));
+  EXPECT_EQ(error_, "MoveFileEx failed, code 5 (файл может быть запущен или заблокирован)");
+  EXPECT_EQ(held.tries(), 1);
+}
+
+TEST_F(QuarantineStoreTest, AStoredFileThatCannotBeDeletedNowIsDeletedAtTheNextStart) {
+  if (!test::isTestMachine()) GTEST_SKIP() << "changes the system's registry; see isTestMachine()";
+  writeIndex({stored(1, L"runs.exe", "x")});
+  const std::wstring path = list()[0].storedPath;
+  {
+    const UniqueHandle held = lock(path);
+    EXPECT_TRUE(store_.deleteRecord(dir_, 1, &error_)) << error_;
+  }
+  EXPECT_TRUE(pathExists(path));
+  EXPECT_TRUE(list().empty());
+  EXPECT_NE(deletionsAtTheNextStart().find(path), std::wstring::npos);
+}
+
+TEST_F(QuarantineStoreTest, NothingIsLeftForTheNextStartOfAStoredFileThatCanBeDeleted) {
+  Records records = {stored(1, L"a.exe", "x"), stored(2, L"b.exe", "x")};
+  records[1].storedPath = folder_.at(L"gone");
+  writeIndex(records);
+  EXPECT_TRUE(store_.deleteRecord(dir_, 1, &error_));
+  EXPECT_TRUE(store_.deleteRecord(dir_, 2, &error_));
+  EXPECT_EQ(deletionsAtTheNextStart().find(folder_.path()), std::wstring::npos);
+}
+
+// --- from one volume to another ---
+
+using Move = BOOL WINAPI(const wchar_t* from, const wchar_t* to, DWORD flags);
+
+/// Moves that may copy leave two files and report `result`, as the systems do where the source cannot be
+/// deleted.
+class HalfMoves {
+ public:
+  explicit HalfMoves(BOOL result) {
+    result_ = result;
+    move_ = patch_.original<Move>();
+  }
+
+ private:
+  static BOOL WINAPI copyOnly(const wchar_t* from, const wchar_t* to, DWORD flags) {
+    if ((flags & MOVEFILE_COPY_ALLOWED) == 0) return move_(from, to, flags);
+    EXPECT_EQ(flags, static_cast<DWORD>(MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED));
+    if (!::CopyFileW(from, to, /*failIfExists=*/FALSE)) return FALSE;
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return result_;
+  }
+
+  inline static BOOL result_ = TRUE;
+  inline static Move* move_ = nullptr;
+  const test::ImportPatch patch_{"MoveFileExW", copyOnly};
+};
+
+TEST_F(QuarantineStoreTest, ACopyOnAnotherVolumeTakesThePlaceOfTheFile) {
+  for (const BOOL systemsResult : {TRUE, FALSE}) {
+    const std::wstring path = folder_.write(L"a.exe", "bytes");
+    ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+    QuarantineRecord record;
+    {
+      const test::TempFolder another;  // so that the stored names differ
+      const HalfMoves moves(systemsResult);
+      ASSERT_TRUE(store_.addFile(another.path(), path, kHash, "t", "c", kSeverityHigh, &record, &error_))
+          << error_;
+      EXPECT_FALSE(pathExists(path));
+      EXPECT_EQ(readFile(record.storedPath), "bytes");
+      ASSERT_TRUE(store_.restoreRecord(another.path(), record.id, &error_)) << error_;
+    }
+    EXPECT_FALSE(pathExists(record.storedPath));
+    EXPECT_EQ(readFile(path), "bytes");
+    test::removeTree(path);
+  }
+}
+
+TEST_F(QuarantineStoreTest, AFileThatStaysOnItsVolumeIsNotInQuarantineToo) {
+  ASSERT_TRUE(store_.ensureStore(dir_, nullptr));
+  for (const BOOL systemsResult : {TRUE, FALSE}) {
+    const std::wstring path = folder_.write(L"held.exe", "bytes");
+    ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+    {
+      const UniqueHandle held = lock(path);
+      const HalfMoves moves(systemsResult);
+      EXPECT_FALSE(store_.addFile(dir_, path, kHash, "t", "c", kSeverityHigh, nullptr, &error_));
+    }
+    EXPECT_EQ(error_, "MoveFileEx failed, code 32 (файл может быть запущен или заблокирован)");
+    EXPECT_EQ(readFile(path), "bytes");
+    EXPECT_NE(::GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    EXPECT_EQ(filesIn(dir_), std::vector<std::wstring>{L"quarantine.db"});
+    EXPECT_EQ(readFile(index_), kEmptyIndex);
+    test::removeTree(path);
+  }
+}
+
+TEST_F(QuarantineStoreTest, AStoredFileThatStaysIsNotRestoredToo) {
+  const QuarantineRecord record = add(folder_.write(L"a.exe", "bytes"));
+  {
+    const UniqueHandle held = lock(record.storedPath);
+    const HalfMoves moves(TRUE);
+    EXPECT_FALSE(store_.restoreRecord(dir_, record.id, &error_));
+  }
+  EXPECT_EQ(error_, "restore failed, code 32");
+  EXPECT_FALSE(pathExists(record.originalPath));
+  EXPECT_EQ(readFile(record.storedPath), "bytes");
+  EXPECT_EQ(list(), Records{record});
+}
+
+/// Moves as the system does, and then there is another file at the old place.
+class MovesWithASuccessor {
+ public:
+  MovesWithASuccessor() { move_ = patch_.original<Move>(); }
+
+ private:
+  static BOOL WINAPI moveAndWriteAgain(const wchar_t* from, const wchar_t* to, DWORD flags) {
+    const BOOL moved = move_(from, to, flags);
+    if ((flags & MOVEFILE_COPY_ALLOWED) != 0) writeFile(from, "another");
+    return moved;
+  }
+  inline static Move* move_ = nullptr;
+  const test::ImportPatch patch_{"MoveFileExW", moveAndWriteAgain};
+};
+
+TEST_F(QuarantineStoreTest, AFileThatAppearsBehindAMoveIsLeftAlone) {
+  const std::wstring path = folder_.write(L"a.exe", "bytes");
+  ASSERT_TRUE(store_.ensureStore(dir_, nullptr));
+  std::wstring storedPath;
+  {
+    const MovesWithASuccessor moves;
+    storedPath = add(path).storedPath;
+  }
+  EXPECT_EQ(readFile(path), "another");
+  EXPECT_EQ(readFile(storedPath), "bytes");
+}
+
 // The test platform has no second drive, but it reaches other file systems of the machine it runs on.
 TEST_F(QuarantineStoreTest, AFileOfAnotherVolumeGoesAndComesBack) {
   const std::wstring volume = L"\\\\?\\unix\\dev\\shm";
@@ -533,13 +769,16 @@ TEST_F(QuarantineStoreTest, AFileOfAnotherVolumeGoesAndComesBack) {
   const bool sameVolume = ::MoveFileExW(path.c_str(), folder_.at(L"moved.exe").c_str(), /*flags=*/0);
   if (sameVolume) GTEST_SKIP() << "it is the same volume";
 
-  const QuarantineRecord record = add(path);
-  EXPECT_FALSE(pathExists(path));
-  EXPECT_TRUE(pathExists(record.storedPath));
-  std::string error;
-  EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error)) << error;
-  EXPECT_FALSE(pathExists(record.storedPath));
-  EXPECT_EQ(readFile(path), "bytes");
+  for (const DWORD attributes : {DWORD{FILE_ATTRIBUTE_NORMAL}, DWORD{FILE_ATTRIBUTE_READONLY}}) {
+    ::SetFileAttributesW(path.c_str(), attributes);
+    const QuarantineRecord record = add(path);
+    EXPECT_FALSE(pathExists(path));
+    EXPECT_TRUE(pathExists(record.storedPath));
+    std::string error;
+    EXPECT_TRUE(store_.restoreRecord(dir_, record.id, &error)) << error;
+    EXPECT_FALSE(pathExists(record.storedPath));
+    EXPECT_EQ(readFile(path), "bytes");
+  }
 }
 
 }  // namespace

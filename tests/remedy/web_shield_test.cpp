@@ -9,6 +9,7 @@
 #include "remedy/hosts_file.h"
 #include "runtime/log.h"
 #include "support/eventually.h"
+#include "support/held_moves.h"
 #include "support/memory_peak.h"
 #include "support/odd_server.h"
 #include "support/test_servers.h"
@@ -184,6 +185,24 @@ TEST_F(WebShield, RunThatAStopCutsShortChangesAndLogsNothing) {
   stop.request_stop();
   EXPECT_EQ(run(stop.get_token()), "");
   EXPECT_EQ(text(), kUserLines);
+}
+
+TEST_F(WebShield, StopWhileTheHostsFileIsHeldChangesAndLogsNothing) {
+  test::publish("/shield/api/v1/blocklist", "a.com\n");
+  {
+    const test::HeldMoves held;
+    EXPECT_EQ(run(held.stop()), "");
+    EXPECT_EQ(held.tries(), 1);
+  }
+  EXPECT_EQ(text(), kUserLines);
+
+  (void)run();
+  settings_.webShield = false;
+  const std::string before = text();
+  const test::HeldMoves held;
+  EXPECT_EQ(run(held.stop()), "");
+  EXPECT_EQ(held.tries(), 1);
+  EXPECT_EQ(text(), before);
 }
 
 TEST_F(WebShield, StopDuringTheDownloadChangesAndLogsNothing) {

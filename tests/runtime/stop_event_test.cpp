@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <system_error>
 #include <thread>
+
+#include "support/import_patch.h"
 
 namespace korvel {
 namespace {
@@ -18,6 +21,21 @@ TEST(StopEvent, IsSignalledOnceTheStopIsRequestedAndStaysSo) {
   EXPECT_TRUE(event.requested());
   EXPECT_TRUE(signalled(event));
   EXPECT_TRUE(signalled(event));
+}
+
+HANDLE WINAPI failToCreate(SECURITY_ATTRIBUTES*, BOOL, BOOL, const wchar_t*) {
+  ::SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+  return nullptr;
+}
+
+TEST(StopEvent, ThatCannotBeMadeThrowsTheCodeAndNoTextOfTheSystem) {
+  const test::ImportPatch patch("CreateEventW", failToCreate);
+  try {
+    const StopEvent event{StopToken()};
+    ADD_FAILURE() << "there is an event";
+  } catch (const std::system_error& problem) {
+    EXPECT_STREQ(problem.what(), "CreateEvent: win32=1450");
+  }
 }
 
 TEST(StopEvent, OfAStopFromBeforeIsSignalledFromTheStart) {

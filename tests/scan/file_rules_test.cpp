@@ -306,5 +306,54 @@ TEST(BuildVerdict, EvaluatesAllRulesInOrder) {
                                       "Исполняемый файл из папки загрузок"}));
 }
 
+RuleTrace traceFor(const std::wstring& path, const PeAnalysis& pe = {}, bool matched = false,
+                   const SignatureMatch& match = {}) {
+  RuleTrace trace;
+  const FileVerdict verdict =
+      buildVerdict(path, fileName(path), 1000, 42, hash::FileDigests{}, pe, matched, match, &trace);
+  EXPECT_EQ(verdict, verdictFor(path, pe, matched, match));
+  std::vector<std::string> hits;
+  for (const RuleCheck& rule : trace) {
+    if (rule.hit) hits.push_back(rule.code + std::to_string(rule.severity));
+  }
+  std::vector<std::string> found;
+  for (const Finding& finding : verdict.findings)
+    found.push_back(finding.code + std::to_string(finding.severity));
+  EXPECT_EQ(hits, found);
+  return trace;
+}
+
+TEST(BuildVerdict, TraceHoldsEveryRuleOfAFileWithItsTerms) {
+  using Names = std::vector<std::string>;
+  const RuleTrace trace =
+      traceFor(L"C:\\Users\\u\\Downloads\\a.pdf.exe", {}, true, listed(kSeverityCritical));
+  ASSERT_EQ(trace.size(), 4u);
+  EXPECT_EQ(trace[0], (RuleCheck{"SIG.MATCH", true, 4, {.value = Names{std::string(64, 'a')}}}));
+  EXPECT_EQ(trace[1].code, "FS.IMPERSONATE");
+  EXPECT_EQ(trace[1].terms.value, RuleQuantity(Names{"a.pdf.exe"}));
+  EXPECT_EQ(trace[1].terms.limit, RuleQuantity(Names{"\\windows\\system32\\", "\\windows\\syswow64\\"}));
+  EXPECT_EQ(trace[2], (RuleCheck{"FS.DOUBLE_EXT", true, 3, {.value = Names{".pdf.exe"}}}));
+  EXPECT_EQ(trace[3].terms.value, RuleQuantity(Names{"\\downloads\\", ".exe"}));
+  EXPECT_EQ(trace[3].terms.limit,
+            RuleQuantity(Names{"\\downloads\\", "\\загрузки\\", ".exe", ".scr", ".bat"}));
+}
+
+TEST(BuildVerdict, TraceNamesTheSystemFolderThatSparesAFile) {
+  const RuleTrace trace = traceFor(L"C:\\Windows\\System32\\svchost.exe");
+  EXPECT_FALSE(trace[1].hit);
+  EXPECT_EQ(trace[1].terms.sparedBy, "\\windows\\system32\\");
+  EXPECT_EQ(traceFor(L"C:\\x\\other.exe")[1].terms.sparedBy, "");
+  EXPECT_TRUE(traceFor(L"C:\\x\\svchost.exe")[1].hit);
+}
+
+TEST(BuildVerdict, TraceTakesTheRulesOfTheImageBetweenSignatureAndName) {
+  PeAnalysis pe = withFindings({{kSeverityHigh, "PE.PACKED", "t", "d"}});
+  pe.rules = {{"PE.PACKED", true, kSeverityHigh, {}}, {"PE.HIGH_ENTROPY", false, 0, {}}};
+  std::vector<std::string> codes;
+  for (const RuleCheck& rule : traceFor(L"C:\\x\\a.exe", pe)) codes.push_back(rule.code);
+  EXPECT_EQ(codes, (std::vector<std::string>{"SIG.MATCH", "PE.PACKED", "PE.HIGH_ENTROPY", "FS.IMPERSONATE",
+                                             "FS.DOUBLE_EXT", "FS.DOWNLOADED_EXE"}));
+}
+
 }  // namespace
 }  // namespace korvel

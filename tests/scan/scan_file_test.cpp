@@ -7,6 +7,7 @@
 #include "base/unique_resource.h"
 #include "hash/file_digest.h"
 #include "scan_fixture.h"
+#include "support/open_watch.h"
 #include "support/pe_builder.h"
 
 namespace korvel {
@@ -94,6 +95,13 @@ TEST_F(ScanFileTest, FileHeldAgainstReadingKeepsItsNameRules) {
   EXPECT_FALSE(verdict.signatureMatched);
   ASSERT_EQ(verdict.findings.size(), 1u);
   EXPECT_EQ(verdict.findings[0].code, "FS.DOUBLE_EXT");
+}
+
+TEST_F(ScanFileTest, FileIsOpenedAnonymously) {
+  const std::wstring path = folder_.write(L"opened.exe", "x");
+  const test::OpenWatch watch;
+  (void)scan(path);
+  EXPECT_TRUE(watch.allAnonymous(L"opened.exe"));
 }
 
 TEST_F(ScanFileTest, FileOpenForWritingElsewhereIsNotRead) {
@@ -303,6 +311,52 @@ TEST_F(CloudFileTest, OfAScanIsKnownWithoutAskingItsFolderAgain) {
   FileScanner scanner(databaseOf(""), ScanOptions{}, /*stop=*/{}, calls_);
   EXPECT_EQ(scanner.scan({{folder_.path(), true}}, nullptr, nullptr).filesScanned, 11u);
   EXPECT_EQ(asked, 1);
+}
+
+class ExplainFileTest : public ScanFileTest {
+ protected:
+  VerdictTrace explain(const std::wstring& path, uint64_t maxFileSize = 512 * kMiB) {
+    ScanScratch scratch;
+    VerdictTrace trace;
+    verdict_ = explainFile({databaseOf(""), maxFileSize, kMiB, {}}, path, scratch, trace);
+    EXPECT_EQ(verdict_, scan(path, "", maxFileSize));
+    return trace;
+  }
+  FileVerdict verdict_;
+};
+
+TEST_F(ExplainFileTest, TellsWhatAVerdictRestsOn) {
+  const VerdictTrace whole = explain(folder_.write(L"a.bin", "abc"));
+  EXPECT_EQ(whole.reading, FileReading::kWhole);
+  EXPECT_EQ(whole.rules.size(), 4u);
+
+  EXPECT_EQ(explain(folder_.write(L"empty.exe", "")).reading, FileReading::kEmpty);
+  EXPECT_TRUE(explain(folder_.at(L"empty.exe")).rules.empty());
+  EXPECT_EQ(explain(folder_.write(L"large.exe", "abcd"), 3).reading, FileReading::kTooLarge);
+
+  const VerdictTrace missing = explain(folder_.at(L"none.exe"));
+  EXPECT_EQ(missing.reading, FileReading::kMissing);
+  EXPECT_EQ(missing.win32, static_cast<uint32_t>(ERROR_FILE_NOT_FOUND));
+}
+
+TEST_F(ExplainFileTest, TellsThatAFileIsHeldByAnotherProgram) {
+  const std::wstring path = folder_.write(L"held.exe", "abc");
+  const UniqueHandle holder(::CreateFileW(path.c_str(), GENERIC_READ, /*share=*/0, /*security=*/nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, /*template=*/nullptr));
+  ASSERT_TRUE(holder);
+  const VerdictTrace trace = explain(path);
+  EXPECT_EQ(trace.reading, FileReading::kNotOpened);
+  EXPECT_EQ(trace.win32, static_cast<uint32_t>(ERROR_SHARING_VIOLATION));
+  EXPECT_EQ(verdict_.sha256, "");
+}
+
+TEST_F(ExplainFileTest, HoldsTheRulesOfAnImage) {
+  const test::Bytes image = test::PeBuilder().import("kernel32.dll", {"WriteProcessMemory"}).build();
+  const VerdictTrace trace =
+      explain(folder_.write(L"a.exe", {reinterpret_cast<const char*>(image.data()), image.size()}));
+  ASSERT_EQ(trace.rules.size(), 11u);
+  EXPECT_EQ(trace.rules[5].code, "PE.INJECTION_APIS");
+  EXPECT_TRUE(trace.rules[5].hit);
 }
 
 }  // namespace

@@ -146,5 +146,29 @@ TEST(IsContentElsewhere, KnowsOfflineFilesAndThoseThatAreFetchedWhenUsed) {
   EXPECT_FALSE(isContentElsewhere(0));
 }
 
+TEST(FilterFile, SaysWhyAFileIsPassedOver) {
+  using enum ScanFilterResult;
+  const std::pair<const wchar_t*, ScanFilterResult> cases[] = {
+      {L"C:\\x\\a.exe", kTaken},
+      {L"a.ps", kShortPath},
+      {L"C:\\$Recycle.Bin\\S-1\\a.exe", kNeverScannedPlace},
+      {L"C:\\folder.exe\\", kNoName},
+      {L"C:\\PageFile.sys", kSystemDataFile},
+      {L"C:\\Windows\\System32\\ntoskrnl.exe", kKernelFile},
+      {L"C:\\x\\readme", kNoExtension},
+      {L"C:\\x\\script.js", kOtherExtension},
+      {L"C:\\x\\eicar.com.txt", kOtherExtension},
+  };
+  for (const auto& [path, result] : cases) EXPECT_EQ(filterFile(path, ScanOptions{}), result) << toUtf8(path);
+  EXPECT_EQ(filterFile(L"C:\\x\\ntoskrnl.exe", ScanOptions{.skipKernelFiles = false}), kTaken);
+}
+
+TEST(ScannedExtensions, AreThirtyFiveAndEachIsScanned) {
+  const std::vector<std::wstring_view> extensions = scannedExtensions();
+  EXPECT_EQ(extensions.size(), 35u);
+  for (const std::wstring_view extension : extensions)
+    EXPECT_TRUE(scanned(L"C:\\x\\name" + std::wstring(extension)));
+}
+
 }  // namespace
 }  // namespace korvel

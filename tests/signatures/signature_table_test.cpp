@@ -158,6 +158,27 @@ TEST(SignatureMerge, TheTagTravelsWithTheEntry) {
   EXPECT_EQ(tagAfter(":older:F:low:N::"), "newer");
 }
 
+TEST(SignatureCursor, VisitsEveryKindInTheOrderOfTheTexts) {
+  const std::string ones(32, '1');
+  const SignatureTable table =
+      tableOf(ones + ":M\n" + std::string(64, '1') + "\n" + std::string(40, '1') + ":S\n" +
+              std::string(64, '0') + ":t:F:low:N:R\n" + std::string(32, 'F') + "\n");
+  std::string seen;
+  for (SignatureCursor at(table); !at.atEnd(); at.next()) {
+    seen += hash::encodeHex(at.digest()).substr(0, 1) + std::to_string(at.digest().size()) + ":" +
+            std::string(at.fields().threatName) + (at.isBare() ? "* " : " ");
+  }
+  EXPECT_EQ(seen, "032:N 116:M 120:S 132:Win.Trojan.Generic* f16:Win.Trojan.Generic* ");
+}
+
+TEST(SignatureCursor, AnEmptyTableHasNothingToVisit) {
+  const SignatureTable table;
+  SignatureCursor at(table);
+  EXPECT_TRUE(at.atEnd());
+  at.next();
+  EXPECT_TRUE(at.atEnd());
+}
+
 TEST(SignatureTable, ABareSha256EntryTakesAtMost36Bytes) {
   std::string text;
   constexpr uint64_t kEntries = 100'000;

@@ -1,4 +1,4 @@
-#include "korvelctl/printable.h"
+#include "korvelctl/render/printable.h"
 
 #include <gtest/gtest.h>
 

@@ -92,7 +92,7 @@ Element parseElement(const std::vector<std::string>& fields, std::string_view li
 }  // namespace
 
 std::string stateText(const State& state) {
-  std::string text;
+  std::string text = state.quiet ? "quiet\n" : "";
   for (const auto& [type, enabled] : state.profiles) {
     text += "profile\t" + std::to_string(type) + "\t" + std::to_string(enabled) + "\n";
   }
@@ -116,6 +116,10 @@ State parseState(std::string_view text) {
   LineReader lines(text);
   for (std::string_view line; lines.next(line);) {
     const std::vector<std::string> fields = fieldsOf(line);
+    if (fields[0] == "quiet") {
+      state.quiet = true;
+      continue;
+    }
     if (fields[0] != "profile") {
       state.elements.push_back(parseElement(fields, line));
       continue;

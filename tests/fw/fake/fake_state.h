@@ -5,6 +5,7 @@
 //                  back after each change, so that it holds the outcome.
 //     profile  TYPE  ENABLED
 //     rule  ENABLED  ACTION  DIRECTION  PROTOCOL  PROFILES  NAME  APPLICATION  DESCRIPTION
+//     quiet   no calls are logged, for tests of the time that an operation takes
 //     bstr | empty | unknown | null | foreign     elements of the enumeration that are not rules
 //   fwfake.faults  calls that fail, read when an operation begins.
 //     CALL  N  HRESULT      the Nth such call of the operation ("*": each) does nothing and returns the
@@ -42,6 +43,7 @@ struct Element {
 struct State {
   std::map<int32_t, int32_t> profiles;  // NET_FW_PROFILE_TYPE2 to VARIANT_BOOL
   std::vector<Element> elements;
+  bool quiet = false;
 };
 
 struct Fault {

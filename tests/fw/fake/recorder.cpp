@@ -64,6 +64,7 @@ std::optional<HRESULT> Recorder::enter(const std::string& call, const std::strin
 }
 
 void Recorder::note(const std::string& line) {
+  if (state.quiet) return;
   // Opened anew each time: the test may take the file away between two operations.
   const UniqueHandle file(::CreateFileW(besideModule(L"log").c_str(), FILE_APPEND_DATA,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
