@@ -79,6 +79,13 @@ bool Arguments::has(const std::string& option) const {
   return std::find(options_.begin(), options_.end(), option) != options_.end();
 }
 
+std::string Arguments::valueOf(const std::string& option) const {
+  for (const std::string& given : options_) {
+    if (given.starts_with(option + "=")) return given.substr(option.size() + 1);
+  }
+  return {};
+}
+
 const std::string& Arguments::at(size_t index) const {
   if (index >= plain_.size())
     throw std::invalid_argument("an argument is missing; see the head of the source");

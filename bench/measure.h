@@ -48,6 +48,8 @@ class Arguments {
  public:
   Arguments(int argc, char** argv);
   bool has(const std::string& option) const;
+  /// What follows "OPTION="; empty when it is not given.
+  std::string valueOf(const std::string& option) const;
   /// True for a run that only shows that the benchmark works.
   bool tiny() const { return has("--tiny"); }
   int rounds(int usual) const { return tiny() ? 1 : usual; }

@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
@@ -16,6 +18,7 @@
 #include "hash/triple_digest.h"
 #include "native_process.h"
 #include "pe/pe_analysis.h"
+#include "scan/batch_scan.h"
 #include "scan/file_rules.h"
 #include "scan/run_ahead.h"
 #include "scan/scan_filter.h"
@@ -51,29 +54,54 @@ class OpenFile {
   const int file_;
 };
 
-/// The steps of a scan of one file, on buffers that are reused.
-class Scanner {
+/// The steps of a scan of a run of files, on buffers that are reused.
+class Scanner final : public BatchFiles {
  public:
-  explicit Scanner(const SignatureTable& signatures) : signatures_(signatures) {}
+  Scanner(const SignatureTable& signatures, ScanSubject::Kernels kernels)
+      : signatures_(signatures), batches_([this] { return arena_.get(); }, {}, {}, kernels) {}
 
-  FileVerdict scan(const std::wstring& path) {
-    const OpenFile file(path);
+  void scan(std::span<const std::wstring> paths, const BatchScan::Deliver& deliver) {
+    paths_ = paths;
+    sizes_.resize(paths.size());
+    batches_.scan(*this, paths.size(), deliver);
+  }
+
+  BatchRead read(size_t index, std::span<uint8_t> room, size_t& bytesRead) override {
+    const OpenFile file(paths_[index]);
+    const uint64_t size = sizes_[index] = file.size();
+    if (size > kBatchFileLimitBytes) return BatchRead::kAlone;
+    if (size + hash::kMessagePaddingBytes > room.size()) return BatchRead::kNextBatch;
+    bytesRead = file.read(room.data(), size);
+    return BatchRead::kRead;
+  }
+  FileVerdict judge(size_t index, ByteView bytes, const hash::FileDigests* digests) override {
+    digest_.reset();
+    const PeAnalysis pe =
+        analyzePeBuffer(bytes, sizes_[index], kNow, digests == nullptr ? &digest_ : nullptr);
+    return verdictOf(index, sizes_[index], digests == nullptr ? digest_.digests() : *digests, pe);
+  }
+  FileVerdict scanAlone(size_t index) override {
+    const OpenFile file(paths_[index]);
     const uint64_t size = file.size();
     PeAnalysis pe;
+    digest_.reset();
     if (size <= kWholeReadLimitBytes) {
       const ByteView bytes(room(buffer_, size), file.read(room(buffer_, size), size));
-      digest_.reset();
       pe = analyzePeBuffer(bytes, size, kNow, &digest_);
     } else {
       pe = readInPieces(file, size);
     }
-    const hash::FileDigests digests = digest_.digests();
+    return verdictOf(index, size, digest_.digests(), pe);
+  }
+
+ private:
+  FileVerdict verdictOf(size_t index, uint64_t size, const hash::FileDigests& digests,
+                        const PeAnalysis& pe) const {
+    const std::wstring& path = paths_[index];
     SignatureMatch match;
     const bool matched = signatures_.lookup(digests, &match);
     return buildVerdict(path, fileName(path), size, /*lastWriteTime=*/0, digests, pe, matched, match);
   }
-
- private:
   static uint8_t* room(std::vector<uint8_t>& buffer, uint64_t bytes) {
     if (buffer.size() < bytes) buffer.resize(bytes);
     return buffer.data();
@@ -83,7 +111,6 @@ class Scanner {
   PeAnalysis readInPieces(const OpenFile& file, uint64_t size) {
     uint8_t* const piece = room(buffer_, kPieceBytes);
     PeAnalysis pe;
-    digest_.reset();
     size_t got = file.read(piece, kPieceBytes);
     if (mayBePe(ByteView(piece, got), size)) {
       const size_t limit = std::min(size, kPeReadLimitBytes);
@@ -98,6 +125,11 @@ class Scanner {
   }
 
   const SignatureTable& signatures_;
+  std::unique_ptr<uint8_t[]> arena_{
+      new uint8_t[kBatchArenaBytes]};  // not cleared: costs nothing until it is used
+  BatchScan batches_;
+  std::span<const std::wstring> paths_;
+  std::vector<uint64_t> sizes_;
   hash::TripleDigest digest_;
   std::vector<uint8_t> buffer_;
   std::vector<uint8_t> image_;
@@ -108,10 +140,11 @@ class Scanner {
 const char* const kScanArea = "scan (native)";
 
 struct ScanSubject::Parts {
+  Kernels kernels;
   SignatureTable signatures;
 };
 
-ScanSubject::ScanSubject(const std::string& signatures) : parts_(std::make_unique<Parts>()) {
+ScanSubject::ScanSubject(const std::string& signatures, Kernels kernels) : parts_(new Parts{kernels, {}}) {
   std::ifstream stream(signatures, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
   parts_->signatures = parseSignatureText(text).table;
@@ -134,13 +167,22 @@ std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
 void ScanSubject::scan(const std::string& folder, size_t workers, const VerdictCallback& onVerdict) const {
   const std::vector<std::wstring> paths = files(folder);
   if (workers == 0) {
-    Scanner scanner(parts_->signatures);
-    for (const std::wstring& path : paths) onVerdict(scanner.scan(path));
+    Scanner scanner(parts_->signatures, parts_->kernels);
+    constexpr PipelineLimits kLimits;
+    for (size_t at = 0; at < paths.size(); at += kLimits.fullItems) {
+      scanner.scan(std::span(paths).subspan(at, std::min(paths.size() - at, kLimits.fullItems)),
+                   [&onVerdict](const FileVerdict& verdict) {
+                     onVerdict(verdict);
+                     return true;
+                   });
+    }
     return;
   }
-  OrderedPipeline<std::wstring, FileVerdict> pipeline(workers, [this] {
-    return [scanner = std::make_shared<Scanner>(parts_->signatures)](const std::wstring& path) {
-      return scanner->scan(path);
+  using Pipeline = OrderedPipeline<std::wstring, FileVerdict>;
+  Pipeline pipeline(workers, [this]() -> Pipeline::Work {
+    return [scanner = std::make_shared<Scanner>(parts_->signatures, parts_->kernels)](
+               std::span<const std::wstring> group, const Pipeline::Finish& finish) {
+      scanner->scan(group, finish);
     };
   });
   const auto next = [&paths, at = size_t{0}](std::wstring& path, uint64_t& weight) mutable {

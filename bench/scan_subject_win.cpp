@@ -36,10 +36,11 @@ std::vector<ScanTarget> target(const std::string& folder) { return {{toWide(fold
 const char* const kScanArea = "scan";
 
 struct ScanSubject::Parts {
+  Kernels kernels;
   std::shared_ptr<SignatureDatabase> database = std::make_shared<SignatureDatabase>();
 };
 
-ScanSubject::ScanSubject(const std::string& signatures) : parts_(std::make_unique<Parts>()) {
+ScanSubject::ScanSubject(const std::string& signatures, Kernels kernels) : parts_(new Parts{kernels}) {
   std::string error;
   if (!parts_->database->loadFile(toWide(signatures), &error)) throw std::runtime_error(error);
 }
@@ -58,7 +59,7 @@ std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
 void ScanSubject::scan(const std::string& folder, size_t workers, const VerdictCallback& onVerdict) const {
   ScanOptions options;
   options.workers = workers;
-  FileScanner scanner(parts_->database, options);
+  FileScanner scanner(parts_->database, options, /*stop=*/{}, FileCalls::windows(), parts_->kernels);
   (void)scanner.scan(target(folder), /*onProgress=*/{}, onVerdict);
 }
 

@@ -71,8 +71,7 @@ void BackgroundLoops::scheduledScan() {
   while (!stop_.requested()) {
     try {
       std::string error;
-      if (window.due(utcNow(), parts_.settings.get().scheduledHour) &&
-          !parts_.scan.start(ScanScope::kQuick, {}, &error)) {
+      if (window.due(utcNow(), parts_.settings.get().scheduledHour) && !parts_.scan.startScheduled(&error)) {
         Log::instance().write(kLogWarning, "scheduled scan skipped: " + error);
       }
     } catch (const std::exception& exception) {

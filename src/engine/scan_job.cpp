@@ -48,13 +48,13 @@ void ScanJob::loadCache() {
 /// Also true once the process is asked to stop, before the engine is: no new scan begins then.
 bool ScanJob::stopping() const { return stop_.stop_requested() || StopSignal::process().requested(); }
 
-bool ScanJob::start(ScanScope scope, const std::vector<std::wstring>& paths, std::string* error) {
+bool ScanJob::start(const Order& order, std::string* error) {
   if (stopping()) return fail(error, "service is stopping");
   if (!settings_.get().protectionEnabled) return fail(error, "protection is disabled");
   if (running_.exchange(true)) return fail(error, "a scan is already running");
   try {
     forgetLastScan();
-    if (startThread(scope, paths)) return true;
+    if (startThread(order)) return true;
   } catch (...) {
     running_.store(false);
     throw;
@@ -73,12 +73,12 @@ void ScanJob::forgetLastScan() {
 }
 
 /// False once the process is asked to stop.
-bool ScanJob::startThread(ScanScope scope, const std::vector<std::wstring>& paths) {
+bool ScanJob::startThread(const Order& order) {
   const MutexLock lock(threadMutex_);
   if (thread_.joinable()) thread_.join();
   // join() takes the same mutex after the stop: either it finds the thread, or this check sees the stop.
   if (stopping()) return false;
-  thread_ = std::thread([this, scope, paths] { run(scope, paths); });
+  thread_ = std::thread([this, order] { run(order); });
   return true;
 }
 
@@ -107,14 +107,14 @@ std::vector<ThreatRecord> ScanJob::results() const {
   return results_;
 }
 
-void ScanJob::run(ScanScope scope, const std::vector<std::wstring>& paths) {
+void ScanJob::run(const Order& order) {
   const Clock::time_point began = Clock::now();
   try {
-    const std::vector<ScanTarget> targets = targetsOf(scope, paths);
+    const std::vector<ScanTarget> targets = targetsOf(order.scope, order.paths);
     if (targets.empty()) {
       endEarly(scan_phase::kIdle, /*cancelled=*/false);
     } else {
-      scanTargets(targets, began);
+      scanTargets(targets, order.inBackground, began);
     }
   } catch (const std::exception& exception) {
     logException(kLogError, kAborted, exception);
@@ -123,7 +123,8 @@ void ScanJob::run(ScanScope scope, const std::vector<std::wstring>& paths) {
   running_.store(false);  // last: the outcome is stored before the scan counts as ended
 }
 
-void ScanJob::scanTargets(const std::vector<ScanTarget>& targets, Clock::time_point began) {
+void ScanJob::scanTargets(const std::vector<ScanTarget>& targets, bool inBackground,
+                          Clock::time_point began) {
   const SignaturesInForce::Pointer database = signatures_.current();
   if (!database) {
     Log::instance().write(kLogError, std::string(kAborted) + "signature database is not loaded");
@@ -132,7 +133,9 @@ void ScanJob::scanTargets(const std::vector<ScanTarget>& targets, Clock::time_po
   }
   ScanSummary summary;
   try {
-    FileScanner scanner(database, scanOptionsFrom(settings_.get()), stop_);
+    ScanOptions options = scanOptionsFrom(settings_.get());
+    options.inBackground = inBackground;
+    FileScanner scanner(database, options, stop_, calls_);
     summary = countAndScan(scanner, targets);
   } catch (const std::exception& exception) {
     logException(kLogError, kAborted, exception);

@@ -14,6 +14,7 @@
 #include "records/scan_progress.h"
 #include "records/scan_scope.h"
 #include "records/threat_record.h"
+#include "scan/file_calls.h"
 #include "scan/scan_cache.h"
 #include "scan/scan_records.h"
 
@@ -30,8 +31,10 @@ class ScanJob {
  public:
   /// `settings` and `signatures` must outlive the job. Once `stop` is requested, a running scan ends in the
   /// middle of a file and no other begins.
-  ScanJob(SettingsInForce& settings, const SignaturesInForce& signatures, StopToken stop)
-      : settings_(settings), signatures_(signatures), stop_(std::move(stop)) {}
+  /// `calls` must outlive it too.
+  ScanJob(SettingsInForce& settings, const SignaturesInForce& signatures, StopToken stop,
+          const FileCalls& calls = FileCalls::windows())
+      : settings_(settings), signatures_(signatures), stop_(std::move(stop)), calls_(calls) {}
   ~ScanJob() { join(); }
   ScanJob(const ScanJob&) = delete;
   ScanJob& operator=(const ScanJob&) = delete;
@@ -42,7 +45,13 @@ class ScanJob {
   /// Refuses with a text while the service stops, while protection is off, and while a scan runs. Throws
   /// std::system_error when no thread can be made; no scan counts as running then.
   bool start(ScanScope scope, const std::vector<std::wstring>& paths, std::string* error)
-      EXCLUDES(threadMutex_, mutex_);
+      EXCLUDES(threadMutex_, mutex_) {
+    return start({scope, paths, /*inBackground=*/false}, error);
+  }
+  /// The scan that nobody has asked for: a quick one, which makes way for every other program.
+  bool startScheduled(std::string* error) EXCLUDES(threadMutex_, mutex_) {
+    return start({ScanScope::kQuick, {}, /*inBackground=*/true}, error);
+  }
   /// Asks the running scan to end after the current file; returns whether that had been asked before. A
   /// request that comes before the scanning phase is lost, and so are all later ones for that scan: clients
   /// rely on it.
@@ -58,12 +67,18 @@ class ScanJob {
 
  private:
   using Clock = std::chrono::steady_clock;
+  struct Order {
+    ScanScope scope;
+    std::vector<std::wstring> paths;
+    bool inBackground;
+  };
 
   bool stopping() const;
+  bool start(const Order& order, std::string* error) EXCLUDES(threadMutex_, mutex_);
   void forgetLastScan() EXCLUDES(mutex_);
-  bool startThread(ScanScope scope, const std::vector<std::wstring>& paths) EXCLUDES(threadMutex_);
-  void run(ScanScope scope, const std::vector<std::wstring>& paths);
-  void scanTargets(const std::vector<ScanTarget>& targets, Clock::time_point began);
+  bool startThread(const Order& order) EXCLUDES(threadMutex_);
+  void run(const Order& order);
+  void scanTargets(const std::vector<ScanTarget>& targets, bool inBackground, Clock::time_point began);
   ScanSummary countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets);
   void finish(const ScanSummary& summary, Clock::time_point began);
   void endEarly(const wchar_t* phase, bool cancelled) EXCLUDES(mutex_);
@@ -75,6 +90,7 @@ class ScanJob {
   SettingsInForce& settings_;
   const SignaturesInForce& signatures_;
   const StopToken stop_;
+  const FileCalls& calls_;
   ScanCache cache_;  // synchronises itself
 
   Mutex threadMutex_;

@@ -6,7 +6,8 @@ const FileCalls& FileCalls::windows() {
   static const FileCalls calls{.findFirstFile = ::FindFirstFileExW,
                                .findNextFile = ::FindNextFileW,
                                .getFileAttributes = ::GetFileAttributesExW,
-                               .createFile = ::CreateFileW};
+                               .createFile = ::CreateFileW,
+                               .setThreadPriority = ::SetThreadPriority};
   return calls;
 }
 

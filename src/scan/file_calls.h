@@ -1,5 +1,5 @@
-// A table of the system calls with which a scan finds and opens files, so that tests can play folders and
-// files that only a real system has. The product always uses the real calls.
+// A table of the system calls with which a scan finds and opens files and makes way for others, so that tests
+// can play what only a real system has. The product always uses the real calls.
 #pragma once
 
 #include "base/win.h"
@@ -15,6 +15,7 @@ struct FileCalls {
   decltype(&::FindNextFileW) findNextFile;
   decltype(&::GetFileAttributesExW) getFileAttributes;
   decltype(&::CreateFileW) createFile;
+  decltype(&::SetThreadPriority) setThreadPriority = ::SetThreadPriority;
 };
 
 }  // namespace korvel

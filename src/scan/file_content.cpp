@@ -12,8 +12,7 @@
 namespace korvel {
 namespace {
 
-// Up to this size a file is read with one call; a larger one in pieces that stay in the processor's cache.
-constexpr uint64_t kWholeReadLimitBytes = 8 * kMiB;
+// The pieces of a file that is not read with one call stay in the processor's cache.
 constexpr size_t kSmallestPieceBytes = 64 * kKiB;
 constexpr size_t kPieceBytes = 256 * kKiB;
 constexpr uint64_t kLargestReadBytes = std::numeric_limits<uint32_t>::max();  // of one call of the system
@@ -94,6 +93,15 @@ FileContent readContent(FileBytes& file, uint64_t size, const ScanContext& conte
                                                   : readInPieces(file, size, context, scratch, content.pe);
   if (!content.complete) digestUpToFailure(file, context, scratch);
   content.digests = scratch.digest().digests();
+  return content;
+}
+
+FileContent contentOfBytes(ByteView bytes, uint64_t size, const hash::FileDigests* digests,
+                           hash::TripleDigest& digest) {
+  FileContent content;
+  digest.reset();
+  content.pe = analyzePeBuffer(bytes, size, unixSecondsNow(), digests == nullptr ? &digest : nullptr);
+  content.digests = digests == nullptr ? digest.digests() : *digests;
   return content;
 }
 

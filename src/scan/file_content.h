@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "base/byte_view.h"
+#include "base/sizes.h"
 #include "hash/file_digests.h"
 #include "pe/pe_info.h"
 #include "scan/scan_context.h"
@@ -21,6 +23,9 @@ class FileBytes {
   virtual void rewind() = 0;
 };
 
+/// Up to this size a file is read with one call.
+inline constexpr uint64_t kWholeReadLimitBytes = 8 * kMiB;
+
 struct FileContent {
   std::optional<hash::FileDigests> digests;
   PeAnalysis pe;
@@ -31,5 +36,10 @@ struct FileContent {
 /// `context.readChunk`: its digests are those of the pieces before the one that fails. The PE analysis is
 /// empty unless all bytes that it looks at could be read.
 FileContent readContent(FileBytes& file, uint64_t size, const ScanContext& context, ScanScratch& scratch);
+
+/// The content of a file of `size` bytes that was read whole. Where its `digests` are known already, only the
+/// PE analysis is left to do; null = they come from the same pass.
+FileContent contentOfBytes(ByteView bytes, uint64_t size, const hash::FileDigests* digests,
+                           hash::TripleDigest& digest);
 
 }  // namespace korvel

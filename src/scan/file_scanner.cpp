@@ -8,10 +8,12 @@
 
 #include "base/sizes.h"
 #include "base/win.h"
+#include "scan/background_mode.h"
 #include "scan/directory_walk.h"
 #include "scan/report_pace.h"
 #include "scan/run_ahead.h"
 #include "scan/scan_filter.h"
+#include "scan/walked_files.h"
 
 namespace korvel {
 namespace {
@@ -97,6 +99,24 @@ class FileScanner::FileSource {
     while (found == Supply::kNothing) found = step(file);
     return found == Supply::kItem;
   }
+  /// As many files as are worth a batch, or fewer when the first of them has waited for some time; none at
+  /// the end.
+  void nextRun(std::vector<WalkedFile>& run) {
+    constexpr PipelineLimits kLimits;
+    run.clear();
+    uint64_t weight = 0;
+    Clock::time_point first;
+    for (WalkedFile file; run.size() < kLimits.fullItems && weight < kLimits.fullWeight;) {
+      const Supply found = step(file);
+      if (found == Supply::kEnd) return;
+      if (found == Supply::kItem) {
+        if (run.empty()) first = Clock::now();
+        weight += file.size;
+        run.push_back(std::move(file));
+      }
+      if (!run.empty() && Clock::now() - first >= kHandOverAfter) return;
+    }
+  }
 
  private:
   const std::vector<ScanTarget>& targets_;
@@ -108,8 +128,10 @@ class FileScanner::FileSource {
 };
 
 FileScanner::FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-                         const StopToken& stop, const FileCalls& calls)
-    : context_{std::move(database), options.maxFileSize, options.readChunk, stop, &calls}, options_(options) {
+                         const StopToken& stop, const FileCalls& calls,
+                         std::span<const hash::LaneKernel> kernels)
+    : context_{std::move(database), options.maxFileSize, options.readChunk, stop, &calls, kernels},
+      options_(options) {
   cancel_.emplace(stop);
 }
 
@@ -130,6 +152,7 @@ StopToken FileScanner::forgetCancel() {
 }
 
 ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) const {
+  const BackgroundMode background(*context_.calls, options_.inBackground);
   ScanProgressInfo result;
   result.phase = scan_phase::kCounting;
   FileSource source(targets, options_, cancelToken(), *context_.calls);
@@ -142,6 +165,7 @@ ScanProgressInfo FileScanner::measure(const std::vector<ScanTarget>& targets) co
 
 ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                               const VerdictCallback& onVerdict) {
+  const BackgroundMode background(*context_.calls, options_.inBackground);
   const Clock::time_point start = Clock::now();
   const StopToken cancelled = forgetCancel();
   Delivery delivery(onProgress, onVerdict);
@@ -150,7 +174,7 @@ ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const Prog
   FileSource source(targets, options_, cancelled, *context_.calls);
   const size_t workers = options_.workers == kWorkersByProcessors ? workersByProcessors() : options_.workers;
   if (workers == 0) {
-    scanInline(source, delivery);
+    scanInline(source, delivery, cancelled);
   } else {
     scanAhead(source, delivery, workers, cancelled);
   }
@@ -163,12 +187,16 @@ ScanSummary FileScanner::scan(const std::vector<ScanTarget>& targets, const Prog
   return summary;
 }
 
-void FileScanner::scanInline(FileSource& source, Delivery& delivery) {
-  for (WalkedFile file; source.next(file);) {
-    const FileVerdict verdict = scanFile(context_, file.path, scratch_, file.attributes);
-    if (context_.abandoned.stop_requested()) return;
+void FileScanner::scanInline(FileSource& source, Delivery& delivery, const StopToken& cancelled) {
+  WalkedFilesScan scan(context_, scratch_, cancelled);
+  const auto deliver = [&](const FileVerdict& verdict) {
     delivery.deliver(verdict);
-  }
+    return !cancelled.stop_requested();
+  };
+  std::vector<WalkedFile> run;
+  do {
+    source.nextRun(run);
+  } while (!run.empty() && scan.scan(run, deliver) == run.size() && !cancelled.stop_requested());
 }
 
 void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t workers,
@@ -180,16 +208,25 @@ void FileScanner::scanAhead(FileSource& source, Delivery& delivery, size_t worke
   ahead.abandoned = discarding.token();
   // Empty for a file that was not yet begun when the cancellation came, or not finished when the stop came.
   using Scanned = std::optional<FileVerdict>;
-  OrderedPipeline<WalkedFile, Scanned> pipeline(workers, [&cancelled, &ahead] {
-    return
-        [&cancelled, &ahead, scratch = std::make_shared<ScanScratch>()](const WalkedFile& file) -> Scanned {
-          if (cancelled.stop_requested()) return std::nullopt;
-          FileVerdict verdict = scanFile(ahead, file.path, *scratch, file.attributes);
-          if (ahead.abandoned.stop_requested()) return std::nullopt;
-          return verdict;
-        };
+  using Pipeline = OrderedPipeline<WalkedFile, Scanned>;
+  struct Worker {
+    Worker(const ScanContext& context, const StopToken& cancelled) : scan(context, scratch, cancelled) {}
+    ScanScratch scratch;
+    WalkedFilesScan scan;
+    bool begun = false;
+  };
+  const bool inBackground = options_.inBackground;
+  Pipeline pipeline(workers, [&ahead, &cancelled, inBackground]() -> Pipeline::Work {
+    return [worker = std::make_shared<Worker>(ahead, cancelled), &ahead, inBackground](
+               std::span<const WalkedFile> files, const Pipeline::Finish& finish) {
+      if (!std::exchange(worker->begun, true) && inBackground) enterBackgroundMode(*ahead.calls);
+      bool wanted = true;
+      size_t scanned =
+          worker->scan.scan(files, [&](FileVerdict verdict) { return wanted = finish(std::move(verdict)); });
+      for (; wanted && scanned < files.size(); ++scanned) wanted = finish(std::nullopt);
+    };
   });
-  if (pipeline.workers() == 0) return scanInline(source, delivery);
+  if (pipeline.workers() == 0) return scanInline(source, delivery, cancelled);
   const RequestAtEnd discardAtEnd{discarding};
 
   const auto next = [&source](WalkedFile& file, uint64_t& weight) {

@@ -1,14 +1,15 @@
 // Walks target directories and counts or scans the files that pass the filter. One scanner serves one job: a
 // measure() followed by a scan(), on the caller's thread. cancel() may come from any thread.
 //
-// With workers, files are read and hashed ahead of their turn; walk, counters, progress and callbacks stay on
-// the caller's thread and in walk order, and a file hashed ahead whose turn comes after a cancellation leaves
-// no trace.
+// Files are read and digested many at a time. With workers that happens ahead of their turn; walk, counters,
+// progress and callbacks stay on the caller's thread and in walk order. After a cancellation the finished
+// verdicts at the front are still delivered; whatever else was done ahead leaves no trace.
 #pragma once
 
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,9 +29,11 @@ class FileScanner {
   using VerdictCallback = std::function<void(const FileVerdict&)>;
 
   /// Once `stop` is requested, a scan ends in the middle of the file being read and delivers nothing of it.
-  /// `calls` must outlive the scanner.
+  /// `calls` and `kernels` must outlive the scanner; the latter change no result, and only measurements
+  /// choose.
   FileScanner(std::shared_ptr<const SignatureDatabase> database, const ScanOptions& options,
-              const StopToken& stop = {}, const FileCalls& calls = FileCalls::windows());
+              const StopToken& stop = {}, const FileCalls& calls = FileCalls::windows(),
+              std::span<const hash::LaneKernel> kernels = hash::laneKernels());
 
   /// Counts the files that scan() would scan. Fills only filesTotal, bytesTotal and phase. A cancellation
   /// that was already requested makes it return early; it is not cleared.
@@ -42,7 +45,7 @@ class FileScanner {
   ScanSummary scan(const std::vector<ScanTarget>& targets, const ProgressCallback& onProgress,
                    const VerdictCallback& onVerdict);
 
-  /// Ends the scan after the current file.
+  /// Ends the scan after the files that are being read.
   void cancel() EXCLUDES(mutex_);
 
   /// Scans one file as scan() does, without the filter. The verdict is worthless once the constructor's
@@ -52,7 +55,7 @@ class FileScanner {
  private:
   class Delivery;
   class FileSource;
-  void scanInline(FileSource& source, Delivery& delivery);
+  void scanInline(FileSource& source, Delivery& delivery, const StopToken& cancelled);
   void scanAhead(FileSource& source, Delivery& delivery, size_t workers, const StopToken& cancelled);
   StopToken cancelToken() const EXCLUDES(mutex_);
   StopToken forgetCancel() EXCLUDES(mutex_);

@@ -1,9 +1,11 @@
 // A few threads work ahead of the consumer, which gets the results in the order in which it put the items in.
 //
 // One thread owns the pipeline: it pushes items while there is room, then pops the oldest result, waiting for
-// it where necessary. Items travel to the workers in small groups, since handing over one small file at a
-// time costs more than the file. An exception of the work is kept and thrown by the pop() of its own item, so
-// failures come in order too. Destruction abandons the items not yet begun and joins the workers.
+// it where necessary. Items travel to the workers in groups, since handing over one small file at a time
+// costs more than the file, and since the work may do much better on many items at once. A group grows while
+// every worker has something to do; for an idle worker a smaller one is enough. An exception of the work is
+// kept and thrown by the pop() of its own item, so failures come in order too. Destruction abandons the items
+// not yet begun and joins the workers.
 //
 // Pure: standard threads only. Not thread-safe: only the owning thread may call it.
 #pragma once
@@ -15,6 +17,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -25,16 +29,31 @@
 namespace korvel {
 
 struct PipelineLimits {
-  size_t windowItems = 128;           ///< items inside at any time
-  uint64_t windowWeight = 64 * kMiB;  ///< bytes inside at any time; a heavier item is let in alone
-  size_t groupItems = 16;             ///< items per hand-over
-  uint64_t groupWeight = 1 * kMiB;    ///< bytes per hand-over
+  size_t windowItems = 256;           ///< items inside at any time
+  uint64_t windowWeight = 96 * kMiB;  ///< bytes inside at any time; a heavier item is let in alone
+  size_t groupItems = 16;             ///< this many items are handed to an idle worker
+  uint64_t groupWeight = 1 * kMiB;    ///< and so are this many bytes
+  size_t fullItems = 64;              ///< a group of this many items is handed over at any rate
+  uint64_t fullWeight = 12 * kMiB;    ///< and so is one of this many bytes; such an item travels alone
 };
 
 template <typename Item, typename Result>
 class OrderedPipeline {
  public:
-  using Work = std::function<Result(const Item&)>;
+  /// Takes the result of the first item of a group that has none yet; false once no more are wanted.
+  using Finish = std::function<bool(Result)>;
+  /// Works on one group and finishes each item in turn. An item may be gone once it is finished. Where it
+  /// throws, the first unfinished item has failed, and it is called again for those behind.
+  using Work = std::function<void(std::span<const Item>, const Finish&)>;
+
+  /// Work that does not care for groups.
+  static Work oneByOne(std::function<Result(const Item&)> work) {
+    return [work = std::move(work)](std::span<const Item> items, const Finish& finish) {
+      for (const Item& item : items) {
+        if (!finish(work(item))) return;
+      }
+    };
+  }
 
   /// Starts up to `workers` threads. Each gets a function of its own from `makeWork`, called on this thread,
   /// so that work may keep buffers without a lock. A worker that cannot be made is left out.
@@ -66,13 +85,23 @@ class OrderedPipeline {
   }
 
   void push(Item item, uint64_t weight) {
-    if (weight >= limits_.groupWeight) handOver();  // no light item waits for a heavy one behind it
+    if (weight >= limits_.fullWeight) handOver();  // no light item waits for a heavy one behind it
     if (!filling_) filling_ = std::make_shared<Group>();
-    filling_->slots.push_back({std::move(item), weight, std::nullopt, nullptr});
+    filling_->items.push_back(std::move(item));
+    filling_->slots.push_back({weight, std::nullopt, nullptr});
     filling_->weight += weight;
     weight_ += weight;
     ++items_;
-    if (filling_->slots.size() >= limits_.groupItems || filling_->weight >= limits_.groupWeight) handOver();
+    const size_t items = filling_->items.size();
+    const bool full = items >= limits_.fullItems || filling_->weight >= limits_.fullWeight;
+    const bool enough = items >= limits_.groupItems || filling_->weight >= limits_.groupWeight;
+    if (full || (enough && workerIdle())) handOver();
+  }
+
+  /// True when a worker waits for a group that nobody has handed over.
+  bool workerIdle() const EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
+    return idle_ > waiting_.size();
   }
 
   /// Lets the workers begin with the items pushed last, even though their group is not full.
@@ -100,22 +129,24 @@ class OrderedPipeline {
     const std::shared_ptr<Group> group = groups_.front();
     awaitNext(*group);
     Slot slot = std::move(group->slots[group->taken]);
+    Item item = std::move(group->items[group->taken]);
     if (++group->taken == group->slots.size()) groups_.pop_front();
     weight_ -= slot.weight;
     --items_;
     if (slot.error) std::rethrow_exception(slot.error);
-    return {std::move(slot.item), std::move(*slot.result)};
+    return {std::move(item), std::move(*slot.result)};
   }
 
  private:
   struct Slot {
-    Item item;
     uint64_t weight;
     std::optional<Result> result;
     std::exception_ptr error;
   };
   struct Group {
-    std::vector<Slot> slots;  // touched by one side at a time: owner, one worker, owner
+    // Each element is touched by one side at a time: owner, one worker, and the owner once it is finished.
+    std::vector<Item> items;
+    std::vector<Slot> slots;
     uint64_t weight = 0;
     size_t taken = 0;     // by the owner
     size_t finished = 0;  // slots, from the first on; guarded by mutex_
@@ -125,6 +156,8 @@ class OrderedPipeline {
     try {
       Work work = makeWork();
       threads_.emplace_back([this, own = std::move(work)] { workerLoop(own); });
+      const MutexLock lock(mutex_);
+      ++idle_;
       return true;
     } catch (const std::exception&) {
       return false;
@@ -145,18 +178,37 @@ class OrderedPipeline {
         const MutexLock lock(mutex_);
         while (!ending_ && waiting_.empty()) wakeWorkers_.wait(mutex_);
         if (ending_) return;
+        --idle_;
         group = std::move(waiting_.front());
         waiting_.pop_front();
       }
-      for (Slot& slot : group->slots) {
-        try {
-          slot.result.emplace(work(slot.item));
-        } catch (...) {
-          slot.error = std::current_exception();
-        }
-        if (!countFinished(*group)) return;
+      if (!workOn(*group, work)) return;
+      const MutexLock lock(mutex_);
+      ++idle_;
+    }
+  }
+
+  /// False at the end.
+  bool workOn(Group& group, const Work& work) {
+    const std::span<const Item> items(group.items);
+    size_t finished = 0;
+    bool wanted = true;
+    const Finish finish = [&](Result result) {
+      group.slots[finished++].result.emplace(std::move(result));
+      wanted = countFinished(group);
+      return wanted;
+    };
+    while (wanted && finished < items.size()) {
+      try {
+        work(items.subspan(finished), finish);
+        if (wanted && finished < items.size()) throw std::logic_error("an item was left unfinished");
+      } catch (...) {
+        if (finished == items.size()) break;
+        group.slots[finished++].error = std::current_exception();
+        wanted = countFinished(group);
       }
     }
+    return wanted;
   }
 
   /// Every slot by itself: a result must not wait for a slow neighbour in its group. False at the end.
@@ -180,6 +232,7 @@ class OrderedPipeline {
   ConditionVariable wakeWorkers_;
   ConditionVariable slotFinished_;
   std::deque<std::shared_ptr<Group>> waiting_ GUARDED_BY(mutex_);
+  size_t idle_ GUARDED_BY(mutex_) = 0;                 // workers without a group, still starting or waiting
   const Group* awaited_ GUARDED_BY(mutex_) = nullptr;  // the group that the owner waits for
   bool ending_ GUARDED_BY(mutex_) = false;
 };

@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "base/stop.h"
+#include "hash/lane_kernels.h"
 #include "hash/triple_digest.h"
 #include "scan/file_calls.h"
 
@@ -23,17 +25,22 @@ struct ScanContext {
   /// Once it is requested, large files are no longer read to their end, and verdicts are worthless.
   StopToken abandoned;
   const FileCalls* calls = &FileCalls::windows();  ///< never null; outlives every scan
+  /// Best first; they digest what is read in batches. Changes no result.
+  std::span<const hash::LaneKernel> kernels = hash::laneKernels();
 };
 
-/// The memory that scanning reuses from file to file: one page-aligned read buffer, and the kept bytes of a
-/// large image. Grows to what the files need, at most 72 MiB. Serves one thread at a time.
+/// The memory that scanning reuses from file to file: one page-aligned read buffer, and room for the kept
+/// bytes of a large image or for many small files. Grows to what the files need, at most 72 MiB. Serves one
+/// thread at a time.
 class ScanScratch {
  public:
   /// At least `bytes` of room, page-aligned, content unspecified. Valid until the next call.
   uint8_t* readBuffer(size_t bytes);
-  /// Room for the first bytes of a large image. Valid until the next call.
+  /// Room for the first bytes of a large image, or for a batch of files. Valid until the next call.
   uint8_t* imageBuffer(size_t bytes);
   hash::TripleDigest& digest() { return digest_; }
+  /// How much memory the buffers take at present.
+  size_t bytes() const { return read_.size + image_.size; }
 
  private:
   struct PagesDeleter {

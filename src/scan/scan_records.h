@@ -67,6 +67,8 @@ struct ScanOptions {
   uint64_t readChunk = 1 * kMiB;       ///< bytes
   /// Threads that read and hash files ahead of their turn; 0 scans on the calling thread. Changes no result.
   size_t workers = kWorkersByProcessors;
+  /// Give way to every other program: the threads run in background mode. Changes no result.
+  bool inBackground = false;
 };
 
 }  // namespace korvel

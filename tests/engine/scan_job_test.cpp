@@ -1,10 +1,18 @@
 // Scans that end in an unusual way.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
+
 #include "base/utf.h"
+#include "base/win.h"
 #include "config/settings_file.h"
 #include "engine/engine_fixture.h"
 #include "engine/hostile_image.h"
+#include "engine/scan_job.h"
+#include "engine/settings_in_force.h"
+#include "engine/signatures_in_force.h"
+#include "signatures/signature_database.h"
 #include "support/allocation_meter.h"
 
 namespace korvel::svc {
@@ -64,6 +72,40 @@ TEST_F(ScanJobTest, ACancelWhileFilesAreCountedShortensNeitherTheCountNorTheScan
     }
   }
   EXPECT_TRUE(counting) << "no cancel came during the counting";
+}
+
+std::atomic<int> begunInBackground{0};
+
+BOOL WINAPI noteBackground(HANDLE, int priority) {
+  if (priority == THREAD_MODE_BACKGROUND_BEGIN) ++begunInBackground;
+  return TRUE;
+}
+
+TEST_F(ScanJobTest, OnlyTheScheduledScanMakesWayForOtherPrograms) {
+  startWorker();  // makes the data directory
+  FileCalls calls = FileCalls::windows();
+  calls.setThreadPriority = noteBackground;
+  SettingsInForce settings([](const SettingsFields&) {});
+  SignaturesInForce signatures;
+  std::string error;
+  auto database = std::make_shared<SignatureDatabase>();
+  ASSERT_TRUE(database->loadFile(seed_, &error)) << error;
+  signatures.replace(database);
+  folder_.write(L"a\\clean.exe", "x");
+
+  begunInBackground = 0;
+  {
+    ScanJob job(settings, signatures, {}, calls);
+    ASSERT_TRUE(job.start(ScanScope::kCustom, {folder_.path()}, &error)) << error;
+    job.join();
+    EXPECT_EQ(begunInBackground, 0);
+  }
+  StopSource stop;
+  ScanJob job(settings, signatures, stop.get_token(), calls);
+  ASSERT_TRUE(job.startScheduled(&error)) << error;
+  EXPECT_TRUE(test::eventually([] { return begunInBackground > 0; }));
+  stop.request_stop();
+  job.join();
 }
 
 }  // namespace

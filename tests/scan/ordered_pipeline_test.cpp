@@ -4,7 +4,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <span>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 #include "support/eventually.h"
 
@@ -15,11 +18,11 @@ using Pipeline = OrderedPipeline<int, int>;
 
 /// Work that takes a different, small time for each item, so that workers overtake each other.
 Pipeline::Work unevenSquare() {
-  return [](const int& item) {
+  return Pipeline::oneByOne([](const int& item) {
     volatile int sink = 0;
     for (int i = 0; i < (item * 7919) % 5000; ++i) sink = sink + i;
     return item * item;
-  };
+  });
 }
 
 std::vector<int> runAll(size_t workers, int count, const PipelineLimits& limits) {
@@ -73,15 +76,15 @@ TEST(OrderedPipeline, ALightItemDoesNotWaitForAHeavyOneBehindIt) {
   std::atomic<bool> lightTaken{false};
   Pipeline pipeline(2,
                     [&] {
-                      return [&](const int& item) {
+                      return Pipeline::oneByOne([&](const int& item) {
                         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
                         while (item == kHeavy && !lightTaken && std::chrono::steady_clock::now() < limit) {
                           std::this_thread::yield();
                         }
                         return item == kHeavy && lightTaken ? 1 : 0;
-                      };
+                      });
                     },
-                    {128, 10'000, 16, kHeavy});
+                    {128, 10'000, 16, kHeavy, 16, kHeavy});
   pipeline.push(1, 1);
   pipeline.push(kHeavy, kHeavy);
   EXPECT_EQ(pipeline.pop().first, 1);
@@ -91,10 +94,10 @@ TEST(OrderedPipeline, ALightItemDoesNotWaitForAHeavyOneBehindIt) {
 
 TEST(OrderedPipeline, AnExceptionComesOutAtItsOwnPlace) {
   Pipeline pipeline(2, [] {
-    return [](const int& item) -> int {
+    return Pipeline::oneByOne([](const int& item) -> int {
       if (item == 2) throw std::runtime_error("two");
       return item;
-    };
+    });
   });
   for (int i = 1; i <= 3; ++i) pipeline.push(i, 1);
   EXPECT_EQ(pipeline.pop().first, 1);
@@ -106,7 +109,7 @@ TEST(OrderedPipeline, EachWorkerGetsAWorkFunctionOfItsOwn) {
   std::atomic<int> made{0};
   Pipeline pipeline(3, [&made] {
     ++made;
-    return [](const int& item) { return item; };
+    return Pipeline::oneByOne([](const int& item) { return item; });
   });
   EXPECT_EQ(made, 3);
 }
@@ -117,11 +120,11 @@ TEST(OrderedPipeline, DestructionAbandonsWhatHasNotBegun) {
   {
     Pipeline pipeline(1,
                       [&] {
-                        return [&](const int& item) {
+                        return Pipeline::oneByOne([&](const int& item) {
                           ++begun;
                           while (!release) std::this_thread::yield();
                           return item;
-                        };
+                        });
                       },
                       {100, 1000, 4, 1000});
     for (int i = 0; i < 40; ++i) pipeline.push(i, 1);
@@ -132,6 +135,70 @@ TEST(OrderedPipeline, DestructionAbandonsWhatHasNotBegun) {
     }).detach();
   }
   EXPECT_LT(begun, 40);
+}
+
+/// The sizes of the groups that reach a worker, from the first one that finds it busy.
+TEST(OrderedPipeline, AGroupGrowsWhileEveryWorkerIsBusyAndIsSmallForAnIdleOne) {
+  std::atomic<bool> release{false};
+  std::vector<size_t> sizes;
+  Pipeline pipeline(1,
+                    [&] {
+                      return [&](std::span<const int> items, const Pipeline::Finish& finish) {
+                        sizes.push_back(items.size());
+                        EXPECT_TRUE(test::eventually([&] { return release.load(); }));
+                        for (const int item : items) {
+                          if (!finish(item)) return;
+                        }
+                      };
+                    },
+                    {128, 1000, 4, 1000, 10, 1000});
+  EXPECT_TRUE(test::eventually([&] { return pipeline.workerIdle(); }));
+  int next = 0;
+  while (next < 4) pipeline.push(next++, 1);
+  EXPECT_TRUE(test::eventually([&] { return !pipeline.workerIdle(); }));
+  while (next < 30) pipeline.push(next++, 1);
+  release = true;
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(pipeline.pop().second, i);
+  EXPECT_EQ(sizes, (std::vector<size_t>{4, 10, 10, 6}));
+}
+
+TEST(OrderedPipeline, WorkThatThrowsInTheMidstOfAGroupIsCalledAgainForTheItemsBehind) {
+  std::vector<std::vector<int>> groups;
+  Pipeline pipeline(1,
+                    [&groups] {
+                      return [&groups](std::span<const int> items, const Pipeline::Finish& finish) {
+                        groups.emplace_back(items.begin(), items.end());
+                        for (const int item : items) {
+                          if (item % 3 == 2) throw std::runtime_error("third");
+                          finish(item);
+                        }
+                      };
+                    },
+                    {128, 1000, 8, 1000, 8, 1000});
+  for (int i = 0; i < 8; ++i) pipeline.push(i, 1);
+  for (int i = 0; i < 8; ++i) {
+    if (i % 3 == 2) {
+      EXPECT_THROW(pipeline.pop(), std::runtime_error) << i;
+    } else {
+      EXPECT_EQ(pipeline.pop().second, i);
+    }
+  }
+  EXPECT_EQ(groups, (std::vector<std::vector<int>>{{0, 1, 2, 3, 4, 5, 6, 7}, {3, 4, 5, 6, 7}, {6, 7}}));
+}
+
+TEST(OrderedPipeline, AnItemThatTheWorkLeavesUnfinishedHasFailed) {
+  Pipeline pipeline(1, [] {
+    return [](std::span<const int> items, const Pipeline::Finish& finish) {
+      if (items.front() != 1) finish(items.front());
+    };
+  });
+  for (int i = 0; i < 3; ++i) pipeline.push(i, 1);
+  EXPECT_THROW(
+      {
+        pipeline.pop();
+        pipeline.pop();
+      },
+      std::logic_error);
 }
 
 }  // namespace

@@ -75,10 +75,11 @@ class PipelineScan : public testing::Test {
   /// Work that fails at one file; SIZE_MAX for none.
   std::function<Pipeline::Work()> scanning(size_t failing = SIZE_MAX) const {
     return [this, failing] {
-      return [this, failing, digest = std::make_shared<hash::TripleDigest>()](const size_t& index) {
-        if (index == failing) throw std::runtime_error("cannot scan");
-        return scan(index, *digest);
-      };
+      return Pipeline::oneByOne(
+          [this, failing, digest = std::make_shared<hash::TripleDigest>()](const size_t& index) {
+            if (index == failing) throw std::runtime_error("cannot scan");
+            return scan(index, *digest);
+          });
     };
   }
 

@@ -17,7 +17,7 @@ namespace {
 using Pipeline = OrderedPipeline<int, int>;
 
 Pipeline::Work identity() {
-  return [](const int& item) { return item; };
+  return Pipeline::oneByOne([](const int& item) { return item; });
 }
 
 /// Items first, then steps without an item until `enough()` is true, then the end.
@@ -64,12 +64,12 @@ TEST(RunAhead, EveryResultFallsWhileTheSourceStillSearches) {
 TEST(RunAhead, AResultDoesNotWaitForASlowNeighbourInItsGroup) {
   std::atomic<bool> release{false};
   Pipeline pipeline(1, [&release] {
-    return [&release](const int& item) {
+    return Pipeline::oneByOne([&release](const int& item) {
       if (item == 1) {
         EXPECT_TRUE(test::eventually([&release] { return release.load(); }));
       }
       return item;
-    };
+    });
   });
   std::vector<int> delivered;
   runAhead(pipeline, itemsThenSearch(16, [] { return true; }), [&](int result) {
@@ -100,7 +100,7 @@ TEST(RunAhead, AfterACancelWhatIsFinishedInFrontOfTheFirstUnfinishedItemIsDelive
   {
     Pipeline pipeline(2,
                       [&] {
-                        return [&](const int& item) {
+                        return Pipeline::oneByOne([&](const int& item) {
                           if (item == 0) {
                             EXPECT_TRUE(test::eventually([&] { return allPushed.load(); }));
                           }
@@ -109,9 +109,9 @@ TEST(RunAhead, AfterACancelWhatIsFinishedInFrontOfTheFirstUnfinishedItemIsDelive
                           }
                           ++finished;
                           return item;
-                        };
+                        });
                       },
-                      {128, 1000, 1, 1000});
+                      {128, 1000, 1, 1000, 1, 1000});
     runAhead(
         pipeline,
         itemsThenSearch(6,
@@ -131,6 +131,60 @@ TEST(RunAhead, AfterACancelWhatIsFinishedInFrontOfTheFirstUnfinishedItemIsDelive
     giveUp = true;
   }
   EXPECT_EQ(delivered, firstNumbers(3));
+}
+
+// The rest of its group is finished by the time that the awaited one is delivered.
+TEST(RunAhead, ACancelWhileTheFirstOfAGroupIsAwaitedLosesNothingThatIsFinishedBehindIt) {
+  StopSource cancel;
+  std::atomic<int> finished{0};
+  Pipeline pipeline(1, [&] {
+    return [&](std::span<const int> items, const Pipeline::Finish& finish) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the owner waits by now
+      cancel.request_stop();
+      for (const int item : items) {
+        finish(item);
+        ++finished;
+      }
+    };
+  });
+  std::vector<int> delivered;
+  runAhead(
+      pipeline, itemsThenSearch(9, [] { return true; }),
+      [&](int result) {
+        EXPECT_TRUE(test::eventually([&] { return finished == 9; }));
+        delivered.push_back(result);
+        return true;
+      },
+      cancel.get_token());
+  EXPECT_EQ(delivered, firstNumbers(9));
+}
+
+TEST(RunAhead, AnIdleWorkerGetsAGroupThatASlowSourceIsStillFilling) {
+  std::atomic<bool> worked{false};
+  Pipeline pipeline(1, [&worked] {
+    return Pipeline::oneByOne([&worked](const int& item) {
+      worked = true;
+      return item;
+    });
+  });
+  // Items come all the time, each too soon after the last one for a pause, and too few for a group.
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(test::kPatienceMs);
+  int brought = 0;
+  const auto source = [&](int& item, uint64_t& weight) {
+    if (worked || brought == 15 || std::chrono::steady_clock::now() > limit) return Supply::kEnd;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    item = brought++;
+    weight = 1;
+    return Supply::kItem;
+  };
+  int delivered = 0;
+  runAhead(pipeline, source, [&delivered](int) {
+    ++delivered;
+    return true;
+  });
+  EXPECT_TRUE(worked);
+  EXPECT_LT(brought, 15) << "the worker began only with the end of the source";
+  EXPECT_EQ(delivered, brought);
 }
 
 TEST(OrderedPipeline, AWorkerThatCannotBeMadeIsLeftOut) {
