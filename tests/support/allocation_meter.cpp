@@ -17,19 +17,20 @@ thread_local bool exemptFromLimit = false;
 
 constexpr size_t kNoFault = 0;
 std::atomic<size_t> failingCall{kNoFault};  // counted from 1
-std::atomic<size_t> calls{0};
+std::atomic<size_t> callCount{0};
 std::atomic<bool> failForEver{false};
-std::atomic<bool> failOnAllThreads{false};
+std::atomic<bool> failHere{false};
+std::atomic<bool> failElsewhere{false};
 std::atomic<bool> hasFailed{false};
-thread_local bool failsHere = false;
+thread_local bool faultsMaker = false;
 
 std::atomic<size_t> blocks{0};
 
 bool mustFail(size_t bytes) {
   if (bytes > blockLimit && !exemptFromLimit) return true;
   const size_t failing = failingCall;
-  if (failing == kNoFault || (!failsHere && !failOnAllThreads)) return false;
-  const size_t call = ++calls;
+  if (failing == kNoFault || !(faultsMaker ? failHere : failElsewhere)) return false;
+  const size_t call = ++callCount;
   if (call != failing && (call < failing || !failForEver)) return false;
   hasFailed = true;
   return true;
@@ -93,18 +94,20 @@ AllocationLimit::~AllocationLimit() {
 }
 
 AllocationFault::AllocationFault(size_t nth, Times times, Threads threads) {
-  failsHere = true;
-  failOnAllThreads = threads == Threads::kAll;
+  faultsMaker = true;
+  failHere = threads != Threads::kOthers;
+  failElsewhere = threads != Threads::kThis;
   failForEver = times == Times::kForEver;
   hasFailed = false;
-  calls = 0;
+  callCount = 0;
   failingCall = nth;
 }
 AllocationFault::~AllocationFault() {
   failingCall = kNoFault;
-  failsHere = false;
+  faultsMaker = false;
 }
 bool AllocationFault::reached() const { return hasFailed; }
+size_t AllocationFault::calls() const { return callCount; }
 
 size_t blocksInUse() { return blocks; }
 

@@ -36,13 +36,14 @@ class AllocationLimit {
 class AllocationFault {
  public:
   enum class Times { kOnce, kForEver };
-  enum class Threads { kThis, kAll };
+  enum class Threads { kThis, kOthers, kAll };  ///< kOthers: not the one that makes the fault
   AllocationFault(size_t nth, Times times, Threads threads = Threads::kThis);
   ~AllocationFault();
   AllocationFault(const AllocationFault&) = delete;
   AllocationFault& operator=(const AllocationFault&) = delete;
 
   bool reached() const;  ///< whether an allocation has failed
+  size_t calls() const;  ///< allocations so far, on the threads given
 };
 
 /// Blocks of operator new that are in use now, on all threads.
