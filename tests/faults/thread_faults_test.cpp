@@ -81,7 +81,8 @@ TEST_F(ThreadFaults, AJobWhoseThreadCannotBeMadeIsRefusedAndTheNextOneRuns) {
   EXPECT_TRUE(idle(worker));
   EXPECT_TRUE(worker.startUpdateCheck(&error)) << error;
   EXPECT_TRUE(test::eventually([&] { return idle(worker); }));
-  EXPECT_EQ(worker.getStatus().updateCheckError, "не задан сервер обновлений (строка UpdateServer в settings.ini)");
+  EXPECT_EQ(worker.getStatus().updateCheckError,
+            "не задан сервер обновлений (строка UpdateServer в settings.ini)");
 }
 
 TEST_F(ThreadFaults, AnEngineOfWhichOnlySomeThreadsCouldBeMadeEndsInOrder) {
