@@ -96,7 +96,10 @@ void noCheck(bool) {}
 TEST_F(MemoryFaults, ScanningAFileThrowsAndLeavesNothingBehind) {
   auto database = std::make_shared<SignatureDatabase>();
   ASSERT_TRUE(database->loadFile(seed_, nullptr));
+  std::vector<std::string> names;
+  for (int i = 0; i < 1'000; ++i) names.push_back("AFunctionWithALongName" + std::to_string(i));
   test::PeBuilder image;
+  image.import("KERNEL32.dll", names);
   const std::wstring files[] = {
       folder_.write(L"empty.exe", ""),
       folder_.write(L"text.txt", "abc"),
@@ -143,9 +146,11 @@ TEST_F(MemoryFaults, AScanThrowsOrIsWhole) {
 
 TEST_F(MemoryFaults, LoadersThrowAndKeepWhatTheyHad) {
   std::string text = "KORVELDB/1\nVERSION v\n";
-  for (char digit = 'a'; digit <= 'f'; ++digit)
-    text += std::string(64, digit) + ":Name." + digit + ":Family:high:ref:tag:x\n" + std::string(32, digit) +
-            "\n";
+  for (int i = 0; i < 300; ++i) {
+    const std::string number = std::to_string(1'000 + i);
+    text += std::string(60, 'b') + number + ":tag:A family of its own " + number +
+            ":high:A threat of its own " + number + ":ref\n" + std::string(28, 'c') + number + "\n";
+  }
   const std::wstring signatures = folder_.write(L"big.txt", text);
   starve(
       nothing,
@@ -176,7 +181,7 @@ TEST_F(MemoryFaults, LoadersThrowAndKeepWhatTheyHad) {
 
   const std::wstring cachePath = folder_.at(L"cache");
   ScanCache cache;
-  for (int i = 0; i < 20; ++i) cache.record(L"C:\\a file with a long name " + std::to_wstring(i), {1, 2, 3});
+  for (int i = 0; i < 300; ++i) cache.record(L"C:\\a file with a long name " + std::to_wstring(i), {1, 2, 3});
   ASSERT_TRUE(cache.save(cachePath));
   starve(
       nothing, [&] { (void)ScanCache().load(cachePath); }, noCheck);
@@ -185,7 +190,7 @@ TEST_F(MemoryFaults, LoadersThrowAndKeepWhatTheyHad) {
       [&] {
         cache.record(L"C:\\a file with a long name 7", {1, 2, 3});
       },
-      [&](bool) { EXPECT_EQ(cache.size(), 20u); });
+      [&](bool) { EXPECT_EQ(cache.size(), 300u); });
 }
 
 TEST_F(MemoryFaults, WritersLeaveTheOldOrTheNewFileAndNoTemporary) {
@@ -340,7 +345,7 @@ class StarvedService : public MemoryFaults {
     {
       const AllocationFault none(kNoCall, Times::kOnce, Threads::kOthers);
       (void)ask(opcode, payload);
-      test::eventually([&] { return idle(); });
+      EXPECT_TRUE(test::eventually([&] { return idle(); }));
       calls = none.calls();
     }
     for (const Times times : kTimes) {
