@@ -337,6 +337,12 @@ class StarvedService : public MemoryFaults {
     return !status.scanRunning && !status.updateCheckRunning && !status.liveUpdateRunning;
   }
 
+  static DWORD handlesInUse() {
+    DWORD count = 0;
+    EXPECT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &count));
+    return count;
+  }
+
   /// Makes each allocation that the service makes for a request fail in turn, in whatever thread.
   void starveRequest(uint32_t opcode, const std::string& payload, size_t few) {
     (void)ask(opcode, payload);
@@ -348,6 +354,9 @@ class StarvedService : public MemoryFaults {
       EXPECT_TRUE(test::eventually([&] { return idle(); }));
       calls = none.calls();
     }
+    ASSERT_TRUE(pings());
+    const DWORD handles = handlesInUse();
+    const size_t blocks = test::blocksInUse();
     for (const Times times : kTimes) {
       for (const size_t call : test::callsToFail(calls, few)) {
         SCOPED_TRACE("request " + std::to_string(opcode) + ", allocation " + std::to_string(call));
@@ -360,6 +369,9 @@ class StarvedService : public MemoryFaults {
         ASSERT_TRUE(pings());
       }
     }
+    // A few come and go with the texts and results that the engine keeps; one more each time would show.
+    EXPECT_LE(handlesInUse(), handles + 4) << "request " << opcode;
+    EXPECT_LE(test::blocksInUse(), blocks + 8) << "request " << opcode;
   }
 
   test::FreshStopSignal stop_;
