@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "base/files.h"
 #include "config/data_paths.h"
@@ -43,7 +44,7 @@ constexpr Times kTimes[] = {Times::kOnce, Times::kForEver};
 class MemoryFaults : public test::EngineTest {
  protected:
   static void TearDownTestSuite() {
-    std::printf("allocation faults %zu findings %d\n", faults_,
+    std::printf("allocation faults %zu findings %d\n", std::exchange(faults_, 0),
                 testing::UnitTest::GetInstance()->current_test_suite()->failed_test_count());
   }
 
