@@ -20,9 +20,12 @@ std::vector<ThreatEvent> Detections::take() {
 
 void Detections::putBack(std::vector<ThreatEvent> events, size_t first) {
   if (first >= events.size()) return;
-  const auto begin = events.begin() + static_cast<ptrdiff_t>(first);
+  events.erase(events.begin(), events.begin() + static_cast<ptrdiff_t>(first));
   const MutexLock lock(mutex_);
-  events_.insert(events_.begin(), std::make_move_iterator(begin), std::make_move_iterator(events.end()));
+  // What came meanwhile goes behind them. Where nothing came this needs no memory, which may be short here.
+  events.insert(events.end(), std::make_move_iterator(events_.begin()),
+                std::make_move_iterator(events_.end()));
+  events_.swap(events);
 }
 
 }  // namespace korvel::svc

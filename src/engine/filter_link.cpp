@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -58,17 +59,24 @@ void FilterLink::loop() {
                            static_cast<DWORD>(buffer.size()), /*overlapped=*/nullptr) != S_OK) {
       break;
     }
-    const std::optional<FilterMessage> message = decodeFilterMessage(ByteView(buffer.data(), buffer.size()));
-    if (!message) continue;
-    if (message->keepAlive) {
-      answer(message->messageId, /*block=*/false);
-      continue;
-    }
-    const bool allow = !callback_ || callback_(message->path);
-    handled_.fetch_add(1);  // first: a query is counted before its answer is visible
-    answer(message->messageId, !allow);
+    serve(ByteView(buffer.data(), buffer.size()));
   }
   connected_.store(false);
+}
+
+/// Answers one message, unless it is malformed.
+void FilterLink::serve(ByteView buffer) {
+  bool allow = true;
+  try {
+    const std::optional<FilterMessage> message = decodeFilterMessage(buffer);
+    if (!message) return;
+    if (message->keepAlive) return answer(message->messageId, /*block=*/false);
+    if (callback_) allow = callback_(message->path);
+  } catch (const std::bad_alloc&) {
+    // No memory for the path. As with any other failure the user is not locked out.
+  }
+  handled_.fetch_add(1);  // first: a query is counted before its answer is visible
+  answer(filterMessageId(buffer), !allow);
 }
 
 void FilterLink::answer(uint64_t messageId, bool block) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "base/byte_view.h"
 #include "base/stop.h"
 #include "base/unique_resource.h"
 
@@ -44,6 +45,7 @@ class FilterLink {
   };
 
   void loop();
+  void serve(ByteView buffer);
   void answer(uint64_t messageId, bool block);
 
   UniqueResource<PortTraits> port_;  // constant while the thread runs

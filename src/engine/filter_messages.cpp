@@ -48,7 +48,7 @@ std::optional<FilterMessage> decodeFilterMessage(ByteView buffer) {
   if (!valid) return std::nullopt;
 
   FilterMessage message;
-  message.messageId = *buffer.u64(kMessageId);
+  message.messageId = filterMessageId(buffer);
   switch (*buffer.u32(kBodyType)) {
     case kTypeKeepAlive:
       message.keepAlive = true;
@@ -62,6 +62,8 @@ std::optional<FilterMessage> decodeFilterMessage(ByteView buffer) {
       return std::nullopt;
   }
 }
+
+uint64_t filterMessageId(ByteView buffer) { return buffer.u64(kMessageId).value_or(0); }
 
 std::array<uint8_t, kFilterAnswerBytes> encodeFilterAnswer(uint64_t messageId, bool block) {
   std::array<uint8_t, kFilterAnswerBytes> answer{};

@@ -39,8 +39,11 @@ struct FilterMessage {
 };
 
 /// Nothing for a message that gets no answer: malformed, of another type, or too short for a query.
-/// `buffer` holds kFilterMessageBytes.
+/// `buffer` holds kFilterMessageBytes. Throws only for a query, when there is no memory for its path.
 std::optional<FilterMessage> decodeFilterMessage(ByteView buffer);
+
+/// The id of a message of which only that is wanted; 0 where the buffer is too short for one.
+uint64_t filterMessageId(ByteView buffer);
 
 std::array<uint8_t, kFilterAnswerBytes> encodeFilterAnswer(uint64_t messageId, bool block);
 

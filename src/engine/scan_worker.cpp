@@ -1,7 +1,9 @@
 #include "engine/scan_worker.h"
 
 #include <cstddef>
+#include <exception>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "base/utf.h"
@@ -9,6 +11,7 @@
 #include "config/data_paths.h"
 #include "config/settings.h"
 #include "config/settings_file.h"
+#include "engine/log_exception.h"
 #include "engine/signature_loader.h"
 #include "runtime/log.h"
 #include "runtime/stop_signal.h"
@@ -17,8 +20,8 @@
 namespace korvel::svc {
 namespace {
 
-void logInfo(const std::string& text) { Log::instance().write(kLogInfo, text); }
-void logWarning(const std::string& text) { Log::instance().write(kLogWarning, text); }
+void logInfo(std::string_view text) { Log::instance().write(kLogInfo, text); }
+void logWarning(std::string_view text) { Log::instance().write(kLogWarning, text); }
 
 const char* onOff(bool on) { return on ? "on" : "off"; }
 
@@ -89,7 +92,11 @@ bool ScanWorker::start(std::string*) {
 void ScanWorker::stop() {
   if (!stop_.request_stop()) return;
   endThreads();
-  saveSettings();
+  try {
+    saveSettings();
+  } catch (const std::exception& exception) {
+    logException(kLogError, "settings not saved: ", exception);  // the stop goes on
+  }
   logInfo("workers stopped");
 }
 

@@ -119,6 +119,8 @@ bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& given
   record.size = fileSizeOrZero(path);
   record.storedPath = dir + L"\\" + quarantinedFileName(record.time, sha256, record.name);
 
+  const std::wstring sourcePath = forFileApi(path);
+  const std::wstring storedPath = forFileApi(record.storedPath);
   // The move comes before the index: a file that cannot be moved leaves no record behind.
   if (!moveFile(path, record.storedPath, stop_)) {
     const DWORD reason = ::GetLastError();
@@ -126,8 +128,14 @@ bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& given
                            " (файл может быть запущен или заблокирован)");
   }
   record.storedFileExists = true;
-  index.records.push_back(record);
-  writeIndex(dir, index, stop_);
+  try {
+    index.records.push_back(record);
+    writeIndex(dir, index, stop_);
+  } catch (...) {
+    // Without memory for the index nobody could find the file again, so it goes back.
+    (void)::MoveFileExW(storedPath.c_str(), sourcePath.c_str(), MOVEFILE_COPY_ALLOWED);
+    throw;
+  }
   if (outRecord != nullptr) *outRecord = std::move(record);
   return true;
 }

@@ -11,7 +11,6 @@
 #include "base/long_path.h"
 #include "base/paths.h"
 #include "base/sizes.h"
-#include "base/utf.h"
 #include "base/version.h"
 #include "base/win.h"
 
@@ -66,13 +65,15 @@ void Log::open(const std::wstring& path) {
   stream_ = openForAppending(path);
 }
 
-void Log::write(int32_t level, const std::string& text) {
+void Log::write(int32_t level, std::string_view text) {
   if (level < minLevel_) return;
   SYSTEMTIME now{};
   ::GetLocalTime(&now);
   char line[kLineBufferBytes];
-  const int length = std::snprintf(line, sizeof line, "%02d:%02d:%02d.%03d [%s] %s\n", now.wHour, now.wMinute,
-                                   now.wSecond, now.wMilliseconds, tagOf(level), text.c_str());
+  const auto bytes = static_cast<int>(std::min(text.size(), sizeof line));  // more than a line can show
+  const int length =
+      std::snprintf(line, sizeof line, "%02d:%02d:%02d.%03d [%s] %.*s\n", now.wHour, now.wMinute, now.wSecond,
+                    now.wMilliseconds, tagOf(level), bytes, text.data());
   if (length <= 0) return;
   ::OutputDebugStringA(line);
 
@@ -83,8 +84,13 @@ void Log::write(int32_t level, const std::string& text) {
   (void)std::fflush(stream_);
 }
 
-void serviceLog(const std::string& text) {
-  Log::instance().write(kLogInfo, toUtf8(kProductName) + ": " + text);
+void serviceLog(std::string_view text) {
+  char name[64] = {};
+  (void)::WideCharToMultiByte(CP_UTF8, /*flags=*/0, kProductName, -1, name, sizeof name, nullptr, nullptr);
+  char line[kLineBufferBytes];
+  const auto bytes = static_cast<int>(std::min(text.size(), sizeof line));
+  (void)std::snprintf(line, sizeof line, "%s: %.*s", name, bytes, text.data());
+  Log::instance().write(kLogInfo, line);
 }
 
 }  // namespace korvel

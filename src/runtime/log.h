@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "base/mutex.h"
 
@@ -24,8 +25,9 @@ class Log {
 
   /// Writes one line: "HH:MM:SS.mmm [TAG] text" and a line feed, local time, no date. `text` is UTF-8 without
   /// a trailing line feed. Levels below "info" are dropped. A line longer than 2,047 bytes is cut there and
-  /// loses its line feed, so the next line continues it.
-  void write(int32_t level, const std::string& text) EXCLUDES(mutex_);
+  /// loses its line feed, so the next line continues it. Needs no memory: it tells of failures for want of
+  /// it.
+  void write(int32_t level, std::string_view text) EXCLUDES(mutex_);
 
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
@@ -39,7 +41,8 @@ class Log {
   const int32_t minLevel_ = kLogInfo;
 };
 
-/// Writes an INF line that begins with the product's name, for events in the life of the service.
-void serviceLog(const std::string& text);
+/// Writes an INF line that begins with the product's name, for events in the life of the service. Needs no
+/// memory either.
+void serviceLog(std::string_view text);
 
 }  // namespace korvel

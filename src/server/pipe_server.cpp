@@ -1,6 +1,6 @@
 #include "server/pipe_server.h"
 
-#include <string>
+#include <cstdio>
 
 #include "base/unique_resource.h"
 #include "runtime/log.h"
@@ -16,7 +16,9 @@ constexpr DWORD kCreateRetryMs = 1000;
 constexpr DWORD kHangUpPollMs = 10;
 
 void logFailure(const char* call, DWORD code) {
-  Log::instance().write(kLogError, std::string(call) + " failed, win32=" + std::to_string(code));
+  char text[64];  // and no string: the server must outlive a want of memory
+  std::snprintf(text, sizeof text, "%s failed, win32=%lu", call, code);
+  Log::instance().write(kLogError, text);
 }
 
 enum class Accepted {

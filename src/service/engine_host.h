@@ -23,23 +23,25 @@ class EngineHost {
 
   /// False with an English reason, after destroying everything created so far. No standard exception escapes.
   bool start(std::string* error) {
-    if (!stop_.createEvent()) return fail(error, "CreateEvent failed");
+    if (!stop_.createEvent()) return tell(error, "CreateEvent failed");
     std::string reason;
     try {
       engine_ = std::make_unique<Engine>();
     } catch (const std::exception& exception) {
       stop_.closeEvent();
-      return fail(error, std::string("out of memory: ") + exception.what());
+      return tell(error, "out of memory: ", exception.what());
     }
     try {
       if (bringUp(&reason)) return true;
     } catch (const std::exception& exception) {
-      reason = std::string("worker threw: ") + exception.what();
-      Log::instance().write(kLogError, "engine: " + reason);
+      std::string line;
+      tell(&reason, "worker threw: ", exception.what());
+      tell(&line, "engine: ", reason.c_str());
+      Log::instance().write(kLogError, line);
     }
     destroy();
     stop_.closeEvent();
-    return fail(error, reason);
+    return tell(error, reason.c_str());
   }
 
   /// Stops and destroys the engine, if there is one, and closes the stop event.
@@ -50,6 +52,15 @@ class EngineHost {
   }
 
  private:
+  /// As fail(); without memory for the text there is none.
+  static bool tell(std::string* error, const char* text, const char* reason = "") noexcept {
+    try {
+      return fail(error, std::string(text) + reason);
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+
   /// init() and start(); logs the step that fails.
   bool bringUp(std::string* reason) {
     Log& log = Log::instance();

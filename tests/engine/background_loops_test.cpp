@@ -8,6 +8,8 @@
 #include "base/files.h"
 #include "config/data_paths.h"
 #include "engine/engine_fixture.h"
+#include "support/allocation_meter.h"
+#include "support/import_patch.h"
 #include "support/silent_server.h"
 #include "support/sparse_file.h"
 
@@ -23,6 +25,17 @@ constexpr uint64_t kHour = 3'600'000;
 /// A clock that the test sets, as sleep does it.
 std::atomic<uint64_t> testClock{0};
 uint64_t readTestClock() { return testClock; }
+
+/// Five minutes past four, in UTC.
+void WINAPI fivePastFour(FILETIME* time) {
+  SYSTEMTIME moment{};
+  moment.wYear = 2026;
+  moment.wMonth = 11;
+  moment.wDay = 22;
+  moment.wHour = 4;
+  moment.wMinute = 5;
+  ::SystemTimeToFileTime(&moment, time);
+}
 
 class BackgroundLoopsTest : public test::EngineTest {
  protected:
@@ -40,6 +53,61 @@ TEST(LoopTimes, AreTheProductsPeriods) {
   EXPECT_EQ(times.webShieldPeriodMs, 24u * 60 * 60 * 1'000);
   EXPECT_EQ(times.longestLookMs, 60'000u);
   EXPECT_EQ(times.clockMs, millisecondsWithSleep);
+}
+
+// --- daily scan ---
+
+TEST_F(BackgroundLoopsTest, AScheduleSwitchedOnAtRunTimeWaitsForTheRestart) {
+  const test::ImportPatch clock("GetSystemTimePreciseAsFileTime", fivePastFour);
+  constexpr char kSkipped[] = "[WRN] scheduled scan skipped: protection is disabled\n";
+  settings_.scheduledHour = 4;
+  settings_.protectionEnabled = false;  // so that the attempt is a line in the log and no scan
+  ScanWorker& worker = startWorker({.schedulePollMs = 1});
+  SettingsFields changed = worker.getSettings();
+  changed.scheduledScan = true;
+  EXPECT_TRUE(worker.applySettings(changed, nullptr));
+  ::Sleep(300);
+  EXPECT_FALSE(logged(kSkipped));
+
+  worker_.reset();
+  settings_.scheduledScan = true;
+  startWorker({.schedulePollMs = 1});
+  EXPECT_TRUE(logGets(kSkipped));
+}
+
+// --- exceptions ---
+
+TEST_F(BackgroundLoopsTest, AnExceptionInEachLoopIsItsLineInTheLogAndTheLoopGoesOn) {
+  settings_.updateServer = std::string(100'000, 'x');  // a copy of the settings does not fit into the limit
+  settings_.scheduledScan = settings_.realTimeEnabled = settings_.liveUpdates = settings_.webShield = true;
+  {
+    const test::AllocationLimit limit(50'000, test::AllocationLimit::Threads::kOthers);
+    startWorker({.schedulePollMs = 20,
+                 .updateTickMs = 1,
+                 .firstWebShieldMs = 20,
+                 .webShieldPeriodMs = 20,
+                 .longestLookMs = 20,
+                 .clockMs = readTestClock});
+    const auto shieldIsDue = [] { testClock += 1'000; };
+    EXPECT_TRUE(logGets("[ERR] scan aborted: std::bad_alloc\n"));
+    EXPECT_TRUE(logGets("[WRN] scheduled scan skipped: std::bad_alloc\n", 2));
+    EXPECT_TRUE(test::eventually([&] {
+      shieldIsDue();
+      return logCount("[WRN] web shield: domain feed failed: std::bad_alloc\n") >= 2;
+    }));
+    EXPECT_TRUE(logGets("[WRN] live update failed: std::bad_alloc\n"));
+  }
+  // There is memory again. The address is refused, in a text of its own.
+  const auto goesOn = [](const std::string& line) {
+    return logCount(line) > logCount(line + "std::bad_alloc\n");
+  };
+  testClock += 25 * kHour;
+  EXPECT_TRUE(test::eventually([&] {
+    testClock += 1'000;
+    return goesOn("[WRN] live update failed: ") && goesOn("[WRN] web shield: domain feed failed: ");
+  })) << log();
+  worker_->stop();
+  EXPECT_TRUE(logged("[INF] workers stopped\n"));
 }
 
 // --- live update ---

@@ -43,5 +43,26 @@ TEST(Detections, NothingComesBackWhenAllWasTaken) {
   EXPECT_EQ(namesOf(detections.take()), Names{});
 }
 
+TEST(Detections, KeepTheFieldsThatTravelAndNothingElse) {
+  ThreatRecord record;
+  record.path = L"C:\\a.exe";
+  record.name = "name";
+  record.code = "CODE";
+  record.severity = kSeverityCritical;
+  record.size = 5;
+  record.sha256 = std::string(64, 'a');
+  record.labels = {"label"};
+  Detections detections;
+  detections.add(record);
+  const auto taken = detections.take();
+  ASSERT_EQ(taken.size(), 1u);
+  const auto& [path, name, code, severity, size] = taken[0];  // does not compile with one field more
+  EXPECT_EQ(path, L"C:\\a.exe");
+  EXPECT_EQ(name, "name");
+  EXPECT_EQ(code, "CODE");
+  EXPECT_EQ(severity, kSeverityCritical);
+  EXPECT_EQ(size, 5u);
+}
+
 }  // namespace
 }  // namespace korvel::svc

@@ -35,5 +35,19 @@ TEST_F(DriverFailuresTest, AFileWhoseScanThrowsIsAllowedAndTheLinkGoesOn) {
   EXPECT_TRUE(worker.getStatus().minifilterConnected);
 }
 
+TEST_F(DriverFailuresTest, AQueryForWhosePathThereIsNoMemoryIsAllowedAndTheLinkGoesOn) {
+  const std::wstring bad = folder_.write(L"invoice.pdf.exe", test::imageWithManySections());
+  ScanWorker& worker = startWorker();
+  ASSERT_TRUE(driver_.waitForService(10'000));
+  {
+    using test::AllocationFault;
+    const AllocationFault nothingLeft(1, AllocationFault::Times::kForEver, AllocationFault::Threads::kOthers);
+    EXPECT_EQ(driver_.ask(bad, 1), true);
+  }
+  EXPECT_EQ(driver_.ask(bad, 2), false);
+  EXPECT_EQ(worker.getStatus().minifilterHandled, 2u);
+  EXPECT_TRUE(worker.getStatus().minifilterConnected);
+}
+
 }  // namespace
 }  // namespace korvel::svc

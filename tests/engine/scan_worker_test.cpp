@@ -152,6 +152,28 @@ TEST_F(ScanWorkerTest, ResultsHoldDetectionsAndTheCacheHoldsEveryFile) {
   EXPECT_NE(cache.find(toUtf8(listed) + "|3|"), std::string::npos);
 }
 
+TEST_F(ScanWorkerTest, FourSwitchesOfTheUserInterfaceChangeNoScan) {
+  const std::wstring listed = folder_.write(L"listed.exe", "abc");
+  folder_.write(L"archive.zip",
+                "PK\x03\x04"
+                "abc");
+  ScanWorker& worker = startWorker();
+  for (const bool on : {false, true}) {
+    SettingsFields settings = worker.getSettings();
+    settings.scanArchives = on;
+    settings.scanRemovable = on;
+    settings.quarantineOnDetect = on;
+    settings.showThreatModal = on;
+    ASSERT_TRUE(worker.applySettings(settings, nullptr));
+    scanFolder(worker);
+    EXPECT_EQ(worker.getLastSummary().filesScanned, 1u);
+    ASSERT_EQ(worker.getResults().size(), 1u);
+    EXPECT_EQ(worker.getResults()[0].path, listed);
+    EXPECT_TRUE(worker.listQuarantine().empty());
+    EXPECT_EQ(test::readFile(listed), "abc");
+  }
+}
+
 TEST_F(ScanWorkerTest, AListedFileOfLowSeverityIsAThreatWithoutARecord) {
   test::writeFile(seed_, std::string(kAbcSha256) + ":tag:Abc:low:Test.Abc:x\n");
   const std::wstring listed = folder_.write(L"listed.exe", "abc");

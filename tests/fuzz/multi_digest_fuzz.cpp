@@ -15,7 +15,7 @@ namespace {
 std::vector<std::vector<uint8_t>> messagesOf(const uint8_t* data, size_t size) {
   std::vector<std::vector<uint8_t>> messages;
   while (size >= 2) {
-    const size_t wanted = (data[0] | data[1] << 8) % 400;
+    const size_t wanted = (size_t{data[0]} | size_t{data[1]} << 8) % 400;
     data += 2;
     size -= 2;
     const size_t length = std::min(size, wanted);

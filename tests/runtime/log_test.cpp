@@ -153,6 +153,23 @@ TEST_F(LogTest, AppendsToWhatIsThere) {
   EXPECT_EQ(untimed(text().substr(8)), "[INF] x\n");
 }
 
+TEST_F(LogTest, StaysOneFileHoweverLargeItGrows) {
+  close();
+  test::writeFile(path_, std::string(32 << 20, '\n'));
+  log_.open(path_);
+  log_.write(kLogInfo, "x");
+  EXPECT_EQ(text().size(), (32u << 20) + kStampLength + 2);
+  WIN32_FIND_DATAW found{};
+  const HANDLE listing = ::FindFirstFileW(folder_.at(L"журналы\\*").c_str(), &found);
+  ASSERT_NE(listing, INVALID_HANDLE_VALUE);
+  int files = 0;
+  do {
+    if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) ++files;
+  } while (::FindNextFileW(listing, &found));
+  ::FindClose(listing);
+  EXPECT_EQ(files, 1);
+}
+
 TEST_F(LogTest, NeverWritesAByteOrderMark) {
   EXPECT_EQ(text(), "");  // a new file
   log_.open(path_);       // an empty one

@@ -17,7 +17,10 @@ using test::ConnectedPipe;
 /// The real calls, counted, one of which the test replaces.
 class PipeFaults : public testing::Test {
  protected:
-  void SetUp() override { chunkSizes.clear(); }
+  void SetUp() override {
+    chunkSizes.clear();
+    events = 0;
+  }
 
   bool readBytes(size_t n) {
     buffer_.assign(n, '\0');
@@ -31,6 +34,7 @@ class PipeFaults : public testing::Test {
   }
 
   static std::vector<DWORD> chunkSizes;
+  static int events;  // made by the calls under test
 
   ConnectedPipe pipe_;
   ServerCalls calls_ = ServerCalls::windows();
@@ -38,6 +42,7 @@ class PipeFaults : public testing::Test {
   std::string error_;
 };
 std::vector<DWORD> PipeFaults::chunkSizes;
+int PipeFaults::events = 0;
 
 HANDLE noEvent() {
   ::SetLastError(ERROR_NO_SYSTEM_RESOURCES);
@@ -168,6 +173,17 @@ TEST_F(PipeFaults, TransfersGoInChunksOfAtMostSixtyFourKibibytes) {
   client.join();
   EXPECT_EQ(chunkSizes, (std::vector<DWORD>{65'536, 65'536, 1}));
   EXPECT_EQ(received, buffer_);
+}
+
+TEST_F(PipeFaults, EveryChunkHasAnEventOfItsOwn) {
+  calls_.createEvent = [] {
+    ++events;
+    return ServerCalls::windows().createEvent();
+  };
+  std::thread client([&] { (void)test::receive(pipe_.client(), 2 * 65'536 + 1); });
+  EXPECT_TRUE(writeBytes(2 * 65'536 + 1)) << error_;
+  client.join();
+  EXPECT_EQ(events, 3);
 }
 
 TEST_F(PipeFaults, AFrameThatFitsIntoOneChunkGoesOutInOneWrite) {

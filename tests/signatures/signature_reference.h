@@ -49,6 +49,7 @@ inline int referenceSeverity(const std::string& word) {
 inline void referenceEntryLine(const std::string& line, ReferenceFile& file) {
   std::vector<std::string> f;
   std::istringstream stream(line);
+  stream.exceptions(std::ios::badbit);
   for (std::string field; std::getline(stream, field, ':');) f.push_back(field);
   if (f.empty()) return;
   const std::string hash = referenceLower(f[0]);
@@ -67,6 +68,7 @@ inline void referenceEntryLine(const std::string& line, ReferenceFile& file) {
 inline ReferenceFile referenceParse(const std::string& text) {
   ReferenceFile file;
   std::istringstream stream(text);
+  stream.exceptions(std::ios::badbit);  // want of memory is no end of the text
   for (std::string line; std::getline(stream, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.empty() || line[0] == '#') continue;
