@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "pe/rule_sheet.h"
 #include "scan/scan_context.h"
 #include "scan/scan_records.h"
+#include "scan/verdict_trace.h"
 
 namespace korvel {
 
@@ -21,24 +21,6 @@ namespace korvel {
 /// Threads may scan at the same time, each with a scratch of its own. Throws std::bad_alloc.
 FileVerdict scanFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,
                      std::optional<uint32_t> listedAttributes = std::nullopt);
-
-/// How much of a file the verdict rests on.
-enum class FileReading {
-  kWhole,
-  kMissing,    ///< there is no such file, or its attributes cannot be read
-  kEmpty,      ///< no byte, so no rule either
-  kTooLarge,   ///< above the size limit
-  kElsewhere,  ///< reading it would first fetch its content; not read
-  kNotOpened,
-  kBroken,  ///< a read failed; the digests are those of the part before
-};
-
-/// How a verdict came about.
-struct VerdictTrace {
-  FileReading reading = FileReading::kWhole;
-  uint32_t win32 = 0;  ///< of kMissing, kNotOpened and kBroken
-  RuleTrace rules;     ///< every rule that was evaluated, in its order
-};
 
 /// The verdict of scanFile(), and how it came about.
 FileVerdict explainFile(const ScanContext& context, const std::wstring& path, ScanScratch& scratch,

@@ -10,6 +10,7 @@
 #include "config/data_paths.h"
 #include "config/settings_text.h"
 #include "korvelctl/machine/product_paths.h"
+#include "scan/scan_file.h"
 #include "scan/scan_filter.h"
 
 namespace korvel::ctl {

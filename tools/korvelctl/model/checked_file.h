@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "korvelctl/model/item_error.h"
-#include "scan/scan_file.h"
+#include "scan/verdict_trace.h"
 #include "scan/scan_records.h"
 
 namespace korvel::ctl {
