@@ -138,7 +138,6 @@ TEST_F(Connection, ExitCodesWithoutAService) {
       {L"update", 64},
       {L"scan", 64},
       {L"scan C:\\no-such-folder", 64},
-      {L"status --watch 1 --json", 64},
       {L"status --timeout 0", 3},
       {L"stop --yes --timeout 0", 3},
       {L"stop", 64},
@@ -153,6 +152,12 @@ TEST_F(Connection, ExitCodesWithoutAService) {
     EXPECT_EQ(parsed(asJson)["schema"], "korvel.error/1") << toUtf8(situation.arguments);
     EXPECT_EQ(parsed(asJson)["exit"], situation.exitCode);
   }
+}
+
+TEST_F(Connection, ACommandWithoutAnEndHasNoOneDocument) {
+  const Finished run = ctl(L"status --watch 1 --json");
+  EXPECT_EQ(run.exitCode, 64u);
+  EXPECT_TRUE(has(parsed(run)["error"]["message"].get<std::string>(), "--ndjson"));
 }
 
 TEST_F(Connection, ExitCodesWithAService) {

@@ -9,11 +9,28 @@
 namespace korvel::test {
 namespace {
 
+constexpr int kLargePrograms = 24;
+
 class ScanCommand : public ControlClient {
  protected:
   std::wstring infectedFolder() {
     folder().write(L"Заражено ёж\\eicar.com", eicarText());
     return folder().at(L"Заражено ёж");
+  }
+  /// A scan that outlasts several turns of the pipe. The client holds the pipe for 5 s, so nobody can ask the
+  /// service meanwhile: the files tell that it is under way.
+  std::wstring longerScan() {
+    for (int i = 0; i < kLargePrograms; ++i) writeLargeProgram(large(i));
+    return L"scan " + quoted(folder().at(L"large"));
+  }
+  std::wstring large(int i) { return folder().at(L"large\\p" + std::to_wstring(i) + L".exe"); }
+  bool runs() {
+    return eventually([this] {
+      for (int i = 0; i < kLargePrograms; ++i) {
+        if (isBeingRead(large(i))) return true;
+      }
+      return false;
+    });
   }
   std::wstring longScan() { return L"scan " + quoted(manyPrograms()); }
 };
@@ -54,8 +71,8 @@ TEST_F(ScanCommand, TheDocumentSaysHowItEndedAndWhatWasFound) {
 TEST_F(ScanCommand, AScanThatAnotherClientCancelledNeverLooksClean) {
   startService();
   ChildProcess scan;
-  scan.start(controlExecutable(), withManners(L"--json " + longScan()));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  scan.start(controlExecutable(), withManners(L"--json " + longerScan()));
+  ASSERT_TRUE(runs());
   reply(ipc::Opcode::kCancelScan);
   ASSERT_EQ(scan.waitForExit(60'000), 5u) << scan.output() << scan.errorOutput();
   const auto document = nlohmann::json::parse(scan.output());
@@ -72,8 +89,8 @@ TEST_F(ScanCommand, CtrlCCancelsItAndSaysSo) {
   startService();  // it must not hear the key
   useOwnConsole();
   ChildProcess scan;
-  scan.start(controlExecutable(), withManners(L"--json " + longScan()));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  scan.start(controlExecutable(), withManners(L"--json " + longerScan()));
+  ASSERT_TRUE(runs());
   pressCtrlC();
   ASSERT_EQ(scan.waitForExit(60'000), 5u) << scan.output() << scan.errorOutput();
   const auto document = nlohmann::json::parse(scan.output());
@@ -148,12 +165,10 @@ TEST_F(ScanCommand, TwoClientsNeverShowEachOthersResults) {
 
 TEST_F(ScanCommand, FollowingLeavesThePipeToOthersAndTheLogShort) {
   startService();
-  const std::wstring large = folder().at(L"large\\a.exe");
-  for (int i = 0; i < 24; ++i) writeLargeProgram(folder().at(L"large\\p" + std::to_wstring(i) + L".exe"));
   const int before = logMentions("client connected");
   ChildProcess scan;
-  scan.start(controlExecutable(), withManners(L"--json scan " + quoted(folder().at(L"large"))));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  scan.start(controlExecutable(), withManners(L"--json " + longerScan()));
+  ASSERT_TRUE(runs());
   const int watched = logMentions("client connected");
   const ULONGLONG start = ::GetTickCount64();
   Client other;
@@ -299,8 +314,8 @@ TEST_F(ScanCommand, GentlyItFindsTheSame) {
 TEST_F(ScanCommand, AServiceThatEndsMeanwhileIsSaidToHaveEnded) {
   startService();
   ChildProcess scan;
-  scan.start(controlExecutable(), withManners(L"--json " + longScan()));
-  ASSERT_TRUE(waitForPhase(L"scanning"));
+  scan.start(controlExecutable(), withManners(L"--json " + longerScan()));
+  ASSERT_TRUE(runs());
   service().kill();
   ASSERT_EQ(scan.waitForExit(60'000), 4u) << scan.output();
   const auto document = nlohmann::json::parse(scan.output());

@@ -308,7 +308,7 @@ TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
   };
   EXPECT_TRUE(eventually(kFirstShieldLimitMs, logged));
   EXPECT_EQ(hosts(), std::string(kUserLines) + "\n" + kBlock);
-  EXPECT_EQ(json(ctl(L"shield status --json"))["webShield"], true);
+  EXPECT_EQ(json(ctl(L"shield status --json"))["enabled"], true);
 
   // The next run by itself is a day away.
   SettingsFields changed = settings();
@@ -316,7 +316,7 @@ TEST_F(Update, TheShieldBlocksTheServersDomainsUntilItIsSwitchedOff) {
   reply(ipc::Opcode::kSetConfig, ipc::encodeSettings(changed));
   EXPECT_TRUE(hostsGetTheSizeOf(std::string(kUserLines) + "\n"));
   EXPECT_EQ(hosts(), std::string(kUserLines) + "\n");
-  EXPECT_TRUE(ctl(L"shield status").output.starts_with("web shield:        off\n"));
+  EXPECT_EQ(json(ctl(L"shield status --json"))["enabled"], false);
 }
 
 TEST_F(Update, ABlocklistAtTheLimitIsTakenWhole) {

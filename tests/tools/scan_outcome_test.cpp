@@ -55,6 +55,13 @@ TEST_F(ScanWatchTest, TheSameScanMovesOn) {
   EXPECT_FALSE(replacedBy(report_));
 }
 
+TEST_F(ScanWatchTest, AFinalPhaseComesBeforeTheEnd) {
+  report_.progress.phase = scan_phase::kFinishing;
+  EXPECT_FALSE(replacedBy(report_));
+  report_.progress.phase = scan_phase::kCancelled;
+  EXPECT_FALSE(replacedBy(report_)) << "the service still saves its settings";
+}
+
 TEST_F(ScanWatchTest, CountersThatGoBackBelongToAnotherScan) {
   report_.progress.filesDone = 9;
   EXPECT_TRUE(replacedBy(report_));

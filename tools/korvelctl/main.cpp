@@ -38,14 +38,6 @@ Language ownLanguage() {
 
 size_t helpColumns(const Output& out) { return out.columns() == 0 ? kDefaultColumns : out.columns(); }
 
-/// `korvelctl help COMMAND...` is `korvelctl COMMAND... --help`.
-std::vector<std::string> withHelpAsOption(std::vector<std::string> arguments) {
-  if (arguments.empty() || arguments.front() != "help") return arguments;
-  arguments.erase(arguments.begin());
-  arguments.push_back("--help");
-  return arguments;
-}
-
 int runCommand(const ParsedLine& line, Surroundings& around, StandardOutput& err) {
   PipeService service(line.global, err);
   around.service = &service;
@@ -73,12 +65,21 @@ int run(std::vector<std::string> arguments) {
   around.canAsk = canAskOnConsole(err);
   around.localTime = localTime;
 
-  arguments = withHelpAsOption(std::move(arguments));
   Command root("korvelctl", words::kDescription);
   root.note(words::kRootNote).note(words::kLanguageNote);
   addCommands(root);
+  std::vector<std::string> helpAbout;
+  const Command& help = root.add("help", words::kHelpHelp, [](Context&) { return kExitDone; })
+                            .arguments("COMMAND", helpAbout, words::kHelpArgument, /*required=*/false)
+                            .example("korvelctl help scan", words::kHelpExample);
   try {
-    const ParsedLine line = parseCommandLine(root, arguments, language);
+    ParsedLine line = parseCommandLine(root, arguments, language);
+    if (line.command == &help && !line.help) {
+      // `help COMMAND...` is `COMMAND... --help`.
+      const Language chosen = line.global.language;
+      helpAbout.push_back("--help");
+      line = parseCommandLine(root, std::vector<std::string>(helpAbout), chosen);
+    }
     if (line.version) {
       out.write(std::string("korvelctl ") + kServiceVersion + "\n");
       return kExitDone;

@@ -151,7 +151,7 @@ class Follower {
   void finish() {
     document_.elapsedMs = followedMs();
     ended_ = !report_.scanning;
-    const std::vector<ThreatRecord> threats = askResults(context_.service());
+    const std::vector<ThreatRecord> threats = resultsAtTheEnd();
     const EngineStatus status = askStatus(context_.service());
     document_.serviceVersion = status.serviceVersion;
     document_.signatureCount = status.signatureCount;
@@ -168,6 +168,19 @@ class Follower {
       reported.record = threats[i];
       reported.action = "report";
       document_.threats.push_back(std::move(reported));
+    }
+  }
+
+  /// A list that is beyond the limit of a reply ends the connection, but neither the service nor the scan.
+  std::vector<ThreatRecord> resultsAtTheEnd() {
+    try {
+      return askResults(context_.service());
+    } catch (const Failure& failure) {
+      if (failure.kind() != ErrorKind::kLost) throw;
+      context_.service().letGo();
+      (void)askStatus(context_.service());
+      context_.report("threats", failure);
+      return {};
     }
   }
 

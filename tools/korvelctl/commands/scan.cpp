@@ -115,7 +115,11 @@ Targets targetsOf(const ScanOptions& options, Context& context) {
   if (targets.scope == "quick") targets.request.scope = ScanScope::kQuick;
   if (targets.scope == "full") targets.request.scope = ScanScope::kFull;
   if (targets.scope == "user") {
-    targets.request.targets = userFolders();
+    // A folder that was moved to a drive of the session alone is one that the service cannot reach.
+    for (const std::wstring& folder : userFolders()) {
+      const ServicePath seen = pathForService(folder);
+      if (seen.outcome != DriveOutcome::kHidden) targets.request.targets.push_back(seen.path);
+    }
     if (targets.request.targets.empty()) throw Failure(ErrorKind::kUsage, context.say(words::kNoUserFolders));
   }
   if (!targets.scope.empty()) return targets;

@@ -28,7 +28,9 @@ void ScanWatch::see(const ScanReport& report, uint64_t followedMs) {
   if (scanning_) {
     const bool wentBack = now.filesDone < filesDone_;
     const bool otherTotals = now.filesTotal != filesTotal_ || now.bytesTotal != bytesTotal_;
-    const bool startedAnew = report.scanning && !countersStandStill(now.phase);
+    // A final phase is seen while the service still saves the outcome.
+    const bool startedAnew =
+        report.scanning && (now.phase == scan_phase::kPreparing || now.phase == scan_phase::kCounting);
     const bool tooShort =
         !report.scanning && report.lastSummary.elapsedMs + kClockSlackMs < lastSeenRunningMs_;
     if (wentBack || otherTotals || startedAnew || tooShort) replaced_ = true;

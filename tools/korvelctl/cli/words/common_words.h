@@ -30,6 +30,7 @@ constexpr Text kGlobalHint{"Options of every command: korvelctl help",
                            "Параметры любой команды: korvelctl help"};
 constexpr Text kRepeatable{"may be repeated", "можно повторять"};
 constexpr Text kHelpHelp{"Show help", "Показать справку"};
+constexpr Text kHelpExample{"Everything about scanning", "Всё о проверке"};
 constexpr Text kHelpArgument{"The command to tell about", "Команда, о которой рассказать"};
 constexpr Text kVersionHelp{"Show the version", "Показать версию"};
 
