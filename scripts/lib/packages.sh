@@ -12,7 +12,6 @@ KORVEL_PACKAGES=(
   python3                    # checks of the tree, the tally of the tests
   googletest                 # the sources that the test programs are built with
   clang                      # the native build, and a second compiler for the product's sources
-  libclang-rt-14-dev         # the run-time of the sanitizers and of the fuzzer
   clang-format               # keeps the sources in one layout
   clang-tidy                 # lint
   libcli11-dev               # korvelctl, korvelsig: command line
@@ -31,6 +30,19 @@ KORVEL_PACKAGES=(
 # What the preset "tools" needs of them: korvelsig for this machine.
 # shellcheck disable=SC2034
 KORVEL_TOOLS_PACKAGES=(g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev)
+
+# add_clang_runtime COMMAND...: adds the run-time of clang's sanitizers and of the fuzzer. The package carries clang's
+# version in its name (14 in Debian 12, 19 in Debian 13), which COMMAND tells by what the package clang depends on.
+add_clang_runtime() {
+  local version
+  version=$("$@" 2>/dev/null | sed -n 's/.*Depends: clang-\([0-9]\+\).*/\1/p' | head -n 1 || true)
+  if [[ -n $version && ! " ${KORVEL_PACKAGES[*]} " =~ \ libclang-rt- ]]; then
+    KORVEL_PACKAGES+=("libclang-rt-$version-dev")
+  fi
+}
+if command -v dpkg-query >/dev/null; then
+  add_clang_runtime dpkg-query --show --showformat='Depends: ${Depends}\n' clang
+fi
 
 # Prints the packages that are not installed, one per line. Only asks dpkg, and only once.
 missing_packages() {
@@ -64,17 +76,28 @@ ensure_packages() {
   if ((${#missing[@]} == 0)); then return 0; fi
 
   if ! command -v apt-get >/dev/null; then
-    die "this is not a Debian system. Please provide what these Debian 12 packages hold: ${missing[*]}"
+    die "this is not a Debian system. Please provide what these packages of Debian 12 or 13 hold: ${missing[*]}"
   fi
   if ! find_root; then
     die "packages are missing, and there is neither root nor a usable sudo here. Please ask an administrator to run
        apt-get install --no-install-recommends ${missing[*]}"
   fi
-  stage "installing ${#missing[@]} Debian packages: ${missing[*]}"
   local log=$KORVEL_LOGS/packages.log
   quietly "$log" "${AS_ROOT[@]}" apt-get update || die "apt-get update failed"
+  add_clang_runtime apt-cache depends clang
+  mapfile -t missing < <(missing_packages)
+  stage "installing ${#missing[@]} Debian packages: ${missing[*]}"
   quietly "$log" "${AS_ROOT[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
     "${missing[@]}" || die "apt-get install failed"
   mapfile -t missing < <(missing_packages)
   if ((${#missing[@]} > 0)); then die "still missing after the installation: ${missing[*]}"; fi
+}
+
+# ensure_command COMMAND PACKAGE: installs a package that only one script needs, unless its command is there.
+ensure_command() {
+  if command -v "$1" >/dev/null; then return 0; fi
+  find_root || die "the package $2 is missing, and there is neither root nor a usable sudo here"
+  stage "installing $2"
+  quietly "$KORVEL_LOGS/packages.log" "${AS_ROOT[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y --no-install-recommends "$2" || die "apt-get install failed"
 }

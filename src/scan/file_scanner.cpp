@@ -9,6 +9,7 @@
 #include "base/sizes.h"
 #include "base/win.h"
 #include "scan/directory_walk.h"
+#include "scan/report_pace.h"
 #include "scan/run_ahead.h"
 #include "scan/scan_filter.h"
 
@@ -17,7 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int64_t kProgressIntervalMs = 120;
 constexpr size_t kMostWorkers = 4;
 // A large file counts for at most this much of the pipeline's window, so that two of them may overlap.
 constexpr uint64_t kHeaviestFile = 16 * kMiB;
@@ -54,13 +54,13 @@ class FileScanner::Delivery {
     record_.filesDone += 1;
     record_.bytesDone += verdict.size;
     addToSummary(verdict, summary_);
-    if (wholeMilliseconds(Clock::now() - lastReport_) >= kProgressIntervalMs) report();
+    if (pace_.due(Clock::now())) report();
     if (onVerdict_) onVerdict_(verdict);
   }
   void setPhase(const wchar_t* phase) { record_.phase = phase; }
   void report() {
     if (onProgress_) onProgress_(record_);
-    lastReport_ = Clock::now();
+    pace_.reported(Clock::now());
   }
   const ScanSummary& summary() const { return summary_; }
 
@@ -69,7 +69,7 @@ class FileScanner::Delivery {
   const VerdictCallback& onVerdict_;
   ScanProgressInfo record_;
   ScanSummary summary_;
-  Clock::time_point lastReport_;
+  ReportPace pace_;
 };
 
 /// The files of all targets that pass the filter, in walk order, until the walk ends or is cancelled. One

@@ -40,6 +40,9 @@ BOOL handleConsoleControl(DWORD controlType, StopSignal& stop, HANDLE thread) {
 void installConsoleControl() {
   mainThread = currentThreadHandle().release();
   ::SetConsoleCtrlHandler(consoleCtrlHandler, TRUE);
+  // A program inherits the switch that ignores Ctrl+C, and begins with it in a process group of its own. The
+  // start line promises Ctrl+C.
+  ::SetConsoleCtrlHandler(/*handler=*/nullptr, FALSE);
 }
 
 }  // namespace korvel::svc

@@ -11,7 +11,8 @@ namespace korvel::svc {
 /// returns, so the handler then waits for `mainThread` to end. Thread-safe.
 BOOL handleConsoleControl(DWORD controlType, StopSignal& stop, HANDLE mainThread);
 
-/// Connects console events to the process-wide stop. Call once, on the main thread.
+/// Connects console events to the process-wide stop, Ctrl+C also where the starter of this program has
+/// switched it off. Call once, on the main thread.
 void installConsoleControl();
 
 }  // namespace korvel::svc

@@ -37,14 +37,24 @@ void ChildProcess::start(const std::wstring& program, const std::wstring& argume
   launch(program, arguments, startup, /*flags=*/0);
 }
 
+void ChildProcess::startInConsole(const std::wstring& program, const std::wstring& arguments) {
+  startWithoutOutput(program, arguments, /*flags=*/0);
+}
+
 void ChildProcess::startDetached(const std::wstring& program, const std::wstring& arguments) {
+  startWithoutOutput(program, arguments, DETACHED_PROCESS);
+}
+
+void ChildProcess::startWithoutOutput(const std::wstring& program, const std::wstring& arguments,
+                                      DWORD flags) {
   kill();
   folder_.emplace();
   (void)folder_->write(L"out", "");
   (void)folder_->write(L"err", "");
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
-  launch(program, arguments, startup, DETACHED_PROCESS);
+  startup.dwFlags = STARTF_USESTDHANDLES;  // none, so that it does not get those of this process
+  launch(program, arguments, startup, flags);
 }
 
 void ChildProcess::launch(const std::wstring& program, const std::wstring& arguments, STARTUPINFOW startup,

@@ -19,7 +19,10 @@ class ChildProcess {
   /// Starts `program` with the text `arguments` behind its name; its standard output and error output go to
   /// files. Throws when it cannot be started.
   void start(const std::wstring& program, const std::wstring& arguments);
-  /// The same without a console, without an output and without an error output.
+  /// The same without an output and without an error output, from the console of this process if it has one:
+  /// a program of the GUI subsystem has to join that console by itself.
+  void startInConsole(const std::wstring& program, const std::wstring& arguments);
+  /// The same without a console.
   void startDetached(const std::wstring& program, const std::wstring& arguments);
 
   bool running() const;
@@ -41,6 +44,7 @@ class ChildProcess {
 
  private:
   UniqueHandle beginThread(LPTHREAD_START_ROUTINE function, DWORD argument) const;
+  void startWithoutOutput(const std::wstring& program, const std::wstring& arguments, DWORD flags);
   void launch(const std::wstring& program, const std::wstring& arguments, STARTUPINFOW startup, DWORD flags);
 
   std::optional<TempFolder> folder_;

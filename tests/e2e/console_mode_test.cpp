@@ -25,6 +25,14 @@ constexpr char kUsage[] =
     "  KorvelService.exe --update-check\n"
     "  KorvelService.exe --fw\n";
 
+constexpr char kPing[] =
+    "служба отвечает\r\n"
+    "  версия:      1.2.0\r\n"
+    "  сигнатуры:   1 (e2e-1)\r\n"
+    "  защита:      вкл\r\n"
+    "  real-time:   выкл\r\n"
+    "  minifilter:  нет\r\n";
+
 std::string unreachablePing(int code = 2) {
   std::string text;
   for (const char* attempt : {"1", "2", "3"}) {
@@ -104,8 +112,7 @@ TEST_F(ConsoleMode, AQuarantineThatCannotBeMadeFailsTheStart) {
 }
 
 TEST_F(ConsoleMode, CtrlCStopsItCleanly) {
-  useOwnConsole();
-  startService();
+  startServiceInConsole();
   pressCtrlC();
   expectCleanEnd(20'000);
   EXPECT_TRUE(logGets("[INF] stopped\n"));
@@ -176,6 +183,28 @@ TEST_F(ExistingConsole, ShowsNothingOfARedirectedOutput) {
   const ConsoleRun seen = run(L"shell-with-pipe", L"--fw");
   EXPECT_EQ(seen.exitCode, 1u);
   EXPECT_EQ(seen.screen, "");
+}
+
+TEST_F(ExistingConsole, ShowsNothingOfAnOutputThatGoesToAFile) {
+  startService();
+  const std::wstring file = folder().write(L"said.txt", "");
+  const ConsoleRun seen = run(L"shell-with-file", L"--ping \"" + file + L"\"");
+  EXPECT_EQ(seen.exitCode, 0u);
+  EXPECT_EQ(seen.screen, "");
+  EXPECT_EQ(readFile(file), kPing);
+}
+
+TEST_F(ExistingConsole, ShowsThePingOfARunningService) {
+  startService();
+  const ConsoleRun seen = run(L"shell", L"--ping");
+  EXPECT_EQ(seen.exitCode, 0u);
+  EXPECT_EQ(seen.screen, kPing);
+}
+
+TEST_F(ExistingConsole, ShowsThePingThatReachesNoService) {
+  const ConsoleRun seen = run(L"shell-with-leftover", L"--ping");
+  EXPECT_EQ(seen.exitCode, 1u);
+  EXPECT_EQ(seen.screen, unreachablePing());
 }
 
 TEST_F(ExistingConsole, ShowsWhatTheDiagnosticClientsSay) {
@@ -268,13 +297,7 @@ TEST_F(RunMode, PingTellsTheStateOfTheService) {
   startService();
   const Finished run = runToEnd(serviceExecutable(), L"--ping");
   EXPECT_EQ(run.exitCode, 0u);
-  EXPECT_EQ(run.output,
-            "служба отвечает\r\n"
-            "  версия:      1.2.0\r\n"
-            "  сигнатуры:   1 (e2e-1)\r\n"
-            "  защита:      вкл\r\n"
-            "  real-time:   выкл\r\n"
-            "  minifilter:  нет\r\n");
+  EXPECT_EQ(run.output, kPing);
 }
 
 TEST_F(RunMode, PingReportsAPipeThatStaysBusyAfterItsThreeTimesThreeSeconds) {

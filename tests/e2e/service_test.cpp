@@ -7,6 +7,7 @@
 #include "base/utf.h"
 #include "config/data_paths.h"
 #include "e2e/machine.h"
+#include "e2e/own_console.h"
 #include "e2e/sample_files.h"
 #include "e2e/thread_report.h"
 #include "support/restarts.h"
@@ -55,9 +56,18 @@ void ServiceTest::writeSettings(const std::string& lines) {
 }
 
 void ServiceTest::startService() {
+  startServiceBy([this] { service_.start(serviceExecutable(), L"--console"); });
+}
+
+void ServiceTest::startServiceInConsole() {
+  useOwnConsole();
+  startServiceBy([this] { service_.startInConsole(serviceExecutable(), L"--console"); });
+}
+
+void ServiceTest::startServiceBy(const std::function<void()>& start) {
   const size_t logBefore = log().size();
-  const auto comesUp = [this] {
-    service_.start(serviceExecutable(), L"--console");
+  const auto comesUp = [this, &start] {
+    start();
     const bool answers = eventually(kStartLimitMs, [this] {
       Client client;
       return client.tryConnect() || !service_.running();

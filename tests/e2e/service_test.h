@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,8 @@ class ServiceTest : public testing::Test {
 
   /// Starts KorvelService.exe --console and waits until the pipe is there.
   void startService();
+  /// The same in a console that it shares with this process, where Ctrl+C reaches it; its output goes there.
+  void startServiceInConsole();
   /// Asks for the stop through the pipe and expects a clean end.
   void stopService();
   /// Waits for the clean end of a service that was asked to stop. When it does not come, the failure tells
@@ -67,6 +71,8 @@ class ServiceTest : public testing::Test {
   const TempFolder& folder() const { return *folder_; }
 
  private:
+  void startServiceBy(const std::function<void()>& start);
+
   std::optional<TempFolder> folder_;
   std::string settingsText_;
   ChildProcess service_;

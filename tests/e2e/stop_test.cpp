@@ -46,7 +46,7 @@ class Stop : public ServiceTest {
   /// Repeats: start, `prepare` brings the service into its phase, stop.
   void expectPromptStops(const std::function<void()>& prepare, const std::function<void()>& ask) {
     for (int i = 0; i < stopCount(); ++i) {
-      startService();
+      startServiceInConsole();
       ASSERT_NO_FATAL_FAILURE(prepare());
       ASSERT_NO_FATAL_FAILURE(stopTimed(ask));
       held_.disconnect();
@@ -98,7 +98,7 @@ TEST_F(Stop, WhileStarting) {
   const std::string cut = "signature database not loaded: parse error in " + toUtf8(folder().at(L"long.txt"));
   int inTime = 0;
   for (int i = 0; i < stopCount(); ++i) {
-    service().start(serviceExecutable(), L"--console");
+    service().startInConsole(serviceExecutable(), L"--console");
     ASSERT_TRUE(eventually(kPhaseLimitMs, [&] { return logCount("engine: creating worker") == i + 1; }));
     ASSERT_NO_FATAL_FAILURE(stopTimed([&] {
       if (logCount(loaded) + logCount(cut) == i) ++inTime;

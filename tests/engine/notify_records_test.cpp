@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace korvel::svc {
 namespace {
@@ -88,7 +92,7 @@ TEST(ChangedNames, EveryPrefixOfABufferIsReadWithoutLookingBeyondIt) {
   const std::vector<uint8_t> bytes = Records().add(L"first.exe").add(L"second.exe").add(L"third.exe").bytes();
   for (size_t size = 0; size <= bytes.size(); ++size) {
     const std::unique_ptr<uint8_t[]> block(new uint8_t[size]);
-    std::copy_n(bytes.begin(), size, block.get());
+    std::copy(bytes.data(), bytes.data() + size, block.get());
     EXPECT_LE(changedNames(ByteView(block.get(), size)).size(), 3u);
   }
 }

@@ -1,5 +1,7 @@
 // Any document and any key: what is read stands in the document, apart from the backslashes taken out.
+#include <cstdint>
 #include <cstdlib>
+#include <string_view>
 
 #include "net/release_text.h"
 

@@ -3,6 +3,7 @@
 //
 //   console_child WAY
 //   console_child shell|shell-with-leftover|shell-with-pipe PROGRAM FLAG
+//   console_child shell-with-file PROGRAM FLAG FILE
 #include <cstdlib>
 #include <string>
 
@@ -105,6 +106,12 @@ int runWithPipe(const wchar_t* program, const wchar_t* flag) {
   return runFromShell(program, flag, write.get());
 }
 
+int runWithFile(const wchar_t* program, const wchar_t* flag, const wchar_t* file) {
+  const UniqueHandle output(::CreateFileW(file, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+  return output ? runFromShell(program, flag, output.get()) : 6;
+}
+
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
@@ -117,5 +124,6 @@ int wmain(int count, wchar_t** arguments) {
   if (way == L"shell") return runFromShell(arguments[2], arguments[3], nullptr);
   if (way == L"shell-with-leftover") return runWithLeftover(arguments[2], arguments[3]);
   if (way == L"shell-with-pipe") return runWithPipe(arguments[2], arguments[3]);
+  if (way == L"shell-with-file" && count > 4) return runWithFile(arguments[2], arguments[3], arguments[4]);
   return 1;
 }

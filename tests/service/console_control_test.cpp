@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <string>
 
+#include "base/paths.h"
 #include "base/unique_resource.h"
+#include "e2e/child_process.h"
 
 namespace korvel::svc {
 namespace {
@@ -50,6 +53,13 @@ TEST(ConsoleControl, CtrlCCtrlBreakAndCloseSetTheFlagBeforeThereIsAnEvent) {
     EXPECT_TRUE(stop.requested()) << type;
     EXPECT_EQ(stop.event(), nullptr) << type;
   }
+}
+
+TEST(ConsoleControl, CtrlCCountsAlsoWhereTheStarterHasSwitchedItOff) {
+  wchar_t self[MAX_PATH + 1] = {};
+  ::GetModuleFileNameW(/*module=*/nullptr, self, MAX_PATH);
+  const std::wstring child = joinPath(parentDirectory(self), L"ctrl_c_child.exe");
+  EXPECT_EQ(test::runToEnd(child, L"").exitCode, 0u);
 }
 
 TEST(ConsoleControl, EveryOtherEventIsLeftToTheSystem) {

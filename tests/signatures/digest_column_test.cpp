@@ -41,9 +41,7 @@ TEST_P(DigestColumnShapes, FindsEveryKeyWithTheRecordThatCameFirstAndNothingElse
     values.push_back(value);
     if (repeated && value % 3 == 0) values.push_back(value);
   }
-  const auto byKey = [spread = spread](uint32_t a, uint32_t b) {
-    return makeKey(a, spread) < makeKey(b, spread);
-  };
+  const auto byKey = [gap = spread](uint32_t a, uint32_t b) { return makeKey(a, gap) < makeKey(b, gap); };
   std::stable_sort(values.begin(), values.end(), byKey);
   if (shuffled) std::shuffle(values.begin(), values.end(), std::mt19937(7));
 

@@ -29,6 +29,22 @@ void* operator new(size_t bytes) {
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, size_t) noexcept { std::free(block); }
 
+// The other forms are by default made of the two above, but a sanitizer brings its own; blocks of one form
+// and the release of another then do not fit together.
+void* operator new(size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return ::operator new(bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+void* operator new[](size_t bytes) { return ::operator new(bytes); }
+void* operator new[](size_t bytes, const std::nothrow_t& no) noexcept { return ::operator new(bytes, no); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { ::operator delete(block); }
+void operator delete[](void* block) noexcept { ::operator delete(block); }
+void operator delete[](void* block, size_t) noexcept { ::operator delete(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { ::operator delete(block); }
+
 namespace korvel::test {
 
 AllocationMeter::AllocationMeter() {
