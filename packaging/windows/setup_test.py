@@ -353,7 +353,8 @@ class SetupTest(unittest.TestCase):
         self.long_only()
         self.install(OLD)
         # As its standard input a program holds a file so that nobody may rename or delete it.
-        self.machine.start("cmd", "/c", 'ping -n 600 127.0.0.1 < "C:\\Program Files\\Korvel\\korvelsig.exe"')
+        (self.drive / "hold.cmd").write_text('@ping -n 600 127.0.0.1 < "C:\\Program Files\\Korvel\\korvelsig.exe"\r\n', encoding="ascii")
+        self.machine.start("cmd", "/c", "C:\\hold.cmd")
         time.sleep(2)
         self.assert_refused(make_setup(CURRENT), "korvelsig.exe, win32=")
         self.assert_runs(OLD)
