@@ -22,6 +22,8 @@ KORVEL_PACKAGES=(
   locales                    # tests on a Russian Windows
   openssl                    # tests that need certificates
   nginx-light                # the server that download tests talk to
+  nsis                       # makes the setup program
+  osslsigncode               # signs it: the test of what docs/release.md describes
   chromium                   # looks at the pages that korvelctl writes
 )
 

@@ -8,9 +8,13 @@
 #include "config/data_paths.h"
 #include "e2e/machine.h"
 #include "e2e/service_test.h"
+#include "fw/fake/fake_firewall.h"
 #include "korvelctl/machine/event_log.h"
 #include "korvelctl/machine/folder_rights.h"
 #include "korvelctl/machine/service_manager.h"
+#include "remedy/hosts_block.h"
+#include "remedy/hosts_file.h"
+#include "remedy/quarantine_index.h"
 
 namespace korvel::test {
 namespace {
@@ -176,6 +180,193 @@ TEST_F(ControlService, TranslatesADriveLetterThatTheServiceCannotSee) {
   const json installed = document(L"install --path Q:\\KorvelService.exe --no-rights", 0);
   ::DefineDosDeviceW(DDD_REMOVE_DEFINITION, L"Q:", nullptr);
   EXPECT_EQ(stepOf(installed, "service")["program"], toUtf8(serviceExecutable()));
+}
+
+// --- what an installation and a removal change besides ---
+
+class ControlServiceExtras : public ControlService {
+ protected:
+  void SetUp() override {
+    ControlService::SetUp();
+    hosts_ = readFile(hostsFilePath());
+  }
+  void TearDown() override {
+    ControlService::TearDown();
+    writeFile(hostsFilePath(), hosts_);
+  }
+  static std::string settingsText() { return readFile(settingsPath()); }
+  static std::wstring path() {
+    std::wstring text(32'768, L'\0');
+    DWORD bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    EXPECT_EQ(::RegGetValueW(
+                  HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
+                  L"Path", RRF_RT_REG_EXPAND_SZ | RRF_RT_REG_SZ | RRF_NOEXPAND, nullptr, text.data(), &bytes),
+              ERROR_SUCCESS);
+    return std::wstring(text.c_str());
+  }
+  static bool hasStep(const json& document, const std::string& id) {
+    return std::any_of(document["steps"].begin(), document["steps"].end(),
+                       [&id](const json& step) { return step["step"] == id; });
+  }
+
+  std::string hosts_;
+};
+
+TEST_F(ControlServiceExtras, AnUpdateServerIsConfiguredWhereNoneIs) {
+  writeSettings("UpdateServer=\n");
+  const json installed = document(L"install --server http://127.0.0.1:8", 0);
+  EXPECT_EQ(stepOf(installed, "update_server")["written"], true);
+  EXPECT_NE(settingsText().find("\nUpdateServer=http://127.0.0.1:8\n"), std::string::npos);
+  EXPECT_NE(settingsText().find("\nLiveUpdates=0\n"), std::string::npos) << "the others stay";
+  document(L"start", 0);
+  EXPECT_EQ(status().signatureCount, 1u);
+}
+
+TEST_F(ControlServiceExtras, AnUpdateServerThatIsConfiguredStays) {
+  writeSettings("UpdateServer=http://127.0.0.1:9\n");
+  const std::string before = settingsText();
+  const json installed = document(L"install --server http://127.0.0.1:8", 0);
+  EXPECT_EQ(stepOf(installed, "update_server")["server"], "http://127.0.0.1:9");
+  EXPECT_EQ(settingsText(), before);
+}
+
+TEST_F(ControlServiceExtras, SettingsAreMadeForAnUpdateServer) {
+  wipeServiceData();
+  document(L"install --server https://updates.invalid", 0);
+  const std::string text = settingsText();
+  EXPECT_NE(text.find("\nUpdateServer=https://updates.invalid\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\nSignatureDb=" + toUtf8(parentDirectory(serviceExecutable())) +
+                      "\\data\\signatures.seed.txt\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("\nProtectionEnabled=1\n"), std::string::npos) << text;
+}
+
+TEST_F(ControlServiceExtras, AnUpdateServerIsRefusedWhileTheServiceRuns) {
+  writeSettings("UpdateServer=\n");
+  document(L"install", 0);
+  document(L"start", 0);
+  EXPECT_EQ(document(L"install --server http://127.0.0.1:8", 2)["error"]["kind"], "guard");
+  EXPECT_EQ(document(L"install --server nonsense", 64)["error"]["kind"], "usage");
+  document(L"stop --yes", 0);
+  EXPECT_EQ(settingsText().find("127.0.0.1:8"), std::string::npos);
+}
+
+TEST_F(ControlServiceExtras, SettingsThatTheServiceCannotReadAreLeftAlone) {
+  writeSettings("UpdateServer=\nScheduledHour=x\n");
+  const std::string before = settingsText();
+  const json installed = document(L"install --server http://127.0.0.1:8", 2);
+  EXPECT_EQ(installed["errors"][0]["item"], "update_server");
+  EXPECT_EQ(settingsText(), before);
+}
+
+TEST_F(ControlServiceExtras, TheProgramFolderEntersPathAndLeavesIt) {
+  const std::wstring before = path();
+  const std::wstring folder = parentDirectory(serviceExecutable());
+  document(L"install --add-to-path --dry-run", 0);
+  EXPECT_EQ(path(), before);
+  document(L"install --add-to-path", 0);
+  EXPECT_EQ(path(), before + L";" + folder);
+  EXPECT_EQ(stepOf(document(L"install --add-to-path", 0), "path")["changed"], false);
+  document(L"uninstall --dry-run", 0);
+  EXPECT_EQ(path(), before + L";" + folder);
+  EXPECT_EQ(stepOf(document(L"uninstall --yes", 0), "path")["changed"], true);
+  EXPECT_EQ(path(), before);
+}
+
+TEST_F(ControlServiceExtras, ARemovalTakesTheHostsBlockOut) {
+  const std::string own = "10.0.0.1 printer\n";
+  writeFile(hostsFilePath(), own);
+  std::string error;
+  ASSERT_TRUE(applyBlocklist({"bad.example"}, &error)) << error;
+  document(L"install", 0);
+  document(L"start", 0);
+  const std::string blocked = readFile(hostsFilePath());
+  EXPECT_EQ(stepOf(document(L"uninstall --dry-run", 0), "hosts")["entries"], 2);
+  EXPECT_EQ(readFile(hostsFilePath()), blocked);
+  EXPECT_EQ(stepOf(document(L"uninstall --yes", 0), "hosts")["entries"], 2);
+  EXPECT_EQ(readFile(hostsFilePath()).substr(0, own.size()), own);
+  EXPECT_FALSE(mentionsHostsBlock(readFile(hostsFilePath())));
+  EXPECT_FALSE(hasStep(document(L"uninstall --yes", 0), "hosts"));
+}
+
+TEST_F(ControlServiceExtras, ARemovalTakesTheFirewallRulesOut) {
+  const auto rule = [](const wchar_t* name) {
+    fwfake::Element element;
+    element.name = name;
+    element.application = L"C:\\a.exe";
+    return element;
+  };
+  fwfake::FakeFirewall firewall;
+  fwfake::State before;
+  before.profiles = {{1, -1}, {2, -1}, {4, -1}};
+  before.elements = {rule(L"other"), rule(L"KORVEL: a.exe (in)")};
+  firewall.set(before);
+  EXPECT_EQ(stepOf(document(L"uninstall --dry-run", 0), "firewall")["removed"], false);
+  EXPECT_EQ(firewall.state().elements.size(), 2u);
+  EXPECT_EQ(stepOf(document(L"uninstall --yes", 0), "firewall")["removed"], true);
+  ASSERT_EQ(firewall.state().elements.size(), 1u);
+  EXPECT_EQ(firewall.state().elements[0].name, L"other");
+}
+
+TEST_F(ControlServiceExtras, AFirewallThatCannotBeAskedDoesNotKeepTheServiceOnTheMachine) {
+  document(L"install", 0);
+  const json step = stepOf(document(L"uninstall --yes", 0), "firewall");
+  EXPECT_EQ(step["removed"], false);
+  EXPECT_NE(step["reason"], "");
+  EXPECT_EQ(state(), "not_installed");
+}
+
+TEST_F(ControlServiceExtras, APurgeRemovesTheDataAndTheCacheBesideThem) {
+  const std::wstring stray = dataDir() + L"scan.cache";
+  writeFile(stray, "x");
+  writeFile(dataDir() + L"\\Quarantine\\quarantine.db", "KORVELQUARANTINE/1\n");
+  document(L"install", 0);
+  EXPECT_EQ(stepOf(document(L"uninstall --purge --dry-run", 0), "cache")["path"], toUtf8(stray));
+  EXPECT_TRUE(pathExists(stray));
+  const json removed = document(L"uninstall --purge --yes", 0);
+  EXPECT_EQ(stepOf(removed, "data")["path"], "C:\\ProgramData\\KORVEL Antivirus");
+  EXPECT_FALSE(pathExists(L"C:\\ProgramData\\KORVEL Antivirus"));
+  EXPECT_FALSE(pathExists(stray));
+  EXPECT_EQ(document(L"uninstall --purge", 64)["error"]["kind"], "usage") << "asks first";
+}
+
+TEST_F(ControlServiceExtras, APurgeLeavesAQuarantineElsewhere) {
+  TempFolder elsewhere;
+  writeSettings("QuarantineDir=" + toUtf8(elsewhere.path()) + "\n");
+  elsewhere.write(L"1_stored", "x");
+  document(L"install", 0);
+  EXPECT_EQ(stepOf(document(L"uninstall --purge --yes", 0), "quarantine")["path"], toUtf8(elsewhere.path()));
+  EXPECT_TRUE(pathExists(elsewhere.at(L"1_stored")));
+}
+
+TEST_F(ControlServiceExtras, TheNamesInTheQuarantineAreListedWithoutTheService) {
+  const auto names = [](const std::wstring& arguments) {
+    const Finished run =
+        runToEnd(controlExecutable(), L"quarantine names --json --lang en " + arguments, 30'000);
+    EXPECT_EQ(run.exitCode, 0u) << run.output << run.errorOutput;
+    return json::parse(run.output);
+  };
+  wipeServiceData();
+  EXPECT_EQ(names(L"")["total"], 0);
+  std::vector<QuarantineRecord> records(3);
+  for (uint64_t i = 0; i < 3; ++i) {
+    records[i].id = i + 1;
+    records[i].time = 100 + i;
+    records[i].originalPath = L"C:\\Иван\\" + std::to_wstring(i) + L".exe";
+  }
+  writeFile(dataDir() + L"\\Quarantine\\quarantine.db", formatQuarantineIndex(records));
+  const json all = names(L"");
+  EXPECT_EQ(all["names"], (json{"C:\\Иван\\2.exe", "C:\\Иван\\1.exe", "C:\\Иван\\0.exe"}));
+  TempFolder folder;
+  const json some = names(L"--limit 1 -o " + folder.at(L"names.txt"));
+  EXPECT_EQ(some["names"].size(), 1u);
+  EXPECT_EQ(some["total"], 3);
+  const std::string bytes = readFile(folder.at(L"names.txt"));
+  const std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
+  EXPECT_EQ(text,
+            L"\xFEFF"
+            L"C:\\Иван\\2.exe\r\n… and 2 more\r\n");
 }
 
 TEST_F(ControlService, EndsTheProcessOfAServiceThatDoesNotStop) {

@@ -15,6 +15,7 @@ void addCommands(Command& root) {
   addCheckCommand(root);
   addSettingsFileCommands(root);
   addQuarantineFileCommands(root);
+  addQuarantineNamesCommand(root);
   addShieldCommands(root);
   addStopCommand(root);
   addServiceCommands(root);

@@ -18,6 +18,7 @@ void addCheckCommand(Command& root);
 void addShieldCommands(Command& root);
 void addSettingsFileCommands(Command& root);    ///< to the group "config"
 void addQuarantineFileCommands(Command& root);  ///< to the group "quarantine"
+void addQuarantineNamesCommand(Command& root);  ///< likewise
 /// To the group of the one above.
 void addFirewallFileCommands(Command& firewall);
 void addStopCommand(Command& root);

@@ -12,6 +12,8 @@
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/service_words.h"
 #include "korvelctl/commands/commands.h"
+#include "korvelctl/commands/service_extras.h"
+#include "korvelctl/commands/steps.h"
 #include "korvelctl/machine/drives.h"
 #include "korvelctl/machine/event_log.h"
 #include "korvelctl/machine/folder_rights.h"
@@ -19,8 +21,8 @@
 #include "korvelctl/machine/known_folders.h"
 #include "korvelctl/machine/privileges.h"
 #include "korvelctl/machine/service_manager.h"
+#include "korvelctl/machine/update_server.h"
 #include "korvelctl/machine/whole_path.h"
-#include "korvelctl/render/listing.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/service.h"
 
@@ -40,7 +42,10 @@ struct WaitOptions {
 
 struct InstallOptions {
   std::string program;
+  std::string server;
   bool noRights = false;
+  bool addToPath = false;
+  bool purge = false;
 };
 
 Failure managerFailure(const Context& context, uint32_t code) {
@@ -282,26 +287,6 @@ void tellForeign(Context& context, const std::vector<std::wstring>& foreign) {
                   "\n");
 }
 
-/// What an installation says about its steps: "Data folder  C:\...: closed".
-class Steps {
- public:
-  explicit Steps(Context& context) : context_(context) {}
-  void add(const Text& title, const char* id, const std::string& item, const std::string& outcome,
-           Json details) {
-    facts_.add(context_.say(title), item.empty() ? outcome : item + ": " + outcome);
-    Json step{{"step", id}};
-    step.update(details);
-    json_.push_back(std::move(step));
-  }
-  void print() { context_.print(facts_.text(context_.look())); }
-  const Json& json() const { return json_; }
-
- private:
-  Context& context_;
-  Facts facts_;
-  Json json_ = Json::array();
-};
-
 void closeFolders(Context& context, const std::vector<FolderPlan>& plans, const std::wstring& quarantine,
                   Steps& steps, std::vector<std::wstring>& foreign) {
   for (const FolderPlan& plan : plans) {
@@ -337,6 +322,14 @@ void registerSource(Context& context, Steps& steps) {
             Json::object());
 }
 
+/// A service that runs would write its own settings over those of the file.
+void requireStopped(const Context& context) {
+  const ScmState state = askManager(context).state;
+  if (state != ScmState::kStopped && state != ScmState::kNotInstalled)
+    throw Failure(ErrorKind::kGuard, context.say(words::kServerNeedsStop),
+                  context.say(words::kServerNeedsStopAdvice));
+}
+
 int install(const InstallOptions& options, Context& context) {
   const bool dryRun = context.global().dryRun;
   const std::wstring program = programToInstall(context, options);
@@ -348,6 +341,7 @@ int install(const InstallOptions& options, Context& context) {
                   context.say(words::kSharedFolderAdvice));
   }
   if (!dryRun && !isElevated()) throw managerFailure(context, ERROR_ACCESS_DENIED);
+  if (!options.server.empty()) requireStopped(context);
 
   Steps steps(context);
   std::vector<std::wstring> foreign;
@@ -364,6 +358,8 @@ int install(const InstallOptions& options, Context& context) {
                         {quoted}),
             {{"program", toUtf8(program)}, {"created", created}});
   registerSource(context, steps);
+  if (!options.server.empty()) setUpdateServer(context, options.server, folder, steps);
+  if (options.addToPath) addToPath(context, folder, steps);
 
   steps.print();
   tellForeign(context, foreign);
@@ -426,10 +422,11 @@ int uninstall(const WaitOptions& waits, const InstallOptions& options, Context& 
   const bool dryRun = context.global().dryRun;
   const ServiceFacts before = askManager(context);
   const bool installed = before.state != ScmState::kNotInstalled;
-  context.confirm(context.say(words::kUninstallQuestion));
+  context.confirm(context.say(options.purge ? words::kPurgeQuestion : words::kUninstallQuestion));
   if (!dryRun && !isElevated()) throw managerFailure(context, ERROR_ACCESS_DENIED);
 
   Steps steps(context);
+  removeFirewallRules(context, steps);
   Stopped stopped = Stopped::kBefore;
   if (installed && !dryRun) {
     try {
@@ -445,11 +442,13 @@ int uninstall(const WaitOptions& waits, const InstallOptions& options, Context& 
                         : dryRun   ? words::kWouldRemove
                                    : words::kRemoved),
             {{"was_installed", installed}, {"result", stoppedName(stopped)}});
+  // After the stop: a service that runs would put it back.
+  removeHostsBlock(context, steps);
   removeSource(context, steps);
-  if (!options.noRights) {
-    const std::wstring program = installed ? programOf(before.commandLine) : installedProgram();
-    releaseFolders(context, foldersOf(parentDirectory(program), installedFolders()), steps);
-  }
+  const std::wstring folder = parentDirectory(installed ? programOf(before.commandLine) : installedProgram());
+  removeFromPath(context, folder, steps);
+  if (options.purge) removeData(context, steps);
+  if (!options.noRights) releaseFolders(context, foldersOf(folder, installedFolders()), steps);
   steps.print();
   context.document("service", {{"action", "uninstall"}, {"done", !dryRun}, {"steps", steps.json()}});
   return context.exitCode(kExitDone);
@@ -482,7 +481,14 @@ void addServiceCommands(Command& root) {
   group
       .add("install", words::kInstallHelp, [options](Context& context) { return install(*options, context); })
       .text("--path", "FILE", options->program, words::kInstallPathHelp)
+      .text("--server", "URL", options->server, words::kServerHelp)
+      .flag("--add-to-path", options->addToPath, words::kAddToPathHelp)
       .flag("--no-rights", options->noRights, words::kNoRightsHelp)
+      .check([options](const GlobalOptions& global) {
+        if (!options->server.empty() && !isServerAddress(options->server))
+          throw Failure(ErrorKind::kUsage,
+                        filled(words::kNoServerAddress, global.language, {printable(options->server)}));
+      })
       .example("korvelctl service install", words::kInstallExample)
       .example("korvelctl service install --path \"D:\\Korvel\\KorvelService.exe\"",
                words::kInstallPathExample)
@@ -491,7 +497,8 @@ void addServiceCommands(Command& root) {
     return uninstall(*waits, *options, context);
   });
   addWaits(removing, *waits);
-  removing.flag("--no-rights", options->noRights, words::kNoRightsHelp)
+  removing.flag("--purge", options->purge, words::kPurgeHelp)
+      .flag("--no-rights", options->noRights, words::kNoRightsHelp)
       .example("korvelctl service uninstall --yes", words::kUninstallExample)
       .note(words::kUninstallNote);
 }

@@ -49,7 +49,8 @@ std::optional<std::vector<StoredFile>> storedFilesIn(const std::wstring& folder,
     StoredFile file;
     file.name = entry.cFileName;
     file.size = static_cast<uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
-    if (digests == Digests::kComputed && !isIndexFile(file.name)) file.sha256 = sha256Of(joinPath(folder, file.name));
+    if (digests == Digests::kComputed && !isIndexFile(file.name))
+      file.sha256 = sha256Of(joinPath(folder, file.name));
     files.push_back(std::move(file));
   } while (::FindNextFileW(find.get(), &entry));
   if (::GetLastError() != ERROR_NO_MORE_FILES) return std::nullopt;

@@ -57,17 +57,24 @@ constexpr Text kInstallNote{
     "Служба не запускается."};
 constexpr Text kInstallPathHelp{"The service's program (the one beside korvelctl.exe)",
                                 "Программа службы (та, что лежит рядом с korvelctl.exe)"};
+constexpr Text kServerHelp{"The update server to configure when none is",
+                           "Сервер обновлений, если ни один не настроен"};
+constexpr Text kAddToPathHelp{"Add the program's folder to PATH", "Добавить каталог программы в PATH"};
+constexpr Text kPurgeHelp{"Delete settings, log and quarantine as well",
+                          "Удалить также параметры, журнал и карантин"};
 constexpr Text kNoRightsHelp{"Leave all access lists as they are", "Не менять права доступа"};
 constexpr Text kUninstallHelp{"Stop the service, remove its registration and its rights",
                               "Остановить службу, удалить её регистрацию и права"};
 constexpr Text kUninstallExample{"From a script, without a question", "Из сценария, без вопроса"};
 constexpr Text kUninstallNote{
-    "Files, settings, log and quarantine stay. The program's folder and the data folder get the rights that "
-    "their parent "
-    "folders pass on; a quarantine that is not empty stays closed.",
-    "Файлы, параметры, журнал и карантин остаются. Каталоги программы и данных получают права своих "
-    "родительских "
-    "каталогов; непустой карантин остаётся закрытым."};
+    "The block of the web shield in the hosts file, the firewall rules of the service and its entry in PATH "
+    "go, "
+    "too. Files, settings, log and quarantine stay, the latter three unless --purge is given. The program's "
+    "folder and the data folder get the rights that their parent folders pass on; a quarantine that is not "
+    "empty stays closed.",
+    "Удаляются также блок веб-защиты в файле hosts, правила службы в брандмауэре и её запись в PATH. Файлы, "
+    "параметры, журнал и карантин остаются, последние три — если не указан --purge. Каталоги программы и "
+    "данных получают права своих родительских каталогов; непустой карантин остаётся закрытым."};
 
 // State
 constexpr Text kState{"State", "Состояние"};
@@ -107,6 +114,9 @@ constexpr Text kRepairHint{"repair it as an administrator: korvelctl service ins
 constexpr Text kStopQuestionService{"Stop the protection service?", "Остановить службу защиты?"};
 constexpr Text kUninstallQuestion{"Stop the protection service and remove its registration?",
                                   "Остановить службу защиты и удалить её регистрацию?"};
+constexpr Text kPurgeQuestion{
+    "Remove the protection service with its settings, its log and everything in the quarantine?",
+    "Удалить службу защиты вместе с параметрами, журналом и всем содержимым карантина?"};
 constexpr Text kStarted{"the service runs, process {0}", "служба работает, процесс {0}"};
 constexpr Text kAlreadyRuns{"the service runs already, process {0}", "служба уже работает, процесс {0}"};
 constexpr Text kStopped{"the service has stopped", "служба остановлена"};
@@ -142,6 +152,27 @@ constexpr Text kSourceRemoved{"source '{0}' removed", "источник «{0}» 
 constexpr Text kWouldRegisterSource{"source '{0}' would be registered",
                                     "источник «{0}» был бы зарегистрирован"};
 constexpr Text kWouldRemoveSource{"source '{0}' would be removed", "источник «{0}» был бы удалён"};
+constexpr Text kUpdateServer{"Update server", "Сервер обновлений"};
+constexpr Text kServerWritten{"{0} configured", "задан {0}"};
+constexpr Text kServerWouldBeWritten{"{0} would be configured", "был бы задан {0}"};
+constexpr Text kServerStays{"{0} stays", "остаётся {0}"};
+constexpr Text kSearchPath{"PATH", "PATH"};
+constexpr Text kPathGrown{"has the program folder now; new prompts know it",
+                          "каталог программы добавлен, новые окна его увидят"};
+constexpr Text kPathHasIt{"has the program folder already", "каталог программы там уже есть"};
+constexpr Text kPathWouldGrow{"would get the program folder", "каталог программы был бы добавлен"};
+constexpr Text kPathShrunk{"program folder removed", "каталог программы убран"};
+constexpr Text kPathWouldShrink{"program folder would be removed", "каталог программы был бы убран"};
+constexpr Text kFirewallRules{"Firewall rules", "Правила брандмауэра"};
+constexpr Text kHostsBlock{"Block in the hosts file", "Блок в файле hosts"};
+constexpr Text kAreRemoved{"removed", "удалены"};
+constexpr Text kWouldBeRemoved{"would be removed", "были бы удалены"};
+constexpr Text kBlockRemoved{"removed", "удалён"};
+constexpr Text kBlockWouldGo{"would be removed", "был бы удалён"};
+constexpr Text kFirewallNotAsked{"could not be looked at: {0}", "посмотреть не удалось: {0}"};
+constexpr Text kScanCache{"Scan cache", "Кэш проверки"};
+constexpr Text kDeleted{"deleted", "удалено"};
+constexpr Text kWouldDelete{"would be deleted", "было бы удалено"};
 constexpr Text kForeignFiles{
     "Somebody who is no administrator had made these; look at them before the service starts:",
     "Созданы не администратором; посмотрите на них до запуска службы:"};
@@ -184,6 +215,22 @@ constexpr Text kIsALink{"is a link or has a second name, and was left alone",
 constexpr Text kIsALinkAdvice{"nothing of the service makes links there: delete it, then install again",
                               "служба ссылок там не создаёт: удалите и повторите установку"};
 constexpr Text kSourceFailed{"the source could not be registered", "источник зарегистрировать не удалось"};
+constexpr Text kNoServerAddress{"'{0}' is no address like https://updates.example.com",
+                                "«{0}» — не адрес вида https://updates.example.com"};
+constexpr Text kServerNeedsStop{"the service runs, and would write its own settings over the update server",
+                                "служба работает и затёрла бы сервер обновлений своими параметрами"};
+constexpr Text kServerNeedsStopAdvice{"stop it first: korvelctl service stop",
+                                      "сначала остановите её: korvelctl service stop"};
+constexpr Text kServerUnreadable{"settings.ini cannot be read; the update server was not written",
+                                 "settings.ini не читается, сервер обновлений не записан"};
+constexpr Text kServerUnreadableAdvice{"korvelctl config lint shows why",
+                                       "причину покажет korvelctl config lint"};
+constexpr Text kServerNotWritten{"the update server could not be written into settings.ini",
+                                 "записать сервер обновлений в settings.ini не удалось"};
+constexpr Text kPathFailed{"PATH could not be changed", "изменить PATH не удалось"};
+constexpr Text kHostsFailed{"the block in the hosts file could not be removed: {0}",
+                            "удалить блок из файла hosts не удалось: {0}"};
+constexpr Text kNotDeleted{"could not be deleted", "удалить не удалось"};
 constexpr Text kUnknownDataFolder{"the system does not know the folder ProgramData",
                                   "система не знает каталога ProgramData"};
 
