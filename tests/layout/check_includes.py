@@ -2,10 +2,10 @@
 """Checks the tree against the plan of its rooms. Prints every violation and exits 1, or one line and 0.
 
 The plan is the table "room | duty | may include" in docs/architecture.md. It is written nowhere else. A room is a
-folder of src/; each program of tools/ has a row too. The rules:
+folder of src/; each program and each library of tools/ has a row too. The rules:
 
   1. The plan has a row for each such folder and no other, it has no cycle, and no row allows what stands above all
-     rooms: service and the programs of tools/.
+     rooms: service and the programs of tools/. The libraries of tools/ stand below its programs and above src/.
   2. A room includes only itself and what its row allows, and it uses each allowance.
   3. The CMakeLists.txt of a room names the same rooms as the row: under DEPENDS, or in the link lines of a program.
   4. No files include each other in a circle. A header and its sources count as one file here.
@@ -21,6 +21,9 @@ import sys
 
 PLAN_PAGE = "docs/architecture.md"
 PLAN_HEAD = ["room", "duty", "may include"]
+
+# Folders of tools/ that hold a library and no program.
+TOOL_LIBRARIES = {"tools/protokit"}
 
 # Folders of tests/ that belong to no room: the tests of the programs in tools/, tests of the whole, and what tests share.
 OTHER_TEST_FOLDERS = {"tools", "behaviour", "e2e", "faults", "fuzz", "layout", "support"}
@@ -104,7 +107,8 @@ def check_plan(plan, rooms):
         yield f"{PLAN_PAGE}: {room} has a row, but there is no folder {folder_of(room)} with sources"
     for room, allowed in plan.items():
         for other in allowed:
-            if other == "service" or other.startswith("tools/"):
+            shared = other in TOOL_LIBRARIES and room.startswith("tools/")
+            if other == "service" or (other.startswith("tools/") and not shared):
                 yield f"{PLAN_PAGE}: {room} may not include {other}, which stands above all rooms"
             elif other not in plan:
                 yield f"{PLAN_PAGE}: {room} may include {other}, which has no row"
@@ -167,7 +171,7 @@ def room_calls(cmake_text):
 def linked_rooms(cmake_text, plan):
     """The rooms that the programs and libraries of a CMakeLists.txt link."""
     words = " ".join(re.findall(r"target_link_libraries\(([^)]*)\)", without_comments(cmake_text))).split()
-    return [room for room in plan if f"korvel_{room}" in words]
+    return [room for room in plan if f"korvel_{room.removeprefix('tools/')}" in words]
 
 
 def check_links(plan, cmake_lists):
@@ -178,7 +182,7 @@ def check_links(plan, cmake_lists):
             yield f"{where}: does not exist"
             continue
         if room.startswith("tools/"):
-            depends = linked_rooms(cmake_lists[room], plan)
+            depends = [other for other in linked_rooms(cmake_lists[room], plan) if other != room]
         else:
             calls = list(room_calls(cmake_lists[room]))
             if [name for name, _ in calls] != [room]:

@@ -252,6 +252,7 @@ std::vector<OptionSpec> globalOptionSpecs(GlobalOptions& global, GlobalTexts& te
       .flag("-v,--verbose", global.verbose, words::kVerboseHelp)
       .number("--timeout", "SECONDS", global.timeoutSeconds, words::kTimeoutHelp, 0, kLongestTimeoutSeconds)
       .text("--pipe", "NAME", global.pipe, words::kPipeHelp)
+      .text("--trace", "FILE", global.trace, words::kTraceHelp)
       .flag("--yes", global.yes, words::kYesHelp)
       .flag("--dry-run", global.dryRun, words::kDryRunHelp)
       .flag("-h,--help", help, words::kHelpHelp)

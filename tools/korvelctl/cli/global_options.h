@@ -26,6 +26,7 @@ struct GlobalOptions {
   bool dryRun = false;           ///< change nothing, say what would change
   uint64_t timeoutSeconds = 10;  ///< for getting a connection
   std::string pipe;              ///< name of the pipe; empty = the service's own
+  std::string trace;             ///< file for every exchange; empty = none
 
   bool documents() const { return mode == OutputMode::kJson || mode == OutputMode::kNdjson; }
 };

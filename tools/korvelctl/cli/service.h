@@ -7,6 +7,7 @@
 
 #include "korvelctl/cli/failure.h"
 #include "korvelctl/cli/text.h"
+#include "protocol/frame.h"
 #include "protocol/messages.h"
 
 namespace korvel::ctl {
@@ -20,6 +21,10 @@ class Service {
   /// text when it replies with an error, kTimeout, kProtocol when the reply is none, and kLost when the
   /// connection broke after it was made.
   virtual std::string ask(ipc::Opcode opcode, const std::string& request = {}) = 0;
+
+  /// The whole reply, also a refusal or one with another opcode; for those who look at bytes. Throws Failure
+  /// as ask() does, but for kRefused and kProtocol where the reply is a frame.
+  virtual ipc::Frame exchange(const ipc::Frame& request) = 0;
 
   /// Ends the connection, so that another client gets its turn.
   virtual void letGo() = 0;

@@ -22,6 +22,7 @@ void addCommands(Command& root) {
   addLogCommands(root);
   addDoctorCommand(root);
   addSelftestCommand(root);
+  addRawCommand(root);
   addCompletionCommand(root);
 }
 

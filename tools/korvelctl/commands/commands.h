@@ -26,6 +26,7 @@ void addServiceCommands(Command& root);
 void addLogCommands(Command& root);
 void addDoctorCommand(Command& root);
 void addSelftestCommand(Command& root);
+void addRawCommand(Command& root);
 void addCompletionCommand(Command& root);
 
 /// All of them, in the order of the help.

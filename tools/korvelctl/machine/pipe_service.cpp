@@ -3,6 +3,8 @@
 #include "base/utf.h"
 #include "korvelctl/cli/words/connection_words.h"
 #include "korvelctl/machine/service_state.h"
+#include "korvelctl/machine/whole_path.h"
+#include "korvelctl/render/printable.h"
 
 namespace korvel::ctl {
 namespace {
@@ -27,6 +29,22 @@ std::wstring fullPipeName(const std::string& name) {
 DWORD limitOf(Opcode opcode) {
   const bool firewall = opcode >= Opcode::kFirewallStatus && opcode <= Opcode::kFirewallRemoveRules;
   return firewall ? kFirewallExchangeMs : kExchangeMs;
+}
+
+/// How a trace names the end of an exchange.
+const char* nameOf(ExchangeResult result) {
+  switch (result) {
+    case ExchangeResult::kOk:
+      return "ok";
+    case ExchangeResult::kTooLarge:
+      return "too_large";
+    case ExchangeResult::kTimeout:
+      return "timeout";
+    case ExchangeResult::kMalformed:
+      return "malformed";
+    default:
+      return "closed";
+  }
 }
 
 struct KnownRefusal {
@@ -102,16 +120,30 @@ void PipeService::cannotConnect(ExchangeResult result, DWORD code) const {
   throw failed(ErrorKind::kUnreachable, words::kServiceUnreachable, words::kServiceUnreachableAdvice);
 }
 
-std::string PipeService::ask(Opcode opcode, const std::string& request) {
+/// Before the first request, so that no request is sent whose trace cannot be written.
+void PipeService::openTrace() {
+  if (traceOpened_ || global_.trace.empty()) return;
+  traceOpened_ = true;
+  if (trace_.open(wholePath(global_.trace, global_.language))) return;
+  throw Failure(ErrorKind::kIo, filled(words::kTraceUnwritable, global_.language, {printable(global_.trace)}),
+                {}, ::GetLastError());
+}
+
+ipc::Frame PipeService::exchange(const ipc::Frame& request) {
+  openTrace();
   if (!connection_.isOpen()) connect();
-  const uint32_t number = static_cast<uint32_t>(opcode);
-  const std::string name = std::to_string(number);
+  const Opcode opcode = static_cast<Opcode>(request.opcode);
+  const std::string name = std::to_string(request.opcode);
   const Language language = global_.language;
   ipc::Frame reply;
   ipc::ServiceConnection::Error error;
-  switch (connection_.exchange({number, request}, &reply, limitOf(opcode), &error)) {
+  const ULONGLONG asked = ::GetTickCount64();
+  const ExchangeResult result = connection_.exchange(request, &reply, limitOf(opcode), &error);
+  trace_.add(request, result == ExchangeResult::kOk ? &reply : nullptr, nameOf(result),
+             ::GetTickCount64() - asked);
+  switch (result) {
     case ExchangeResult::kOk:
-      break;
+      return reply;
     case ExchangeResult::kTooLarge:
       throw Failure(ErrorKind::kUsage, words::kRequestTooLarge.in(language));
     case ExchangeResult::kTimeout:
@@ -125,6 +157,13 @@ std::string PipeService::ask(Opcode opcode, const std::string& request) {
                                                   : filled(words::kConnectionLost, language, {name}),
                     {}, error.code);
   }
+}
+
+std::string PipeService::ask(Opcode opcode, const std::string& request) {
+  const uint32_t number = static_cast<uint32_t>(opcode);
+  const std::string name = std::to_string(number);
+  const Language language = global_.language;
+  ipc::Frame reply = exchange({number, request});
   if (reply.opcode == ipc::kErrorOpcode) {
     const auto text = ipc::decodeText(reply.payload);
     if (!text && !reply.payload.empty())

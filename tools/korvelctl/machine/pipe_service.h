@@ -6,6 +6,7 @@
 #include "client/service_connection.h"
 #include "korvelctl/cli/context.h"
 #include "korvelctl/cli/service.h"
+#include "korvelctl/machine/trace_file.h"
 
 namespace korvel::ctl {
 
@@ -15,6 +16,7 @@ class PipeService : public Service {
   PipeService(const GlobalOptions& global, Output& err);
 
   std::string ask(ipc::Opcode opcode, const std::string& request = {}) override;
+  ipc::Frame exchange(const ipc::Frame& request) override;
   void letGo() override;
   void breathe() override;
   void setPatience(uint64_t seconds) override { global_.timeoutSeconds = seconds; }
@@ -22,12 +24,15 @@ class PipeService : public Service {
 
  private:
   void connect();
+  void openTrace();
   [[noreturn]] void cannotConnect(ipc::ExchangeResult result, DWORD code) const;
 
   GlobalOptions global_;
   const std::wstring pipeName_;
   Output& err_;
   ipc::ServiceConnection connection_;
+  TraceFile trace_;
+  bool traceOpened_ = false;
   ULONGLONG heldSinceMs_ = 0;
 };
 

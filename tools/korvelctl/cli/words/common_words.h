@@ -46,6 +46,8 @@ constexpr Text kVerboseHelp{"Progress also without a terminal", "Ход выпо
 constexpr Text kTimeoutHelp{"Seconds to wait for a connection (10)", "Сколько секунд ждать соединения (10)"};
 constexpr Text kPipeHelp{"Another pipe than the service's own, for tests",
                          "Другой канал вместо канала службы, для испытаний"};
+constexpr Text kTraceHelp{"Write every exchange with the service to this file",
+                          "Записать каждый обмен со службой в этот файл"};
 constexpr Text kYesHelp{"Answer yes to every question", "Отвечать «да» на все вопросы"};
 constexpr Text kDryRunHelp{"Change nothing, say what would change",
                            "Ничего не менять, только сказать, что изменится"};

@@ -5,6 +5,8 @@
 
 namespace korvel::ctl::words {
 
+constexpr Text kTraceUnwritable{"cannot write {0}", "не удалось записать {0}"};
+
 constexpr Text kNotInstalled{"the service is not installed", "служба не установлена"};
 constexpr Text kNotInstalledAdvice{"install it: korvelctl service install",
                                    "установите её: korvelctl service install"};
