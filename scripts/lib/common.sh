@@ -49,6 +49,17 @@ build() {
   ((status == 0)) || die "the $1 build failed"
 }
 
+# drop_stale_build DIR: removes a build folder that was configured in another place, as in a checkout that was copied or
+# moved: CMake would refuse it.
+drop_stale_build() {
+  local cache=$1/CMakeCache.txt place
+  [[ -f $cache ]] || return 0
+  place=$(sed -n 's/^CMAKE_CACHEFILE_DIR:INTERNAL=//p' "$cache")
+  if [[ $place -ef $1 ]]; then return 0; fi
+  say "$1 was configured as $place: building it anew"
+  rm -rf "$1"
+}
+
 build_locked() {
   local preset=$1
   shift
@@ -57,6 +68,7 @@ build_locked() {
   cd "$KORVEL_ROOT" &&
     exec 8>"$KORVEL_BUILD/$preset.lock" &&
     flock 8 &&
+    drop_stale_build "$KORVEL_BUILD/$preset" &&
     quietly "$KORVEL_LOGS/configure-$preset.log" cmake --preset "$preset" 8>&- &&
     quietly "$KORVEL_LOGS/build-$preset.log" cmake --build "build/$preset" "${targets[@]}" 8>&-
 }

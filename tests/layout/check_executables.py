@@ -26,6 +26,8 @@ FLAGS = {
     "IMAGE_DLLCHARACTERISTICS_NX_COMPAT": 0x100,
 }
 RELOCATIONS_STRIPPED, LARGE_ADDRESSES = 0x1, 0x20
+# The programs are copied and started by hand and by scripts, so they stay small.
+MOST_BYTES = 4 * 1024 * 1024
 EXECUTE, WRITE = 0x20000000, 0x80000000
 MANIFEST, ICON_GROUP = 24, 14
 ASM3 = "{urn:schemas-microsoft-com:asm.v3}"
@@ -81,6 +83,8 @@ def version_problems(image, name, version):
 
 def problems(path, name, version):
     image = pefile.PE(str(path))
+    if path.stat().st_size >= MOST_BYTES:
+        yield f"has {path.stat().st_size} bytes, {MOST_BYTES} or more"
     header, optional = image.FILE_HEADER, image.OPTIONAL_HEADER
     for flag, bit in FLAGS.items():
         if not optional.DllCharacteristics & bit:
