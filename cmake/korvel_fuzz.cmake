@@ -2,9 +2,10 @@
 #
 # In the fuzz build it is a libFuzzer program. In every other native build it becomes <name>_replay, which runs
 # the target once over every file it is given, so that the ordinary tests replay the corpus under the
-# sanitizers without the fuzzer, and <name>_starved, which does so with each allocation failing in turn.
+# sanitizers without the fuzzer, and <name>_starved, which does so with each allocation failing in turn; not with
+# NOT_STARVED.
 function(korvel_fuzz_target name)
-  cmake_parse_arguments(ARG "" "" "ROOMS" ${ARGN})
+  cmake_parse_arguments(ARG "NOT_STARVED" "" "ROOMS" ${ARGN})
   if(WIN32)
     return()
   endif()
@@ -15,17 +16,20 @@ function(korvel_fuzz_target name)
     set_property(GLOBAL APPEND PROPERTY KORVEL_FUZZ_TARGETS ${target})
   else()
     set(support ${CMAKE_SOURCE_DIR}/tests/support)
-    set(target ${name}_replay ${name}_starved)
+    set(target ${name}_replay)
     add_library(${name}_target OBJECT ${name}_fuzz.cpp)
     target_include_directories(${name}_target PRIVATE ${CMAKE_SOURCE_DIR}/tests)
     add_executable(${name}_replay $<TARGET_OBJECTS:${name}_target> ${support}/replay_main.cpp)
-    if(NOT TARGET korvel_starving)
+    if(NOT ARG_NOT_STARVED AND NOT TARGET korvel_starving)
       add_library(korvel_starving OBJECT ${support}/starve_main.cpp ${support}/allocation_meter.cpp
         ${support}/fault_sweep.cpp)
       target_include_directories(korvel_starving PRIVATE ${CMAKE_SOURCE_DIR}/tests)
       target_link_libraries(korvel_starving PRIVATE korvel_flags)
     endif()
-    add_executable(${name}_starved $<TARGET_OBJECTS:${name}_target> $<TARGET_OBJECTS:korvel_starving>)
+    if(NOT ARG_NOT_STARVED)
+      add_executable(${name}_starved $<TARGET_OBJECTS:${name}_target> $<TARGET_OBJECTS:korvel_starving>)
+      list(APPEND target ${name}_starved)
+    endif()
     foreach(room ${ARG_ROOMS})
       target_link_libraries(${name}_target PRIVATE korvel_${room})
     endforeach()

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <exception>
 #include <map>
 #include <optional>
+#include <stdexcept>
 
 #include "base/text.h"
 #include "config/settings_text.h"
@@ -112,7 +112,7 @@ std::optional<std::string> readBySettings(const SettingKey& setting, std::string
   SettingsFields settings;
   try {
     parseSettingsText(std::string(setting.key) + "=" + std::string(value), settings);
-  } catch (const std::exception&) {
+  } catch (const std::logic_error&) {  // what the reader throws of a number
     return std::nullopt;
   }
   return settingValueText(settings, setting.field);
