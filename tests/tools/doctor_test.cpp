@@ -55,7 +55,9 @@ void expectLine(const DoctorFacts& facts, const std::string& id, DiagnosisState 
   EXPECT_STREQ(diagnosisStateName(line.state), diagnosisStateName(state)) << id << ": " << line.message;
   EXPECT_NE(line.message.find(part), std::string::npos) << line.message;
   const bool wrong = state == DiagnosisState::kWarning || state == DiagnosisState::kFailure;
-  if (wrong) EXPECT_NE(line.nextStep, "") << id << " says what is wrong and not what to do";
+  if (wrong) {
+    EXPECT_NE(line.nextStep, "") << id << " says what is wrong and not what to do";
+  }
 }
 
 TEST(Doctor, AHealthyInstallationIsOkInEveryLine) {

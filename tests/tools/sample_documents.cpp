@@ -232,8 +232,8 @@ CheckDocument explainedCheck() {
 
 QuarantineCheck troubledQuarantine() {
   const std::wstring folder = L"C:\\ProgramData\\KORVEL Antivirus\\Quarantine";
-  const auto record = [&folder](uint64_t id, const wchar_t* original, const wchar_t* stored, const char* name,
-                                Severity severity, uint64_t size) {
+  const auto recordOf = [&folder](uint64_t id, const wchar_t* original, const wchar_t* stored,
+                                  const char* name, Severity severity, uint64_t size) {
     QuarantineRecord record;
     record.id = id;
     record.originalPath = original;
@@ -248,9 +248,9 @@ QuarantineCheck troubledQuarantine() {
     return record;
   };
   return checkQuarantine(
-      {record(1'763'698'260'114, L"C:\\Users\\Anna\\Downloads\\eicar.com", L"a", "EICAR-Test-File", 3, 68),
-       record(1'763'011'005'201, L"D:\\inbox\\conti.exe", L"b", "Win.Ransom.Conti", 4, 200'704),
-       record(1'763'011'005'201, L"D:\\inbox\\a much longer name of a file.exe", L"c", "Heuristic", 3, 4)},
+      {recordOf(1'763'698'260'114, L"C:\\Users\\Anna\\Downloads\\eicar.com", L"a", "EICAR-Test-File", 3, 68),
+       recordOf(1'763'011'005'201, L"D:\\inbox\\conti.exe", L"b", "Win.Ransom.Conti", 4, 200'704),
+       recordOf(1'763'011'005'201, L"D:\\inbox\\a much longer name of a file.exe", L"c", "Heuristic", 3, 4)},
       folder,
       std::vector<StoredFile>{{L"a", 68, "ab"}, {L"c", 4, "cd"}, {L"1763000000_00_lost.exe", 999, {}}},
       IndexState::kDamaged);

@@ -37,7 +37,7 @@ struct FrameCase {
   std::string name;
   std::string bytes;
   Json pieces = nullptr;
-  std::string error;  ///< empty for a frame that is accepted
+  std::string error = {};  ///< empty for a frame that is accepted
 };
 std::vector<FrameCase> frameCases();
 
