@@ -39,6 +39,9 @@ on_russian_windows() (
   alone "$@"
 )
 RUSSIAN_TESTS='RussianWindows.*' # likewise
+# Those of korvelctl take as long as all others together, mostly waiting.
+CLIENT_TESTS=Connection.*:Control*:EventTexts.*:Help.*:JsonMatrix.*:ScanCommand.*:SettingsCommand.*:StoredFiles.*
+CLIENT_TESTS+=:ThreatsCommand.*:WatchCommand.*
 
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
 make_test_prefix() {
@@ -68,7 +71,8 @@ windows_test() {
   case $name in
     e2e.clock) surroundings=with_own_clock tests=$CLOCK_TESTS ;;
     e2e.russian) surroundings=on_russian_windows tests=$RUSSIAN_TESTS ;;
-    e2e.*) surroundings=with_update_server ;;
+    e2e.client) surroundings=with_update_server tests=$CLIENT_TESTS ;;
+    e2e.*) surroundings=with_update_server tests+=:$CLIENT_TESTS ;;
     windows.net_tests | windows.hosts_tests) surroundings=with_web_servers ;;
   esac
   make_test_prefix "$prefix" "${@:2}"
