@@ -34,7 +34,8 @@ ASM3 = "{urn:schemas-microsoft-com:asm.v3}"
 LONG_PATHS = "{http://schemas.microsoft.com/SMI/2016/WindowsSettings}longPathAware"
 COMPATIBILITY = "{urn:schemas-microsoft-com:compatibility.v1}"
 WINDOWS_10 = "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"
-BUILD_PATHS = re.compile(rb"(?:/home/|/root/|/work/|/tmp/|/build/)[\w./-]{3,}")
+TREE = str(pathlib.Path(__file__).resolve().parents[2]).encode()
+BUILD_PATHS = re.compile(rb"(?:/home/|/root/|/tmp/|/build/|" + re.escape(TREE) + rb"/)[\w./-]{3,}")
 
 
 def resource(image, kind):
