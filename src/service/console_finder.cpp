@@ -5,7 +5,7 @@
 namespace korvel::svc {
 namespace {
 
-bool goesSomewhere(HANDLE output) {
+bool leadsSomewhere(HANDLE output) {
   const DWORD type = ::GetFileType(output);
   DWORD mode = 0;
   return type == FILE_TYPE_DISK || type == FILE_TYPE_PIPE || ::GetConsoleMode(output, &mode);
@@ -16,8 +16,8 @@ bool goesSomewhere(HANDLE output) {
 const ConsoleCalls& ConsoleCalls::windows() {
   static const ConsoleCalls calls{
       .output = [] { return ::GetStdHandle(STD_OUTPUT_HANDLE); },
-      .setOutput = [](HANDLE output) { (void)::SetStdHandle(STD_OUTPUT_HANDLE, output); },
-      .goesSomewhere = korvel::svc::goesSomewhere,
+      .setOutput = [](HANDLE handle) { (void)::SetStdHandle(STD_OUTPUT_HANDLE, handle); },
+      .goesSomewhere = leadsSomewhere,
       .attachToParent = [] { return ::AttachConsole(ATTACH_PARENT_PROCESS) != FALSE; },
       .hasWindow = [] { return ::GetConsoleWindow() != nullptr; },
       .allocate = [] { (void)::AllocConsole(); }};

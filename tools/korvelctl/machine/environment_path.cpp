@@ -30,7 +30,8 @@ struct Variable {
 DWORD read(HKEY key, Variable& variable) {
   for (;;) {
     DWORD bytes = 0;
-    DWORD result = ::RegQueryValueExW(key, kValueName, /*reserved=*/nullptr, &variable.type, nullptr, &bytes);
+    DWORD result = static_cast<DWORD>(
+        ::RegQueryValueExW(key, kValueName, /*reserved=*/nullptr, &variable.type, nullptr, &bytes));
     if (result == ERROR_FILE_NOT_FOUND) {
       variable = {};
       return ERROR_SUCCESS;
@@ -39,8 +40,8 @@ DWORD read(HKEY key, Variable& variable) {
     if (variable.type != REG_SZ && variable.type != REG_EXPAND_SZ) return ERROR_INVALID_DATATYPE;
     std::vector<wchar_t> text(bytes / sizeof(wchar_t) + 1);
     bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
-    result = ::RegQueryValueExW(key, kValueName, /*reserved=*/nullptr, &variable.type,
-                                reinterpret_cast<BYTE*>(text.data()), &bytes);
+    result = static_cast<DWORD>(::RegQueryValueExW(key, kValueName, /*reserved=*/nullptr, &variable.type,
+                                                   reinterpret_cast<BYTE*>(text.data()), &bytes));
     if (result == ERROR_MORE_DATA) continue;  // it has grown meanwhile
     if (result != ERROR_SUCCESS) return result;
     variable.text.assign(text.data(), bytes / sizeof(wchar_t));
@@ -50,9 +51,9 @@ DWORD read(HKEY key, Variable& variable) {
 }
 
 DWORD write(HKEY key, const Variable& variable) {
-  return ::RegSetValueExW(key, kValueName, /*reserved=*/0, variable.type,
-                          reinterpret_cast<const BYTE*>(variable.text.c_str()),
-                          static_cast<DWORD>((variable.text.size() + 1) * sizeof(wchar_t)));
+  return static_cast<DWORD>(::RegSetValueExW(
+      key, kValueName, /*reserved=*/0, variable.type, reinterpret_cast<const BYTE*>(variable.text.c_str()),
+      static_cast<DWORD>((variable.text.size() + 1) * sizeof(wchar_t))));
 }
 
 /// The shell then gives the new variable to the programs that it starts.
@@ -68,8 +69,8 @@ uint32_t edit(Edit edited, const std::wstring& folder, PathChange change, bool* 
   *changed = false;
   const bool makes = change == PathChange::kMade;
   HKEY opened = nullptr;
-  DWORD result =
-      ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kEnvironmentKey, /*options=*/0, KEY_QUERY_VALUE, &opened);
+  DWORD result = static_cast<DWORD>(
+      ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kEnvironmentKey, /*options=*/0, KEY_QUERY_VALUE, &opened));
   if (result != ERROR_SUCCESS) return result;
   const UniqueRegistryKey looking(opened);
   Variable variable;
@@ -78,7 +79,8 @@ uint32_t edit(Edit edited, const std::wstring& folder, PathChange change, bool* 
   if (text == variable.text) return ERROR_SUCCESS;
   if (makes) {
     variable.text = std::move(text);
-    result = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kEnvironmentKey, /*options=*/0, KEY_SET_VALUE, &opened);
+    result = static_cast<DWORD>(
+        ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kEnvironmentKey, /*options=*/0, KEY_SET_VALUE, &opened));
     if (result != ERROR_SUCCESS) return result;
     const UniqueRegistryKey writing(opened);
     if (result = write(writing.get(), variable); result != ERROR_SUCCESS) return result;
