@@ -74,10 +74,9 @@ class Lanes {
     size_t count = SIZE_MAX;
     const uint8_t* anyBlocks = nullptr;
     for (size_t lane = 0; lane < kernel_.lanes; ++lane) {
-      if (used_[lane] && running_[lane].blocks < count) count = running_[lane].blocks;
-    }
-    for (size_t lane = 0; lane < kernel_.lanes; ++lane) {
-      if (used_[lane]) anyBlocks = running_[lane].next;
+      if (!used_[lane]) continue;
+      count = std::min(count, running_[lane].blocks);
+      anyBlocks = running_[lane].next;
     }
     std::array<const uint8_t*, kMaxLanes> blocks;
     uint32_t last = 0;

@@ -21,8 +21,8 @@ struct Message {
 };
 
 /// Digests all messages; equal to a TripleDigest for each. Fastest when there are many of similar lengths, in
-/// one call. `first` is the best kernel to use, by default that of this processor. Throws std::bad_alloc.
-/// Thread-safe.
+/// one call. `kernels` are tried in turn, best first, and the last must have one lane; by default those of
+/// this processor. Throws std::bad_alloc. Thread-safe.
 void digestAll(std::span<Message> messages);
 void digestAll(std::span<Message> messages, std::span<const LaneKernel> kernels);
 

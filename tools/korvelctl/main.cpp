@@ -38,6 +38,11 @@ Language ownLanguage() {
 
 size_t helpColumns(const Output& out) { return out.columns() == 0 ? kDefaultColumns : out.columns(); }
 
+Failure internalError(const std::exception& problem, Language language) {
+  return Failure(ErrorKind::kInternal,
+                 filled(words::kInternalError, language, {std::string_view(problem.what())}));
+}
+
 int runCommand(const ParsedLine& line, Surroundings& around, StandardOutput& err) {
   PipeService service(line.global, err);
   around.service = &service;
@@ -47,8 +52,7 @@ int runCommand(const ParsedLine& line, Surroundings& around, StandardOutput& err
   } catch (const Failure& failure) {
     return context.fail(failure);
   } catch (const std::exception& problem) {
-    return context.fail(Failure(ErrorKind::kInternal, filled(words::kInternalError, line.global.language,
-                                                             {std::string_view(problem.what())})));
+    return context.fail(internalError(problem, line.global.language));
   }
 }
 
@@ -91,6 +95,9 @@ int run(std::vector<std::string> arguments) {
     return runCommand(line, around, err);
   } catch (const Failure& failure) {
     return Context(earlyOptions(arguments, language), around).fail(failure);
+  } catch (const std::exception& problem) {
+    const GlobalOptions options = earlyOptions(arguments, language);
+    return Context(options, around).fail(internalError(problem, options.language));
   }
 }
 
