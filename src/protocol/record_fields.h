@@ -1,6 +1,6 @@
 // The fields of each record on the pipe, in their order there: one list for encoder and decoder. fieldsOf()
-// returns the fields of a record as a tuple of references. Pure; for what treats all fields alike: the codecs,
-// and tools/protokit, which names them.
+// returns the fields of a record as a tuple of references. Pure; for what treats all fields alike: the
+// codecs, and tools/protokit, which names them.
 #pragma once
 
 #include <concepts>

@@ -1,5 +1,5 @@
-// Any settings.ini: what the lint proposes lets the service start, is a fixed point, and has no finding left but
-// those that only its owner can cure.
+// Any settings.ini: what the lint proposes lets the service start, is a fixed point, and has no finding left
+// but those that only its owner can cure.
 #include <cstdlib>
 
 #include "config/settings_text.h"

@@ -1,4 +1,5 @@
-// Tries to load a library that lies beside it, by its bare name. The exit code is 0 when that worked, else the error.
+// Tries to load a library that lies beside it, by its bare name. The exit code is 0 when that worked, else
+// the error.
 //
 //   hardening_child LIBRARY [hardened]
 #include "base/win.h"
