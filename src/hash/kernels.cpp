@@ -1,11 +1,10 @@
 #include "hash/kernels.h"
 
-#include <cpuid.h>
-
 #include <algorithm>
 
 #include "hash/block_stream.h"
 #include "hash/md5.h"
+#include "hash/processor.h"
 
 namespace korvel::hash {
 namespace {
@@ -55,17 +54,6 @@ void portable::tripleAndCount(TripleState& state, const uint8_t* blocks, size_t 
   }
 }
 
-// Tests the processor's flags only: every 64-bit system saves the registers that the SHA instructions use, so
-// unlike AVX they need no support from the system.
-bool sha_ni::supported() {
-  constexpr unsigned kSsse3InEcx = 1u << 9;
-  constexpr unsigned kSse41InEcx = 1u << 19;
-  constexpr unsigned kShaInEbx = 1u << 29;
-  unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
-  if (__get_cpuid(1, &eax, &ebx, &ecx, &edx) == 0) return false;
-  if ((ecx & kSsse3InEcx) == 0 || (ecx & kSse41InEcx) == 0) return false;
-  if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) == 0) return false;
-  return (ebx & kShaInEbx) != 0;
-}
+bool sha_ni::supported() { return processor().shaNi; }
 
 }  // namespace korvel::hash

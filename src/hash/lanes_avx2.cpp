@@ -62,7 +62,7 @@ struct Vector {
   /// Transposes eight rows of sixteen words, half a row at a time: words first, then pairs, then halves.
   [[gnu::always_inline]] static void loadWords(const uint8_t* const* blocks, Vector* words) {
 #pragma GCC unroll 2
-    for (int half = 0; half < 2; ++half, words += 8) {
+    for (size_t half = 0; half < 2; ++half, words += 8) {
       __m256i a[8], b[8];
 #pragma GCC unroll 8
       for (int i = 0; i < 8; i += 2) {

@@ -102,7 +102,7 @@ bool QuarantineStore::addFile(const std::wstring& dir, const std::wstring& given
                               const std::string& threat, const std::string& code, Severity severity,
                               QuarantineRecord* outRecord, std::string* error) {
   const MutexLock lock(mutex_);
-  const std::wstring path = given.c_str();  // up to a NUL, as the file API sees it
+  const std::wstring path = given.substr(0, given.find(L'\0'));  // as the file API sees it
   if (!pathExists(path)) return fail(error, "file not found");
   if (!prepare(dir, error)) return false;
   Index index = readIndex(dir);

@@ -38,7 +38,7 @@ std::wstring excludedFolderOf(const std::wstring& path) {
   for (size_t end = rootLength(path); end < path.size(); ++end) {
     end = path.find_first_of(L"\\/", end);
     if (end == std::wstring::npos) break;
-    const std::wstring folder = path.substr(0, end);
+    std::wstring folder = path.substr(0, end);
     if (isExcludedDirectory(lowerWide(folder))) return folder;
   }
   return {};

@@ -83,6 +83,7 @@ std::vector<FindingGroup> groupByCode(const ScanDocument& document, Severity lea
     group.threats.push_back(i);
   }
   std::vector<FindingGroup> groups;
+  groups.reserve(byCode.size());
   for (auto& [code, group] : byCode) groups.push_back(std::move(group));
   std::stable_sort(groups.begin(), groups.end(), [](const FindingGroup& a, const FindingGroup& b) {
     return a.severity != b.severity ? a.severity > b.severity : a.threats.size() > b.threats.size();

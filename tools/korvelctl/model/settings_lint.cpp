@@ -18,26 +18,26 @@ constexpr std::string_view kMark = "\xEF\xBB\xBF";
 constexpr char kHeaderLine[] = "# Korvel Antivirus settings\n";
 
 struct RuleRow {
-  LintRule rule;
   const char* name;
+  LintRule rule;
   LintLevel level;
 };
 constexpr RuleRow kRules[] = {
-    {LintRule::kBadHour, "hour", LintLevel::kError},
-    {LintRule::kCarriageReturn, "carriage_return", LintLevel::kWarning},
-    {LintRule::kByteOrderMark, "byte_order_mark", LintLevel::kWarning},
-    {LintRule::kNul, "nul", LintLevel::kWarning},
-    {LintRule::kUnknownKey, "unknown_key", LintLevel::kWarning},
-    {LintRule::kKeySpelling, "key_spelling", LintLevel::kWarning},
-    {LintRule::kDuplicateKey, "duplicate_key", LintLevel::kWarning},
-    {LintRule::kBoolean, "boolean", LintLevel::kWarning},
-    {LintRule::kHourWraps, "hour_wraps", LintLevel::kWarning},
-    {LintRule::kNumber, "number", LintLevel::kWarning},
-    {LintRule::kValueBlanks, "value_blanks", LintLevel::kWarning},
-    {LintRule::kEmptyPath, "empty_path", LintLevel::kWarning},
-    {LintRule::kRelativePath, "relative_path", LintLevel::kWarning},
-    {LintRule::kServerScheme, "server_scheme", LintLevel::kWarning},
-    {LintRule::kComment, "comment", LintLevel::kNote},
+    {"hour", LintRule::kBadHour, LintLevel::kError},
+    {"carriage_return", LintRule::kCarriageReturn, LintLevel::kWarning},
+    {"byte_order_mark", LintRule::kByteOrderMark, LintLevel::kWarning},
+    {"nul", LintRule::kNul, LintLevel::kWarning},
+    {"unknown_key", LintRule::kUnknownKey, LintLevel::kWarning},
+    {"key_spelling", LintRule::kKeySpelling, LintLevel::kWarning},
+    {"duplicate_key", LintRule::kDuplicateKey, LintLevel::kWarning},
+    {"boolean", LintRule::kBoolean, LintLevel::kWarning},
+    {"hour_wraps", LintRule::kHourWraps, LintLevel::kWarning},
+    {"number", LintRule::kNumber, LintLevel::kWarning},
+    {"value_blanks", LintRule::kValueBlanks, LintLevel::kWarning},
+    {"empty_path", LintRule::kEmptyPath, LintLevel::kWarning},
+    {"relative_path", LintRule::kRelativePath, LintLevel::kWarning},
+    {"server_scheme", LintRule::kServerScheme, LintLevel::kWarning},
+    {"comment", LintRule::kComment, LintLevel::kNote},
 };
 
 const RuleRow& rowOf(LintRule rule) {

@@ -1,0 +1,15 @@
+// What this processor can do. Pure and thread-safe.
+#pragma once
+
+namespace korvel::hash {
+
+struct ProcessorFeatures {
+  bool shaNi = false;   ///< SHA, SSSE3 and SSE4.1
+  bool avx2 = false;    ///< and the system saves its registers
+  bool avx512 = false;  ///< F and BW; and the system saves their registers
+};
+
+/// Asks the processor once: a virtual machine takes microseconds for each answer.
+const ProcessorFeatures& processor();
+
+}  // namespace korvel::hash
