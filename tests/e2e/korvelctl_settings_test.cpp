@@ -2,6 +2,7 @@
 #include "base/files.h"
 #include "config/data_paths.h"
 #include "e2e/control_client.h"
+#include "e2e/service_manager.h"
 #include "e2e/sample_files.h"
 
 namespace korvel::test {
@@ -77,6 +78,38 @@ TEST_F(SettingsCommand, TheUpdateServerIsNotForgottenUnasked) {
   EXPECT_EQ(accepted["update_server"]["kept"], false);
   EXPECT_EQ(settings().scheduledHour, 9u);
   EXPECT_TRUE(has(readFile(settingsPath()), "UpdateServer=\n"));
+}
+
+TEST_F(SettingsCommand, KeepServerPutsTheUpdateServerBackAndTheServiceRunsAgain) {
+  writeSettings("UpdateServer=http://127.0.0.1:9/korvel\nScanArchives=1\n");
+  const Finished stopped = ctl(L"--json config set ScheduledHour=9 --keep-server --timeout 0");
+  EXPECT_EQ(stopped.exitCode, 3u) << "there is nobody to ask";
+  RegisteredService service;
+  ASSERT_TRUE(service.start());
+  (void)service.waitFor(SERVICE_RUNNING);
+  const DWORD before = service.status().dwProcessId;
+  const auto kept = json(L"config set ScheduledHour=9 --keep-server");
+  EXPECT_EQ(kept["done"], true) << kept.dump();
+  EXPECT_EQ(kept["update_server"]["kept"], true) << kept.dump();
+  EXPECT_EQ(kept["changes"][0]["after"], 9);
+  EXPECT_EQ(service.status().dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+  EXPECT_NE(service.status().dwProcessId, before) << "it has been started again";
+  const std::string file = readFile(settingsPath());
+  EXPECT_TRUE(has(file, "UpdateServer=http://127.0.0.1:9/korvel\n")) << file;
+  EXPECT_TRUE(has(file, "ScheduledHour=9\n")) << file;
+  EXPECT_TRUE(has(file, "ScanArchives=1\n")) << "what was not meant stays: " << file;
+  EXPECT_EQ(ctl(L"config get UpdateServer").output, "http://127.0.0.1:9/korvel\n");
+}
+
+TEST_F(SettingsCommand, KeepServerIsRefusedForAServiceThatTheManagerDoesNotRun) {
+  writeSettings("UpdateServer=http://127.0.0.1:9/korvel\n");
+  startService();
+  const std::string before = readFile(settingsPath());
+  const Finished run = ctl(L"--json config set ScheduledHour=9 --keep-server");
+  EXPECT_EQ(run.exitCode, 2u);
+  EXPECT_EQ(parsed(run)["error"]["kind"], "guard");
+  EXPECT_EQ(settings().scheduledHour, 4u);
+  EXPECT_EQ(readFile(settingsPath()), before) << "a refusal leaves the file as it is";
 }
 
 TEST_F(SettingsCommand, DryRunChangesNothing) {

@@ -2,6 +2,7 @@
 #include "base/files.h"
 #include "e2e/control_client.h"
 #include "e2e/sample_files.h"
+#include "korvelctl/machine/event_log.h"
 
 namespace korvel::test {
 namespace {
@@ -31,6 +32,41 @@ class WatchCommand : public ControlClient {
       if (eventually(2'000, [&] { return has(watch.output(), toUtf8(name)); })) return true;
     }
     return false;
+  }
+  /// The same until the service has written it into its log.
+  static bool seenInLog() {
+    for (int i = 0; i < 30; ++i) {
+      try {
+        writeFile(std::wstring(kTree) + L"\\s" + std::to_wstring(i) + L"\\Downloads\\eicar.com", eicarText());
+      } catch (const std::exception&) {  // it is being scanned
+      }
+      if (eventually(500, [] { return has(log(), "real-time detection: "); })) return true;
+    }
+    return false;
+  }
+  /// That the log "Application" holds an event of this number. Wine keeps no events, so there nothing is
+  /// looked at.
+  static void expectInEventLog(DWORD id) {
+    const HANDLE events = ::OpenEventLogW(nullptr, ctl::kEventSource);
+    ASSERT_NE(events, nullptr);
+    std::vector<BYTE> buffer(64 * 1024);
+    DWORD got = 0, needed = 0;
+    bool any = false, found = false;
+    while (!found &&
+           ::ReadEventLogW(events, EVENTLOG_SEQUENTIAL_READ | EVENTLOG_BACKWARDS_READ, 0, buffer.data(),
+                           static_cast<DWORD>(buffer.size()), &got, &needed) &&
+           got > 0) {
+      any = true;
+      for (DWORD at = 0; at < got;) {
+        const auto* record = reinterpret_cast<const EVENTLOGRECORD*>(buffer.data() + at);
+        found =
+            found || ((record->EventID & 0xFFFF) == id &&
+                      std::wstring_view(reinterpret_cast<const wchar_t*>(record + 1)) == ctl::kEventSource);
+        at += record->Length;
+      }
+    }
+    ::CloseEventLog(events);
+    EXPECT_TRUE(found || !any);
   }
 };
 
@@ -70,18 +106,31 @@ TEST_F(WatchCommand, AppliesTheSettingOnlyWhenItIsOn) {
   EXPECT_EQ(nlohmann::json::parse(watch.output())["actions"][0]["result"], "ok");
 }
 
+TEST_F(WatchCommand, WritesIntoTheEventLogAndSaysWhenItsSourceIsNotRegistered) {
+  startService();
+  ASSERT_EQ(ctl::unregisterEventSource(), 0u);
+  const Finished plain = ctl(L"watch --eventlog --for 1");
+  EXPECT_EQ(plain.exitCode, 0u) << plain.errorOutput;
+  EXPECT_TRUE(has(plain.errorOutput, "source is not registered")) << plain.errorOutput;
+
+  ASSERT_EQ(ctl::registerEventSource(controlExecutable()), 0u);
+  ChildProcess watch;
+  watch.start(controlExecutable(), withManners(L"watch --eventlog --json --interval 1 --for 40"));
+  const bool seen = seenInLog();
+  const std::optional<DWORD> exitCode = watch.waitForExit(90'000);
+  (void)ctl::unregisterEventSource();
+  ASSERT_TRUE(seen);
+  EXPECT_EQ(exitCode, 1u) << watch.output() << watch.errorOutput();
+  EXPECT_FALSE(has(watch.errorOutput(), "source is not registered")) << watch.errorOutput();
+  const auto document = nlohmann::json::parse(watch.output());
+  EXPECT_EQ(document["errors"], nlohmann::json::array()) << "each event was taken by the log";
+  EXPECT_GE(document["events"].size(), 1u);
+  expectInEventLog(1001);
+}
+
 TEST_F(WatchCommand, EventsOfAScanAreKeptInItsDocument) {
   startService();
-  bool seen = false;
-  for (int i = 0; i < 30 && !seen; ++i) {
-    try {
-      writeFile(std::wstring(kTree) + L"\\s" + std::to_wstring(i) + L"\\Downloads\\eicar.com", eicarText());
-    } catch (const std::exception&) {  // it is being scanned
-    }
-    ::Sleep(500);
-    seen = has(log(), "real-time detection: ");
-  }
-  ASSERT_TRUE(seen);
+  ASSERT_TRUE(seenInLog());
   folder().write(L"clean\\a.exe", "x");
   const Finished scan = ctl(L"--json scan " + quoted(folder().at(L"clean")));
   EXPECT_GE(parsed(scan)["events"].size(), 1u) << scan.output;
