@@ -40,7 +40,7 @@ on_russian_windows() (
 )
 RUSSIAN_TESTS='RussianWindows.*' # likewise
 # Those of korvelctl take as long as all others together, mostly waiting.
-CLIENT_TESTS=Connection.*:Control*:EventTexts.*:Help.*:JsonMatrix.*:ScanCommand.*:SettingsCommand.*:StoredFiles.*
+CLIENT_TESTS=Connection.*:Control*:Examples.*:EventTexts.*:Help.*:JsonMatrix.*:ScanCommand.*:SettingsCommand.*:StoredFiles.*
 CLIENT_TESTS+=:ThreatsCommand.*:WatchCommand.*
 
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.

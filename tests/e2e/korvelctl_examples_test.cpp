@@ -125,7 +125,13 @@ class Examples : public ControlClient {
         {L"watch", {0}, L"--for 1"},
         {L"watch --eventlog", {0}, L"--for 1"},
         {L"watch --eventlog --quiet", {0}, L"--for 1"},
+        {L"quarantine export", {0}, L"", L"help quarantine export"},
         {L"quarantine restore 1763698260114", {0}, dry},
+        {L"raw OP [HEX|@FILE]", {0}, L"", L"raw Ping"},
+        {L"raw 9 7b1867fba1010000", {0}, dry},
+        {L"--trace FILE", {0}, L"", L"--trace exchanges.ndjson ping"},
+        // The list is that of the quick scan, whose findings lie below the Windows folder.
+        {L"threats quarantine 1 3", {2}, L""},
         {L"quarantine verify --dir D:\\copy\\Quarantine",
          {0},
          L"",
@@ -196,7 +202,7 @@ TEST_F(Examples, OfTheDocumentsAndOfTheHelpEndAsTheyAreMeantTo) {
       continue;
     }
     const Finished run = ctl(line);
-    EXPECT_NE(std::find(plan.exitCodes.begin(), plan.exitCodes.end(), run.exitCode), plan.exitCodes.end())
+    EXPECT_TRUE(std::find(plan.exitCodes.begin(), plan.exitCodes.end(), run.exitCode) != plan.exitCodes.end())
         << toUtf8(line) << " ended with " << run.exitCode << "\n"
         << run.output << run.errorOutput;
   }

@@ -56,7 +56,7 @@ int runCommand(const ParsedLine& line, Surroundings& around, StandardOutput& err
   }
 }
 
-int run(std::vector<std::string> arguments) {
+int run(const std::vector<std::string>& arguments) {
   StandardOutput out(STD_OUTPUT_HANDLE);
   StandardOutput err(STD_ERROR_HANDLE);
   const Language language = ownLanguage();
@@ -107,5 +107,5 @@ int run(std::vector<std::string> arguments) {
 int wmain(int argc, wchar_t** argv) {
   std::vector<std::string> arguments;
   for (int i = 1; i < argc; ++i) arguments.push_back(korvel::toUtf8(argv[i]));
-  return korvel::ctl::run(std::move(arguments));
+  return korvel::ctl::run(arguments);
 }

@@ -23,6 +23,7 @@ std::string joined(const std::vector<std::string>& words) {
 
 std::vector<std::string> namesOf(const std::vector<std::unique_ptr<Command>>& commands) {
   std::vector<std::string> names;
+  names.reserve(commands.size());
   for (const auto& command : commands) names.push_back(command->name());
   return names;
 }

@@ -6,26 +6,26 @@ namespace korvel::ctl {
 namespace {
 
 struct Row {
-  ErrorKind kind;
   const char* name;
+  ErrorKind kind;
   int exitCode;
 };
 
 constexpr Row kRows[] = {
-    {ErrorKind::kUsage, "usage", kExitUsage},
-    {ErrorKind::kRefused, "refused", kExitRefused},
-    {ErrorKind::kGuard, "guard", kExitRefused},
-    {ErrorKind::kNotInstalled, "not_installed", kExitUnreachable},
-    {ErrorKind::kStopped, "stopped", kExitUnreachable},
-    {ErrorKind::kStarting, "starting", kExitUnreachable},
-    {ErrorKind::kUnreachable, "unreachable", kExitUnreachable},
-    {ErrorKind::kBusy, "busy", kExitUnreachable},
-    {ErrorKind::kDenied, "denied", kExitUnreachable},
-    {ErrorKind::kProtocol, "protocol", kExitProtocol},
-    {ErrorKind::kTimeout, "timeout", kExitProtocol},
-    {ErrorKind::kLost, "lost", kExitProtocol},
-    {ErrorKind::kIo, "io", kExitRefused},
-    {ErrorKind::kInternal, "internal", kExitInternal},
+    {"usage", ErrorKind::kUsage, kExitUsage},
+    {"refused", ErrorKind::kRefused, kExitRefused},
+    {"guard", ErrorKind::kGuard, kExitRefused},
+    {"not_installed", ErrorKind::kNotInstalled, kExitUnreachable},
+    {"stopped", ErrorKind::kStopped, kExitUnreachable},
+    {"starting", ErrorKind::kStarting, kExitUnreachable},
+    {"unreachable", ErrorKind::kUnreachable, kExitUnreachable},
+    {"busy", ErrorKind::kBusy, kExitUnreachable},
+    {"denied", ErrorKind::kDenied, kExitUnreachable},
+    {"protocol", ErrorKind::kProtocol, kExitProtocol},
+    {"timeout", ErrorKind::kTimeout, kExitProtocol},
+    {"lost", ErrorKind::kLost, kExitProtocol},
+    {"io", ErrorKind::kIo, kExitRefused},
+    {"internal", ErrorKind::kInternal, kExitInternal},
 };
 
 const Row& rowOf(ErrorKind kind) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "base/files.h"
+#include "base/sizes.h"
 #include "base/utf.h"
 #include "config/settings_text.h"
 #include "korvelctl/cli/context.h"
@@ -22,7 +23,7 @@ using ipc::Opcode;
 
 constexpr uint32_t kStopLimitMs = 120'000;
 constexpr uint32_t kStartLimitMs = 60'000;
-constexpr uint64_t kMostSettingsBytes = 64 * 1024 * 1024;
+constexpr uint64_t kMostSettingsBytes = 64 * kMiB;
 
 struct ConfigOptions {
   std::vector<std::string> keys;
@@ -82,7 +83,7 @@ int get(const ConfigOptions& options, Context& context) {
   Json settings = Json::object();
   for (const std::string& key : keys) {
     const std::string value = valueText(known, key, context);
-    context.print(keys.size() == 1 ? value + "\n" : key + "=" + value + "\n");
+    context.print(keys.size() == 1 ? value + '\n' : key + '=' + value + '\n');
     settings[key] = valueJson(known, key);
   }
   context.document("config", {{"settings", settings}});

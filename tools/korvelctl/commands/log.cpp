@@ -75,7 +75,7 @@ int tail(const TailOptions& options, Context& context) {
   LogReader reader(path);
   LogLines lines(context);
   std::string text;
-  uint32_t failed = reader.readLast(options.lines, text);
+  const uint32_t failed = reader.readLast(options.lines, text);
   // Whoever follows may begin before the service does.
   const bool later = options.follow && (failed == ERROR_FILE_NOT_FOUND || failed == ERROR_PATH_NOT_FOUND);
   if (failed != ERROR_SUCCESS && !later) throw unreadable(context, path, failed);
@@ -83,7 +83,7 @@ int tail(const TailOptions& options, Context& context) {
   if (options.follow) {
     catchInterrupt();
     while (!interrupted()) {
-      failed = reader.readNew(text);
+      (void)reader.readNew(text);  // one that is gone or locked now may be back at the next look
       lines.show(text);
       if (text.empty()) (void)sleepUnlessInterrupted(kFollowPollMs);
     }

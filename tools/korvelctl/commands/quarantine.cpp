@@ -93,7 +93,7 @@ Json itemOf(Context& context, const QuarantineRecord& record, const char* action
     result = failure.what();
     context.report(std::to_string(record.id), failure);
   }
-  const Json item{
+  Json item{
       {"id", record.id}, {"original", toUtf8(record.originalPath)}, {"action", action}, {"result", result}};
   context.line("action", item);
   return item;

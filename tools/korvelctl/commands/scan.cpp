@@ -4,6 +4,7 @@
 #include "base/clock.h"
 #include "base/files.h"
 #include "base/long_path.h"
+#include "base/sizes.h"
 #include "base/text.h"
 #include "base/utf.h"
 #include "base/version.h"
@@ -30,7 +31,7 @@ namespace {
 
 using ipc::Opcode;
 
-constexpr uint64_t kMostListBytes = 16 * 1024 * 1024;
+constexpr uint64_t kMostListBytes = 16 * kMiB;
 
 struct ScanOptions {
   std::vector<std::string> targets;

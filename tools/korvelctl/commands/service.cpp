@@ -383,7 +383,7 @@ bool isEmptyOrMissing(const std::wstring& folder) {
   return true;
 }
 
-void releaseFolders(Context& context, std::vector<FolderPlan> plans, Steps& steps) {
+void releaseFolders(Context& context, const std::vector<FolderPlan>& plans, Steps& steps) {
   for (const FolderPlan& plan : plans) {
     if (!pathExists(plan.path)) continue;
     const std::string path = printable(plan.path);

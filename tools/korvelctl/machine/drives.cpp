@@ -13,7 +13,8 @@ constexpr DWORD kNameUnits = 32 * kKiB;  // the longest path
 std::wstring deviceOf(const std::wstring& drive) {
   std::wstring device(kNameUnits, L'\0');
   if (::QueryDosDeviceW(drive.c_str(), device.data(), kNameUnits) == 0) return {};
-  return device.c_str();  // the first of a list of texts is the one in force
+  device.resize(device.find(L'\0'));  // the first of a list of texts is the one in force
+  return device;
 }
 
 std::wstring shareOf(const std::wstring& drive) {
@@ -22,7 +23,8 @@ std::wstring shareOf(const std::wstring& drive) {
   const DWORD result = ::WNetGetConnectionW(drive.c_str(), share.data(), &units);
   // A share that is not connected at the moment has a name all the same.
   if (result != NO_ERROR && result != ERROR_CONNECTION_UNAVAIL) return {};
-  return share.c_str();
+  share.resize(share.find(L'\0'));
+  return share;
 }
 
 }  // namespace

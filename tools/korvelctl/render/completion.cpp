@@ -63,8 +63,8 @@ void addChoices(std::string& script, const std::vector<OptionSpec>& options, con
     std::string_view names = option.names;
     while (!names.empty()) {
       const size_t comma = names.find(',');
-      script +=
-          "  $choices[" + quoted(key + " " + std::string(names.substr(0, comma))) + "] = @(" + list + ")\n";
+      script.append("  $choices[").append(quoted(key + ' ' + std::string(names.substr(0, comma))));
+      script.append("] = @(").append(list).append(")\n");
       names = comma == names.npos ? std::string_view() : names.substr(comma + 1);
     }
   }

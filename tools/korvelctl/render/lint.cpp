@@ -121,7 +121,7 @@ std::string renderLint(const std::vector<LintFinding>& findings, const std::wstr
     Listing::Cell cell(levelText(level, language), lintLevelName(level));
     cell.severity = colorOf(level);
     std::string key = printable(finding.rule == LintRule::kComment ? finding.value : finding.key);
-    if (trimmed(key, " ") != key) key = "'" + key + "'";
+    if (trimmed(key, " ") != key) key.insert(0, 1, '\'').push_back('\'');
     listing.addRow({std::to_string(finding.line), std::move(cell), key});
     listing.addNote(lintText(finding, language));
   }

@@ -1,6 +1,7 @@
 #include "korvelctl/render/progress.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "base/utf.h"
 #include "korvelctl/cli/words/scan_words.h"
@@ -17,7 +18,7 @@ constexpr uint64_t kBarIntervalMs = 200;
 constexpr uint64_t kLineIntervalMs = 3'000;
 constexpr uint64_t kVerboseIntervalMs = 30'000;
 constexpr uint64_t kPaceMs = 5'000;
-constexpr uint64_t kLongestShownSeconds = 99 * 3'600;
+constexpr uint64_t kLongestShownSeconds = uint64_t{99} * 3'600;
 
 std::string phaseText(const std::wstring& phase, Language language) {
   if (phase == scan_phase::kPreparing) return words::kPreparing.in(language);
@@ -50,7 +51,8 @@ void ScanPace::see(const ScanProgressInfo& progress, uint64_t atMs) {
   if (tookMs < kPaceMs || percentDone(progress) < 1 || bytesPerSecond_ < 1) return;
   if (progress.bytesTotal <= progress.bytesDone) return;
   const double left = static_cast<double>(progress.bytesTotal - progress.bytesDone) / bytesPerSecond_;
-  if (left < static_cast<double>(kLongestShownSeconds)) secondsLeft_ = static_cast<uint64_t>(left + 0.5);
+  if (left < static_cast<double>(kLongestShownSeconds))
+    secondsLeft_ = static_cast<uint64_t>(std::llround(left));
 }
 
 int percentDone(const ScanProgressInfo& progress) {

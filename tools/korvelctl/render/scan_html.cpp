@@ -182,7 +182,7 @@ class Page {
   std::string decision(const ReportedThreat& threat) const {
     if (threat.action.empty()) return {};
     if (threat.action == "report") return words::kDecisionReport.in(language_);
-    const std::string action =
+    std::string action =
         (threat.action == "delete" ? words::kActionDelete : words::kActionQuarantine).in(language_);
     if (threat.result.empty()) return action;
     if (threat.result == "ok") return filled(words::kDecisionOk, language_, {action});

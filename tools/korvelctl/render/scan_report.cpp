@@ -109,7 +109,7 @@ std::string eventRows(const ScanDocument& document, const Look& look) {
 }
 
 std::string filesText(const ScanDocument& document, Language language) {
-  const std::string done = countText(document.filesExamined, words::kFiles, language);
+  std::string done = countText(document.filesExamined, words::kFiles, language);
   if (document.filesTotal <= document.filesExamined) return done;
   return filled(words::kSummaryOf, language,
                 {numberText(document.filesExamined, language),

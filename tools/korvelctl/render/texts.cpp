@@ -119,7 +119,7 @@ std::string ageText(uint64_t seconds, Language language) {
   const bool ru = language == Language::kRussian;
   if (seconds < 60) return spaced(std::to_string(seconds), ru ? "с" : "s");
   if (seconds < 3600) return spaced(std::to_string(seconds / 60), ru ? "мин" : "min");
-  if (seconds < 2 * 86'400) return spaced(std::to_string(seconds / 3600), ru ? "ч" : "h");
+  if (seconds < uint64_t{2} * 86'400) return spaced(std::to_string(seconds / 3600), ru ? "ч" : "h");
   return countText(seconds / 86'400, kDays, language);
 }
 
