@@ -11,7 +11,7 @@
 namespace korvel::sig {
 namespace {
 
-constexpr size_t kPieceBytes = 256 * kKiB;
+constexpr size_t kPieceBytes = 2 * kMiB;  // the system keeps large pieces at less cost than small ones
 
 bool isBareEntry(const SignatureFields& fields) {
   return fields.threatName == kGenericThreatName && fields.family == kGenericThreatName &&

@@ -214,13 +214,6 @@ RightsOutcome protectFolder(const std::wstring& folder, ProtectedFolder kind,
   return outcome;
 }
 
-RightsOutcome protectFile(const std::wstring& file, ProtectedFolder kind) {
-  const PrivilegesOn privileges;
-  Protection protection(kind);
-  protection.file(file);
-  return protection.take();
-}
-
 uint32_t releaseFolder(const std::wstring& folder) {
   const PrivilegesOn privileges;
   ACL empty{};

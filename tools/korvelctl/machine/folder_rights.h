@@ -41,9 +41,6 @@ struct RightsOutcome {
 /// been restored.
 RightsOutcome protectFolder(const std::wstring& folder, ProtectedFolder kind, const std::wstring& quarantine);
 
-/// The same for one file that exists.
-RightsOutcome protectFile(const std::wstring& file, ProtectedFolder kind);
-
 /// Gives a folder and everything in it back to what the parent folder passes on. A folder inside that has a
 /// list of its own, as the quarantine has, keeps it.
 uint32_t releaseFolder(const std::wstring& folder);

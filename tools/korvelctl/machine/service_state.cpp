@@ -2,33 +2,15 @@
 
 #include "base/version.h"
 #include "base/win.h"
+#include "korvelctl/machine/service_manager.h"
 
 namespace korvel::ctl {
-namespace {
-
-/// A handle of the service manager.
-class ManagerHandle {
- public:
-  explicit ManagerHandle(SC_HANDLE handle) : handle_(handle) {}
-  ~ManagerHandle() {
-    if (handle_ != nullptr) ::CloseServiceHandle(handle_);
-  }
-  ManagerHandle(const ManagerHandle&) = delete;
-  ManagerHandle& operator=(const ManagerHandle&) = delete;
-  SC_HANDLE get() const { return handle_; }
-
- private:
-  SC_HANDLE handle_;
-};
-
-}  // namespace
-
 ServiceState serviceState() {
-  const ManagerHandle manager(
+  const UniqueScmHandle manager(
       ::OpenSCManagerW(/*machine=*/nullptr, /*database=*/nullptr, SC_MANAGER_CONNECT));
-  if (manager.get() == nullptr) return ServiceState::kUnknown;
-  const ManagerHandle service(::OpenServiceW(manager.get(), kServiceName, SERVICE_QUERY_STATUS));
-  if (service.get() == nullptr) {
+  if (!manager) return ServiceState::kUnknown;
+  const UniqueScmHandle service(::OpenServiceW(manager.get(), kServiceName, SERVICE_QUERY_STATUS));
+  if (!service) {
     return ::GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST ? ServiceState::kNotInstalled
                                                             : ServiceState::kUnknown;
   }
