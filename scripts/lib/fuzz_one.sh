@@ -4,11 +4,13 @@
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$KORVEL_ROOT/scripts/lib/fuzz_target.sh"
 
-name=$1 limit=$((($2 + 1) / 2)) found=0
+name=$1 seconds=$2 found=0
 corpus=$KORVEL_EVIDENCE/corpus/$name findings=$KORVEL_EVIDENCE/findings/$name log=$KORVEL_EVIDENCE/$name.log
 mkdir -p "$corpus" "$findings"
 : >"$log"
 for preset in fuzz_fast fuzz; do
+  limit=$((seconds / 3 + 1))
+  if [[ $preset == fuzz_fast ]]; then limit=$((seconds - limit)); fi
   fuzz_target "$KORVEL_BUILD/$preset/fuzz/${name}_fuzz" "$name" "$corpus" "$findings" -max_total_time="$limit" \
     >>"$log" 2>&1 || found=1
   if ((found == 1)); then break; fi

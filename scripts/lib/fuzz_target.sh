@@ -33,6 +33,6 @@ fuzz_target() {
   local dictionary=() words=$corpus.dict
   fuzz_dictionary "$name" >"$words"
   if [[ -s $words ]]; then dictionary=(-dict="$words"); fi
-  "$program" -timeout=10 -rss_limit_mb=4096 -print_final_stats=1 -verbosity=0 -artifact_prefix="$findings/" \
+  "$program" -timeout=25 -rss_limit_mb=4096 -print_final_stats=1 -verbosity=0 -artifact_prefix="$findings/" \
     -max_len="$(fuzz_max_length "$name")" "${dictionary[@]}" "$@" "$corpus" "$KORVEL_ROOT/tests/fuzz/corpus/$name"
 }
