@@ -1,7 +1,7 @@
 #!/bin/bash
-# fuzz_corpus.sh: commits to the tree what the area fuzz has found, at most 2 MB of it: replaces tests/fuzz/corpus/*/found by
-# the smallest inputs of the working corpora that reach everything those reach, without what the inputs written by
-# hand reach. Run it after scripts/evidence fuzz.
+# fuzz_corpus.sh [TARGET...]: takes into the tree what the area fuzz has found, at most 2 MB of it: puts the smallest inputs
+# of the working corpora that reach everything those reach, less what the inputs written by hand reach, in place of
+# tests/fuzz/corpus/*/found. Run it after scripts/evidence fuzz.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$KORVEL_ROOT/scripts/lib/fuzz_target.sh"
 
@@ -10,14 +10,14 @@ WORKING=$KORVEL_BUILD/evidence/fuzz/corpus
 MOST_BYTES=50000 # of one target: all of them stay below 2 MB
 MOST_INPUTS=80   # of one target: the replay stays short
 
-# minimise NAME: with the sanitizers, so that nothing is kept that they object to.
+# minimise NAME: without sanitizers, which reach nothing else and take longer; scripts/test replays with them.
 minimise() {
-  local name=$1 fresh=$KORVEL_BUILD/evidence/fuzz/minimised/$1 program=$KORVEL_BUILD/fuzz/fuzz/$1_fuzz
+  local name=$1 fresh=$KORVEL_BUILD/evidence/fuzz/minimised/$1 program=$KORVEL_BUILD/fuzz_fast/fuzz/$1_fuzz
   rm -rf "$fresh"
   mkdir -p "$fresh"
   # The merge keeps what is in the first folder.
   find "$CORPUS/$name" -maxdepth 1 -type f -exec cp -t "$fresh" {} +
-  quietly "$KORVEL_LOGS/minimise-$name.log" nice -n 10 "$program" -merge=1 -max_len="$(fuzz_max_length "$name")" \
+  quietly "$KORVEL_LOGS/minimise-$name.log" "$program" -merge=1 -max_len="$(fuzz_max_length "$name")" \
     -timeout=25 -rss_limit_mb=4096 "$fresh" "$WORKING/$name"
 }
 
@@ -36,9 +36,9 @@ keep() {
 }
 
 stage "minimising the working corpora"
-for folder in "$WORKING"/*/; do
-  name=$(basename "$folder")
-  if [[ ! -x $KORVEL_BUILD/fuzz/fuzz/${name}_fuzz ]]; then continue; fi
+if (($# == 0)); then mapfile -t names < <(fuzz_target_names "$KORVEL_BUILD/fuzz_fast"); else names=("$@"); fi
+for name in "${names[@]}"; do
+  if [[ ! -d $WORKING/$name ]]; then continue; fi
   minimise "$name"
   keep "$name"
 done
