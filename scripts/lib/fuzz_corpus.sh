@@ -1,7 +1,7 @@
 #!/bin/bash
-# fuzz_corpus.sh [TARGET...]: takes into the tree what the area fuzz has found, at most 2 MB of it: puts the smallest inputs
-# of the working corpora that reach everything those reach, less what the inputs written by hand reach, in place of
-# tests/fuzz/corpus/*/found. Run it after scripts/evidence fuzz.
+# fuzz_corpus.sh [TARGET...]: takes into the tree what the area fuzz has found, at most 2 MB of it: puts the smallest
+# inputs of the working corpora that reach everything those reach, less what the inputs written by hand reach, in place
+# of tests/fuzz/corpus/*/found. Run it after scripts/evidence fuzz.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$KORVEL_ROOT/scripts/lib/fuzz_target.sh"
 

@@ -25,8 +25,8 @@ fuzz_max_length() {
   esac
 }
 
-# fuzz_target PROGRAM NAME CORPUS FINDINGS [OPTION...]: new inputs go to CORPUS, findings to FINDINGS; the committed inputs
-# are only read.
+# fuzz_target PROGRAM NAME CORPUS FINDINGS [OPTION...]: new inputs go to CORPUS, findings to FINDINGS; the committed
+# inputs are only read.
 fuzz_target() {
   local program=$1 name=$2 corpus=$3 findings=$4
   shift 4
