@@ -1,5 +1,6 @@
 #include "e2e/machine.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -15,11 +16,6 @@ constexpr wchar_t kMarker[] = L"C:\\korvel-test-machine";
 constexpr wchar_t kInstalled[] = L"C:\\Program Files\\Korvel\\KorvelService.exe";
 constexpr int kFewKills = 10;
 constexpr int kFewStops = 3;
-
-int countFrom(const char* variable, int few) {
-  const char* given = std::getenv(variable);
-  return given != nullptr ? std::atoi(given) : few;
-}
 
 }  // namespace
 
@@ -43,7 +39,17 @@ void wipeServiceData() {
   removeTree(dataDir());
 }
 
-int killCount() { return countFrom("KORVEL_KILLS", kFewKills); }
-int stopCount() { return countFrom("KORVEL_STOPS", kFewStops); }
+int amountFrom(const char* variable, int few) {
+  const char* given = std::getenv(variable);
+  return given != nullptr ? std::atoi(given) : few;
+}
+
+int killCount() { return amountFrom("KORVEL_KILLS", kFewKills); }
+int stopCount() { return amountFrom("KORVEL_STOPS", kFewStops); }
+
+void showFigure(const std::string& part, uint64_t amount, const std::string& unit) {
+  std::printf("evidence: %llu %s, %s\n", static_cast<unsigned long long>(amount), unit.c_str(), part.c_str());
+  std::fflush(stdout);
+}
 
 }  // namespace korvel::test

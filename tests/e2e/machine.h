@@ -2,6 +2,7 @@
 // only where a marker file says that nothing of value is there.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace korvel::test {
@@ -23,5 +24,11 @@ int killCount();
 
 /// How often each stop test stops the service: the environment variable KORVEL_STOPS, or a few times.
 int stopCount();
+
+/// An amount that the environment variable `variable` chooses, or `few`.
+int amountFrom(const char* variable, int few);
+
+/// Prints a line that scripts/evidence takes into the ledger.
+void showFigure(const std::string& part, uint64_t amount, const std::string& unit);
 
 }  // namespace korvel::test
