@@ -5,6 +5,7 @@ FILE is a Markdown page that begins with whatever text it has and ends with the 
 have their fields separated by tabs; the first KEYS fields name a row, and a new row takes the place of the one with
 the same name. Numbers are written with commas.
 """
+import fcntl
 import os
 import pathlib
 import sys
@@ -19,7 +20,17 @@ def rows_of(lines):
 
 
 def main(words):
+    """Areas that run at the same time write one after the other."""
     page, keys, columns = pathlib.Path(words[0]), int(words[1]), words[2:]
+    folder = os.open(page.parent, os.O_RDONLY)
+    try:
+        fcntl.flock(folder, fcntl.LOCK_EX)
+        put_rows(page, keys, columns)
+    finally:
+        os.close(folder)
+
+
+def put_rows(page, keys, columns):
     lines = page.read_text(encoding="utf-8").splitlines() if page.exists() else []
     head = [line for line in lines if not line.startswith("|")]
     table = {tuple(row[:keys]): row for row in rows_of([line for line in lines if line.startswith("|")][2:])}

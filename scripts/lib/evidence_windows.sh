@@ -74,5 +74,5 @@ record_figures() {
     "$KORVEL_ROOT/scripts/lib/ledger.py" record "$1" --amount "$amount" --unit "$unit" --part "$part$PART_SUFFIX" \
       --findings "$findings"
     findings=0
-  done < <(tr -d '\r' <"$2" | sed -n 's/^evidence: \([0-9.]*\) \(.*\), \([^,]*\)$/\1\t\2\t\3/p')
+  done < <(tr -d '\r' <"$2" | sed -n 's/^evidence: \([0-9.]*\) \([^,]*\), \(.*\)$/\1\t\2\t\3/p')
 }

@@ -161,7 +161,7 @@ TEST_F(KillDownloads, LeavesTheHostsFileWithTheBlockOrWithoutIt) {
     countTemporary(hostsFilePath() + L".korvel.tmp");
   }
   EXPECT_GT(cleaned, 0) << "every kill came before the end";
-  showKills("hosts file, block removed", killCount());
+  showKills("hosts block removed", killCount());
 }
 
 /// The shield's first run comes half a minute after the start, so each kill takes that long.
@@ -192,7 +192,7 @@ TEST_F(LongKill, LeavesTheHostsFileWithoutTheBlockOrWithAllOfIt) {
     ASSERT_TRUE(left == kUserLines || left == full) << "kill " << i << ": " << left.size();
     countTemporary(hostsFilePath() + L".korvel.tmp");
   }
-  showKills("hosts file, block added", killCount());
+  showKills("hosts block added", killCount());
 }
 
 }  // namespace
