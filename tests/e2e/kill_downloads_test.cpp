@@ -17,8 +17,8 @@ namespace {
 
 using ipc::Opcode;
 
-/// A download, the write and what follows it.
-constexpr uint32_t kLongestUpdateMicroseconds = 100'000;
+/// From the request on: the answer, the write and what follows it.
+constexpr uint32_t kLongestUpdateMicroseconds = 60'000;
 /// The scan of a few files and the save of the cache.
 constexpr uint32_t kLongestScanMicroseconds = 40'000;
 constexpr DWORD kFirstShieldLimitMs = 90'000;
@@ -81,11 +81,12 @@ TEST_F(KillDownloads, LeavesTheOldOrTheNewLiveSignatures) {
            (text.ends_with("\nSIZE 20000\n" + lists[0]) || text.ends_with("\nSIZE 12000\n" + lists[1]));
   };
   for (int i = 0; i < killCount(); ++i) {
-    liveAndDie([](size_t, const Reply&) { return frame(14); }, kLongestUpdateMicroseconds);
+    const size_t before = requests;
+    liveAndDie([](size_t, const Reply&) { return frame(14); }, kLongestUpdateMicroseconds,
+               [&] { return requests > before; });
     ASSERT_TRUE(isWhole(readFile(liveSignaturesPath()))) << "kill " << i;
     countTemporary(liveSignaturesPath() + L".tmp");
   }
-  EXPECT_GT(requests, 1u) << "no kill came in time";
   showKills("live signatures", killCount());
 }
 
@@ -102,12 +103,13 @@ TEST_F(KillDownloads, LeavesTheOldOrTheNewInstaller) {
   const std::wstring path = updatesDir() + L"\\KorvelSetup-9.9.9.exe";
   ASSERT_NO_FATAL_FAILURE(updateOnce(Opcode::kStartUpdateCheck, path));
   for (int i = 0; i < killCount(); ++i) {
-    liveAndDie([](size_t, const Reply&) { return frame(15); }, kLongestUpdateMicroseconds);
+    const size_t before = requests;
+    liveAndDie([](size_t, const Reply&) { return frame(15); }, kLongestUpdateMicroseconds,
+               [&] { return requests > before; });
     const std::string left = readFile(path);
     ASSERT_TRUE(left == installers[0] || left == installers[1]) << "kill " << i << ": " << left.size();
     countTemporary(path + L".tmp");
   }
-  EXPECT_GT(requests, 1u) << "no kill came in time";
   showKills("installer", killCount());
 }
 

@@ -40,9 +40,11 @@ void sleepMicroseconds(uint32_t count) {
 
 }  // namespace
 
-void KillTest::liveAndDie(const NextFrame& next, uint32_t longestMicroseconds) {
+void KillTest::liveAndDie(const NextFrame& next, uint32_t longestMicroseconds,
+                          const std::function<bool()>& begun) {
   startService();
   const Hammer hammer(next);
+  EXPECT_TRUE(eventually(begun));
   dieWithin(longestMicroseconds);
 }
 

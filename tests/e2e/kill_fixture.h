@@ -19,8 +19,10 @@ class KillTest : public ServiceTest {
   /// work to interrupt happens in the first milliseconds.
   static constexpr uint32_t kLongestLifeMicroseconds = 12'000;
 
-  /// One life: start, one request after another, kill after a random time.
-  void liveAndDie(const NextFrame& next, uint32_t longestMicroseconds = kLongestLifeMicroseconds);
+  /// One life: start, one request after another, kill after a random time, which begins once `begun` is true.
+  void liveAndDie(
+      const NextFrame& next, uint32_t longestMicroseconds = kLongestLifeMicroseconds,
+      const std::function<bool()>& begun = [] { return true; });
 
   /// Kills the service, which is doing its work already, after a random time.
   void dieWithin(uint32_t longestMicroseconds);
