@@ -75,4 +75,9 @@ record_figures() {
       --findings "$findings"
     findings=0
   done < <(tr -d '\r' <"$2" | sed -n 's/^evidence: \([0-9.]*\) \([^,]*\), \(.*\)$/\1\t\2\t\3/p')
+  # What fails at once shows no figure.
+  if ((findings > 0)); then
+    "$KORVEL_ROOT/scripts/lib/ledger.py" record "$1" --amount 1 --unit "failed runs" \
+      --part "$(basename "$2" .log)$PART_SUFFIX" --findings "$findings"
+  fi
 }

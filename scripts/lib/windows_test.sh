@@ -76,8 +76,8 @@ windows_test() {
   run_windows_test "$surroundings" "$tests" "$@"
 }
 
-# run_windows_test SURROUNDINGS TESTS JSON PROGRAM [PRESET]: in a prefix of its own, named like JSON. The function
-# prepare_prefix PREFIX, if there is one, has the last word on what is in it.
+# run_windows_test SURROUNDINGS TESTS JSON PROGRAM [PRESET]: in a prefix of its own, named like JSON. The functions
+# prepare_prefix PREFIX and leave_prefix PREFIX, if there are any, run before the program and before the removal.
 run_windows_test() {
   local surroundings=$1 tests=$2 json=$3 program=$4 status
   local prefix
@@ -95,6 +95,7 @@ run_windows_test() {
   done
   cp "$result" "$json" || true
   end_prefix "$prefix"
+  if declare -F leave_prefix >/dev/null; then leave_prefix "$prefix"; fi
   rm -rf "$prefix"
   return "$status"
 }
