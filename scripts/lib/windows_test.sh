@@ -42,6 +42,7 @@ RUSSIAN_TESTS='RussianWindows.*' # likewise
 # Those of korvelctl take as long as all others together, mostly waiting.
 CLIENT_TESTS=Connection.*:Control*:Examples.*:EventTexts.*:Help.*:JsonMatrix.*:ScanCommand.*:SettingsCommand.*:StoredFiles.*
 CLIENT_TESTS+=:ThreatsCommand.*:WatchCommand.*
+LONG_TESTS='Long*.*' # only scripts/evidence has the time for these
 
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
 make_test_prefix() {
@@ -64,18 +65,25 @@ make_test_prefix() {
 
 # windows_test JSON PROGRAM [PRESET]: the name of JSON decides which of the functions above runs the program.
 windows_test() {
-  local json=$1 program=$2 surroundings=alone tests=-$CLOCK_TESTS:$RUSSIAN_TESTS status
-  local name prefix
-  name=$(basename "$json" .json)
-  prefix=$TEST_PREFIXES/$name
-  case $name in
+  local surroundings=alone tests=-$CLOCK_TESTS:$RUSSIAN_TESTS:$LONG_TESTS
+  case $(basename "$1" .json) in
     e2e.clock) surroundings=with_own_clock tests=$CLOCK_TESTS ;;
     e2e.russian) surroundings=on_russian_windows tests=$RUSSIAN_TESTS ;;
     e2e.client) surroundings=with_update_server tests=$CLIENT_TESTS ;;
     e2e.*) surroundings=with_update_server tests+=:$CLIENT_TESTS ;;
     windows.net_tests | windows.hosts_tests) surroundings=with_web_servers ;;
   esac
-  make_test_prefix "$prefix" "${@:2}"
+  run_windows_test "$surroundings" "$tests" "$@"
+}
+
+# run_windows_test SURROUNDINGS TESTS JSON PROGRAM [PRESET]: in a prefix of its own, named like JSON. The functions
+# prepare_prefix PREFIX and leave_prefix PREFIX, if there are any, run before the program and before the removal.
+run_windows_test() {
+  local surroundings=$1 tests=$2 json=$3 program=$4 status
+  local prefix
+  prefix=$TEST_PREFIXES/$(basename "$json" .json)
+  make_test_prefix "$prefix" "${@:4}"
+  if declare -F prepare_prefix >/dev/null; then prepare_prefix "$prefix"; fi
   # GoogleTest makes the file "begun" before the first case and removes it after the last.
   local result=$prefix/drive_c/tests/result.json begun=$prefix/drive_c/tests/begun attempt
   for attempt in 1 2; do
@@ -87,6 +95,7 @@ windows_test() {
   done
   cp "$result" "$json" || true
   end_prefix "$prefix"
+  if declare -F leave_prefix >/dev/null; then leave_prefix "$prefix"; fi
   rm -rf "$prefix"
   return "$status"
 }

@@ -1,5 +1,4 @@
-// The running service and a minifilter driver that the test plays: a copy of the executable with the
-// stand-in filter library (fltlib.dll) beside it.
+// The running service and a minifilter driver that the test plays.
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -7,55 +6,15 @@
 #include <set>
 
 #include "base/files.h"
-#include "base/paths.h"
 #include "base/utf.h"
-#include "e2e/machine.h"
+#include "e2e/driver_fixture.h"
 #include "e2e/sample_files.h"
 #include "e2e/service_manager.h"
-#include "e2e/service_test.h"
-#include "support/fake_driver.h"
 
 namespace korvel::test {
 namespace {
 
-constexpr wchar_t kFolder[] = L"C:\\korvel-driver-test";
-
-/// The stand-in lies beside this test program.
-std::wstring standIn() {
-  wchar_t self[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, self, MAX_PATH);
-  return joinPath(parentDirectory(self), L"fltlib.dll");
-}
-
-class Driver : public ServiceTest {
- protected:
-  void SetUp() override {
-    ServiceTest::SetUp();
-    wchar_t before[MAX_PATH] = {};
-    if (::GetEnvironmentVariableW(L"KORVEL_SERVICE", before, MAX_PATH) != 0) before_ = before;
-    const std::wstring copy = joinPath(kFolder, L"KorvelService.exe");
-    createDirectories(kFolder);
-    ASSERT_TRUE(::CopyFileW(serviceExecutable().c_str(), copy.c_str(), FALSE));
-    ASSERT_TRUE(::CopyFileW(standIn().c_str(), joinPath(kFolder, L"fltlib.dll").c_str(), FALSE));
-    ::_wputenv_s(L"KORVEL_SERVICE", copy.c_str());
-  }
-  void TearDown() override {
-    if (driver_) driver_->unload();  // lets the service's link end
-    ServiceTest::TearDown();
-    ::_wputenv_s(L"KORVEL_SERVICE", before_.c_str());
-    removeTree(kFolder);
-  }
-  void startWithDriver() {
-    driver_.emplace();
-    startService();
-    ASSERT_TRUE(driver_->waitForService(10'000));
-  }
-
-  std::optional<FakeDriver> driver_;
-
- private:
-  std::wstring before_;
-};
+class Driver : public DriverTest {};
 
 TEST_F(Driver, WhenPresentProtectsThroughTheKernel) {
   startWithDriver();

@@ -1,71 +1,25 @@
 // The service is killed at random moments while it changes its files. Whatever the moment, every text file is
 // whole and no byte of a user's file is lost.
-#include <chrono>
-#include <functional>
-#include <random>
-#include <thread>
+#include <nlohmann/json.hpp>
 
 #include "base/files.h"
+#include "base/paths.h"
 #include "base/text.h"
 #include "base/utf.h"
 #include "config/data_paths.h"
+#include "e2e/kill_fixture.h"
 #include "e2e/machine.h"
 #include "e2e/sample_files.h"
-#include "e2e/service_test.h"
 
 namespace korvel::test {
 namespace {
 
 using ipc::Opcode;
 
-/// The longest time from the first request to the kill. Most of the work to interrupt happens in the first
-/// milliseconds.
-constexpr uint32_t kLongestLifeMicroseconds = 12'000;
-
-/// Sends one request after another until the connection breaks, as it does when the service is killed.
-class Hammer {
- public:
-  /// Gives the frame of request number `i`, with the reply to the one before it.
-  using NextFrame = std::function<std::string(size_t i, const Reply& last)>;
-
-  explicit Hammer(NextFrame next) : next_(std::move(next)) {
-    client_.connect();
-    thread_ = std::thread([this] {
-      Reply last;
-      for (size_t i = 0;; ++i) {
-        if (!client_.send(next_(i, last))) return;
-        std::optional<Reply> reply = client_.receive();
-        if (!reply) return;
-        last = std::move(*reply);
-      }
-    });
-  }
-  ~Hammer() { thread_.join(); }
-
- private:
-  NextFrame next_;
-  Client client_;
-  std::thread thread_;
-};
-
-/// Finer than the system's own sleep, whose steps would always hit the same moments of the service's work.
-void sleepMicroseconds(uint32_t count) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(count);
-  while (std::chrono::steady_clock::now() < end) std::this_thread::yield();
-}
-
-class Kill : public ServiceTest {
+class Kill : public KillTest {
  protected:
   std::wstring userFile() const { return folder().at(L"in\\eicar.com"); }
   std::wstring indexPath() const { return defaultQuarantineDir() + L"\\quarantine.db"; }
-
-  /// One life: start, hammer, kill after a random time.
-  void liveAndDie(Hammer::NextFrame next) {
-    startService();
-    const Hammer hammer(std::move(next));
-    sleepMicroseconds(random_() % kLongestLifeMicroseconds);
-    service().kill();
-  }
 
   /// Every record of the index has its ten lines, and nothing else is in the file.
   void expectWholeIndex() {
@@ -96,12 +50,21 @@ class Kill : public ServiceTest {
     };
     look(userFile());
     WIN32_FIND_DATAW entry{};
-    UniqueFindHandle find(::FindFirstFileW((defaultQuarantineDir() + L"\\*_eicar.com").c_str(), &entry));
+    UniqueFindHandle find(::FindFirstFileW(storedNames().c_str(), &entry));
     if (find) {
       do look(defaultQuarantineDir() + L"\\" + entry.cFileName);
       while (::FindNextFileW(find.get(), &entry));
     }
     return copies;
+  }
+
+  static std::wstring storedNames() { return defaultQuarantineDir() + L"\\*_eicar.com"; }
+  /// The user's file in quarantine, if it is there.
+  static std::optional<std::wstring> storedCopy() {
+    WIN32_FIND_DATAW entry{};
+    const UniqueFindHandle find(::FindFirstFileW(storedNames().c_str(), &entry));
+    if (!find) return {};
+    return defaultQuarantineDir() + L"\\" + entry.cFileName;
   }
 
   std::string decisionFrame(uint32_t action) {
@@ -131,8 +94,24 @@ class Kill : public ServiceTest {
     return id;
   }
 
- private:
-  std::mt19937 random_{20'251'121};
+  /// When the file is in quarantine without a record: the check of the quarantine names it, so that it can be
+  /// taken back.
+  void expectFoundAgain() {
+    const std::optional<std::wstring> stored = storedCopy();
+    if (!stored || readFile(indexPath()).find("STORED=" + toUtf8(*stored) + "\n") != std::string::npos)
+      return;
+    ++unlisted_;
+    const Finished run =
+        runToEnd(controlExecutable(), L"--json quarantine verify --dir \"" + defaultQuarantineDir() + L"\"");
+    EXPECT_EQ(run.exitCode, 1u);
+    const auto orphans = nlohmann::json::parse(run.output)["orphans"];
+    ASSERT_EQ(orphans.size(), 1u) << run.output;
+    EXPECT_EQ(orphans[0]["name"], toUtf8(fileName(*stored)));
+    EXPECT_EQ(orphans[0]["size"], eicarText().size());
+    EXPECT_EQ(orphans[0]["sha256"], kEicarSha256);
+  }
+
+  int unlisted_ = 0;
 };
 
 TEST_F(Kill, DuringASaveLeavesTheOldOrTheNewSettings) {
@@ -157,7 +136,9 @@ TEST_F(Kill, DuringASaveLeavesTheOldOrTheNewSettings) {
         [&](size_t n, const Reply&) { return frame(12, ipc::encodeSettings(n % 2 == 0 ? two : one)); });
     const std::string left = readFile(settingsPath());
     ASSERT_TRUE(left == texts[0] || left == texts[1]) << "kill " << i << ":\n" << left;
+    countTemporary(settingsPath() + L".tmp");
   }
+  showKills("settings", killCount());
 }
 
 TEST_F(Kill, DuringQuarantineLosesNoFile) {
@@ -166,8 +147,12 @@ TEST_F(Kill, DuringQuarantineLosesNoFile) {
     liveAndDie([this](size_t, const Reply&) { return decisionFrame(ipc::kActionQuarantine); });
     ASSERT_EQ(copiesOfUserFile(), 1) << "kill " << i;
     expectWholeIndex();
+    expectFoundAgain();
     if (HasFailure()) return;
+    countTemporary(indexPath() + L".tmp");
   }
+  showKills("quarantine move", killCount());
+  showFigure("quarantine move", static_cast<uint64_t>(unlisted_), "files moved but not listed");
 }
 
 TEST_F(Kill, DuringRestoreLosesNoFile) {
@@ -178,7 +163,9 @@ TEST_F(Kill, DuringRestoreLosesNoFile) {
     ASSERT_EQ(copiesOfUserFile(), 1) << "kill " << i;
     expectWholeIndex();
     if (HasFailure()) return;
+    countTemporary(indexPath() + L".tmp");
   }
+  showKills("restore", killCount());
 }
 
 TEST_F(Kill, DuringDeletionLeavesAWholeIndex) {
@@ -188,7 +175,9 @@ TEST_F(Kill, DuringDeletionLeavesAWholeIndex) {
     ASSERT_LE(copiesOfUserFile(), 1) << "kill " << i;
     expectWholeIndex();
     if (HasFailure()) return;
+    countTemporary(indexPath() + L".tmp");
   }
+  showKills("quarantine index", killCount());
 }
 
 TEST_F(Kill, WhileAFileGoesBackAndForthLosesNoFile) {
@@ -199,13 +188,18 @@ TEST_F(Kill, WhileAFileGoesBackAndForthLosesNoFile) {
     const auto records = ipc::decodeQuarantineList(last.payload);
     return frame(10, ipc::encodeQuarantineId(records && !records->empty() ? records->front().id : 0));
   };
-  for (int i = 0; i < (killCount() + 3) / 4; ++i) {
+  const int kills = (killCount() + 3) / 4;
+  for (int i = 0; i < kills; ++i) {
     placeFile(/*stored=*/true);
     liveAndDie(next);
     ASSERT_EQ(copiesOfUserFile(), 1) << "kill " << i;
     expectWholeIndex();
+    expectFoundAgain();
     if (HasFailure()) return;
+    countTemporary(indexPath() + L".tmp");
   }
+  showKills("back and forth", kills);
+  showFigure("back and forth", static_cast<uint64_t>(unlisted_), "files moved but not listed");
 }
 
 }  // namespace

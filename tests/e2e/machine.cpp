@@ -1,5 +1,6 @@
 #include "e2e/machine.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -17,11 +18,6 @@ constexpr int kFewKills = 10;
 constexpr int kFewStops = 3;
 constexpr int kFewFrames = 1'000;
 constexpr int kOneSeed = 20'251'121;
-
-int countFrom(const char* variable, int few) {
-  const char* given = std::getenv(variable);
-  return given != nullptr ? std::atoi(given) : few;
-}
 
 }  // namespace
 
@@ -45,9 +41,19 @@ void wipeServiceData() {
   removeTree(dataDir());
 }
 
-int killCount() { return countFrom("KORVEL_KILLS", kFewKills); }
-int stopCount() { return countFrom("KORVEL_STOPS", kFewStops); }
-int frameCount() { return countFrom("KORVEL_FRAMES", kFewFrames); }
-uint32_t frameSeed() { return static_cast<uint32_t>(countFrom("KORVEL_SEED", kOneSeed)); }
+int amountFrom(const char* variable, int few) {
+  const char* given = std::getenv(variable);
+  return given != nullptr ? std::atoi(given) : few;
+}
+
+int killCount() { return amountFrom("KORVEL_KILLS", kFewKills); }
+int stopCount() { return amountFrom("KORVEL_STOPS", kFewStops); }
+int frameCount() { return amountFrom("KORVEL_FRAMES", kFewFrames); }
+uint32_t frameSeed() { return static_cast<uint32_t>(amountFrom("KORVEL_SEED", kOneSeed)); }
+
+void showFigure(const std::string& part, uint64_t amount, const std::string& unit) {
+  std::printf("evidence: %llu %s, %s\n", static_cast<unsigned long long>(amount), unit.c_str(), part.c_str());
+  std::fflush(stdout);
+}
 
 }  // namespace korvel::test

@@ -2,6 +2,7 @@
 // only where a marker file says that nothing of value is there.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace korvel::test {
@@ -28,5 +29,11 @@ int stopCount();
 /// KORVEL_SEED chooses others.
 int frameCount();
 uint32_t frameSeed();
+
+/// An amount that the environment variable `variable` chooses, or `few`.
+int amountFrom(const char* variable, int few);
+
+/// Prints a line that scripts/evidence takes into the ledger.
+void showFigure(const std::string& part, uint64_t amount, const std::string& unit);
 
 }  // namespace korvel::test

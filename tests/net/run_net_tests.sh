@@ -146,7 +146,7 @@ export KORVEL_TEST_STRANGER_PORT=$stranger_port KORVEL_TEST_ODD_PORT=$odd_port
 export KORVEL_TEST_WWW="C:\\$stage_name\\www" KORVEL_TEST_FULL="C:\\$stage_name\\full"
 cd "$stage"
 # In the background, so that the shell handles a signal at once and not after the program has ended.
-LD_PRELOAD=$work/full_disk.so KORVEL_FULL_DISK=$(realpath "$stage/full") \
+LD_PRELOAD=$work/full_disk.so${LD_PRELOAD:+:$LD_PRELOAD} KORVEL_FULL_DISK=$(realpath "$stage/full") \
   wine "C:\\$stage_name\\$(basename "$program")" "$@" < /dev/null &
 wine_pid=$!
 status=0

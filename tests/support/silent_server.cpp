@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/win.h"
+#include "support/local_listener.h"
 
 #include <winsock2.h>
 
@@ -12,26 +13,9 @@ namespace {
 
 constexpr long kClientLimitSeconds = 60;
 
-void require(bool done, const char* step) {
-  if (!done)
-    throw std::runtime_error(std::string(step) + " failed, code " + std::to_string(::WSAGetLastError()));
-}
-
 }  // namespace
 
-SilentServer::SilentServer() {
-  WSADATA data{};
-  require(::WSAStartup(MAKEWORD(2, 2), &data) == 0, "WSAStartup");
-  listener_ = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
-  require(::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0, "bind");
-  require(::listen(listener_, SOMAXCONN) == 0, "listen");
-  int length = sizeof address;
-  require(::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) == 0, "getsockname");
-  url_ = "http://127.0.0.1:" + std::to_string(::ntohs(address.sin_port));
-}
+SilentServer::SilentServer() : listener_(listenLocally(&url_)) {}
 
 SilentServer::~SilentServer() {
   hangUp();
@@ -52,7 +36,8 @@ void SilentServer::answer(const std::string& body) {
   const std::string text = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) +
                            "\r\nConnection: close\r\n\r\n" + body;
   const int bytes = static_cast<int>(text.size());
-  require(::send(clients_.back(), text.data(), bytes, /*flags=*/0) == bytes, "send");
+  if (::send(clients_.back(), text.data(), bytes, /*flags=*/0) != bytes)
+    throw std::runtime_error("send failed, code " + std::to_string(::WSAGetLastError()));
 }
 
 void SilentServer::hangUp() {

@@ -25,9 +25,9 @@ class SilentServer {
   void hangUp();
 
  private:
+  std::string url_;
   uintptr_t listener_;  // a SOCKET
   std::vector<uintptr_t> clients_;
-  std::string url_;
 };
 
 }  // namespace korvel::test
