@@ -19,6 +19,8 @@ KORVEL_PACKAGES=(
   libssl-dev                 # the benchmarks: another implementation of the digests to compare with
   python3-pefile             # an independent PE reader, to compare the analysis with
   python3-jsonschema         # an independent reader of the schema of korvelmock's scripts
+  mono-mcs                   # compiles the C# client for its tests
+  mono-runtime               # ... and runs it
   faketime                   # tests that need another time of day
   locales                    # tests on a Russian Windows
   openssl                    # tests that need certificates
