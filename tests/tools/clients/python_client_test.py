@@ -5,15 +5,14 @@
 
 The pipe itself is on Windows only: PipeStream is compiled here and not run.
 """
-import contextlib
 import hashlib
-import io
 import json
 import pathlib
 import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 import vector_files
 
@@ -85,6 +84,47 @@ class Vectors(unittest.TestCase):
                     self.assertRaises(korvel.Malformed, korvel.decode_header, header)
                 else:
                     self.assertEqual(korvel.decode_header(header), (case["opcode"], case["length"]))
+
+
+class CannedStream:
+    """Answers every GetProgress with the next of these payloads."""
+
+    def __init__(self, payloads):
+        self.payloads, self.output = payloads, b""
+
+    def write(self, data, _):
+        self.output += korvel.encode_frame(4, self.payloads.pop(0))
+
+    def read(self, count, _):
+        data, self.output = self.output[:count], self.output[count:]
+        return data
+
+    def close(self):
+        pass
+
+
+class Manners(unittest.TestCase):
+    def follow(self, longest_hold):
+        """How often a client connects that follows a scan over four replies."""
+        replies = [case["payload"] for _, opcode, case in vector_files.cases()
+                   if opcode == 4 and case["kind"] == "reply" and case["value"] and len(case["payload"]) < 1000]
+        runs = next(one for one in replies if korvel.decode_reply(4, one)["scanning"])
+        over = next(one for one in replies if not korvel.decode_reply(4, one)["scanning"])
+        payloads, connections = [runs, runs, runs, over], []
+
+        def connect():
+            connections.append(1)
+            return CannedStream(payloads)
+
+        with unittest.mock.patch.multiple(korvel, LONGEST_HOLD=longest_hold, PAUSE=0, ASK_EVERY=0):
+            self.assertEqual(len(list(korvel.Service(connect).follow())), 4)
+        return len(connections)
+
+    def test_following_lets_go_of_the_pipe_when_it_was_held_for_long(self):
+        self.assertEqual(self.follow(longest_hold=0), 4)
+
+    def test_following_keeps_the_pipe_for_a_while(self):
+        self.assertEqual(self.follow(longest_hold=60), 1)
 
 
 class Conversation(unittest.TestCase):
