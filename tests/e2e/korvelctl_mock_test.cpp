@@ -125,6 +125,34 @@ TEST_F(ControlMock, TheLastConnectionEndsIt) {
   EXPECT_TRUE(has(mock().errorOutput(), "Ping, 0 bytes: reply, 4 bytes")) << mock().errorOutput();
 }
 
+// clients/powershell cannot be executed here; this much of it can be known.
+TEST_F(ControlMock, CommandsOfThePowerShellModuleHaveTheFieldsThatItReads) {
+  folder().write(L"eicar.com", "x");
+  folder().write(L"Загрузки\\счёт №7.pdf.exe", "x");
+  play(L"--scene found");
+  EXPECT_EQ(json(scanFolder())["outcome"], "completed");
+  const auto threats = json(L"threats list --all")["threats"];
+  ASSERT_EQ(threats.size(), 3u);
+  EXPECT_EQ(threats[1]["n"], 2);
+  EXPECT_EQ(threats[1]["severity"], "high");
+  EXPECT_EQ(threats[1]["state"], "present");
+  const auto stored = json(L"threats quarantine --yes 1 2")["items"];
+  ASSERT_EQ(stored.size(), 2u);
+  EXPECT_TRUE(stored[1]["result"].is_string()) << "korvelctl looks for itself, and the file is still there";
+  EXPECT_EQ(stored[1]["path"], threats[1]["path"]);
+  const auto records = json(L"quarantine list")["records"];
+  ASSERT_EQ(records.size(), 3u);
+  const auto idOf = [&records](size_t at) { return toWide(records[at]["id"].dump()); };
+  EXPECT_EQ(json(L"quarantine delete --yes " + idOf(0))["items"][0]["result"], "ok");
+  EXPECT_EQ(json(L"quarantine restore --yes --force " + idOf(1))["items"][0]["result"], "ok");
+  EXPECT_EQ(json(L"config list")["settings"]["ScheduledHour"], 4);
+  EXPECT_EQ(json(L"config set ScheduledHour=7")["changes"].size(), 1u);
+  EXPECT_TRUE(json(L"update signatures").contains("errors"));
+  EXPECT_TRUE(json(L"status").contains("errors"));
+  const auto error = json(L"quarantine delete --yes 1");
+  EXPECT_TRUE(error.contains("errors") || error["error"]["message"].is_string()) << error;
+}
+
 TEST_F(ControlMock, DoesNotTakeThePipeOfARunningService) {
   startService();
   const Finished run = runToEnd(mockExecutable(), L"--scene fresh");
