@@ -69,6 +69,10 @@ class Scripts(unittest.TestCase):
         for scene in SCENES:
             jsonschema.validate(json.loads(scene.read_text(encoding="utf-8")), SCHEMA)
 
+    def test_every_scene_is_built_in(self):
+        listed = subprocess.run([MOCK, "--scenes"], capture_output=True, text=True, check=True).stdout
+        self.assertEqual([line.split()[0] for line in listed.splitlines()], [scene.stem for scene in SCENES])
+
     def test_every_member_is_known_to_both(self):
         jsonschema.validate(EVERYTHING, SCHEMA)
         done = run(EVERYTHING, "--check")
