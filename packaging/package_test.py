@@ -1,25 +1,27 @@
 #!/usr/bin/python3
-"""Makes the setup program and its bill of materials, and looks at both.
+"""Makes the setup program, the client kit and their bills of materials, and looks at them.
 
-  package_test.py FILES VERSION [unittest arguments]
+  package_test.py FILES KIT VERSION [unittest arguments]
 
-FILES is the folder of what is installed. Debian's interpreter, since it needs Debian's pefile.
+FILES is the folder of what is installed, KIT that of what the client kit holds. Debian's interpreter, since it needs Debian's pefile.
 """
 import hashlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
 import urllib.parse
+import zipfile
 
 import pefile
 
 HERE = pathlib.Path(__file__).resolve().parent
-FILES = VERSION = None
+FILES = KIT = VERSION = None
 
 
 def make_setup(resources, files, output):
@@ -83,8 +85,63 @@ class PackageTest(unittest.TestCase):
         self.assertEqual(self.bill(), self.bill())
 
 
+LINK = re.compile(r"\]\(([^)#]+)")
+
+
+class ClientKit(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(cls.folder.cleanup)
+        cls.work = pathlib.Path(cls.folder.name)
+        cls.name = f"KORVEL-client-kit-{VERSION}"
+        cls.archive = cls.pack(KIT, "kit.zip")
+
+    @classmethod
+    def pack(cls, folder, archive):
+        path = cls.work / archive
+        subprocess.run([sys.executable, HERE / "client_kit.py", cls.name, folder, path], check=True)
+        return path
+
+    def test_another_folder_on_another_day_gives_the_same_archive(self):
+        other = self.work / "a longer name of a folder"
+        shutil.copytree(KIT, other)
+        for path in other.rglob("*"):
+            os.utime(path, (1_000_000_000, 1_000_000_000))
+        self.assertEqual(self.pack(other, "again.zip").read_bytes(), self.archive.read_bytes())
+
+    def test_holds_what_a_client_is_written_with(self):
+        with zipfile.ZipFile(self.archive) as packed:
+            names = set(packed.namelist())
+            modes = {entry.filename: entry.external_attr >> 16 for entry in packed.infolist()}
+        for name in ("korvelmock.exe", "docs/protocol.md", "docs/vectors/refusals.json", "docs/korvelmock.schema.json",
+                     "clients/README.md", "clients/python/korvel.py", "clients/csharp/KorvelClient.cs",
+                     "clients/powershell/Korvel.psm1", "clients/cpp/lib/libKorvelClient.a",
+                     "clients/cpp/lib/cmake/KorvelClient/KorvelClientConfig.cmake",
+                     "clients/cpp/include/korvel/client/service_connection.h",
+                     "clients/cpp/example/scan_and_quarantine.cpp"):
+            self.assertIn(f"{self.name}/{name}", names)
+        self.assertEqual(modes[f"{self.name}/clients/python/scan_and_quarantine.py"], 0o100755)
+        self.assertEqual([name for name in names if "__pycache__" in name], [])
+
+    def test_links_of_its_documents_lead_to_its_files(self):
+        for page in KIT.rglob("*.md"):
+            for link in LINK.findall(page.read_text(encoding="utf-8")):
+                # trust.md also tells those who run the service of pages that are not theirs.
+                if page.name != "trust.md" and "://" not in link:
+                    self.assertTrue((page.parent / link).exists(), f"{page.name}: {link}")
+
+    def test_its_bill_names_what_is_in_it(self):
+        bill = json.loads(subprocess.run([sys.executable, HERE / "bill_of_materials.py", VERSION, self.archive],
+                                         capture_output=True, text=True, check=True).stdout)
+        product = bill["metadata"]["component"]
+        self.assertEqual(product["name"], "KORVEL Antivirus client kit")
+        self.assertEqual(product["hashes"][0]["content"], hashlib.sha256(self.archive.read_bytes()).hexdigest())
+        self.assertNotIn("nsis", [entry["name"] for entry in bill["components"]])
+
+
 if __name__ == "__main__":
-    if len(sys.argv) < 3:
+    if len(sys.argv) < 4:
         sys.exit(__doc__)
-    FILES, VERSION = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    FILES, KIT, VERSION = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve(), sys.argv[3]
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]])

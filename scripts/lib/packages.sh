@@ -14,10 +14,13 @@ KORVEL_PACKAGES=(
   clang                      # the native build, and a second compiler for the product's sources
   clang-format               # keeps the sources in one layout
   clang-tidy                 # lint
-  libcli11-dev               # korvelctl, korvelsig: command line
-  nlohmann-json3-dev         # korvelctl, korvelsig: JSON output
+  libcli11-dev               # korvelctl, korvelsig, korvelmock: command line
+  nlohmann-json3-dev         # korvelctl, korvelsig, korvelmock: JSON
   libssl-dev                 # the benchmarks: another implementation of the digests to compare with
   python3-pefile             # an independent PE reader, to compare the analysis with
+  python3-jsonschema         # an independent reader of the schema of korvelmock's scripts
+  mono-mcs                   # compiles the C# client for its tests
+  mono-runtime               # ... and runs it
   faketime                   # tests that need another time of day
   locales                    # tests on a Russian Windows
   openssl                    # tests that need certificates
@@ -27,7 +30,7 @@ KORVEL_PACKAGES=(
   chromium                   # looks at the pages that korvelctl writes
 )
 
-# What the preset "tools" needs of them: korvelsig for this machine.
+# What the preset "tools" needs of them: korvelsig and korvelmock for this machine.
 # shellcheck disable=SC2034
 KORVEL_TOOLS_PACKAGES=(g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev)
 

@@ -58,6 +58,8 @@ make_test_prefix() {
   # Programs and libraries that a test finds beside itself.
   find "$(dirname "$program")" -maxdepth 1 \( -name '*.dll' -o -name '*.exe' ! -name '*_tests.exe' \) \
     -exec cp -t "$drive/tests" {} +
+  # Where it is built: a single test program needs no such service.
+  cp "$(dirname "$program")/../bin/korvelmock.exe" "$drive/tests/" 2>/dev/null || true
   # The seed signatures lie where the build has them: ..\bin\data from a test program.
   cp -r "$(dirname "$program")/../bin/data" "$drive/bin/"
   if (($# > 2)); then install_product "$1" "$3"; fi

@@ -16,6 +16,7 @@ GUI, CONSOLE = 2, 3
 PROGRAMS = {
     "KorvelService": GUI,
     "korvelctl": CONSOLE,
+    "korvelmock": CONSOLE,
     "korvelsig": CONSOLE,
 }
 # Every Windows since 10 has them in its own folder.
