@@ -64,7 +64,7 @@ void DomainSet::grow() {
 }
 
 void DomainSet::append(char c) {
-  if (textBytes_ % kPieceBytes == 0) pieces_.push_back(std::make_unique<char[]>(kPieceBytes));
+  if (textBytes_ % kPieceBytes == 0) pieces_.push_back(std::make_unique_for_overwrite<char[]>(kPieceBytes));
   pieces_.back()[textBytes_ % kPieceBytes] = c;
   ++textBytes_;
 }

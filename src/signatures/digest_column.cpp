@@ -1,6 +1,7 @@
 #include "signatures/digest_column.h"
 
 #include <algorithm>
+#include <bit>
 #include <compare>
 #include <cstring>
 #include <limits>
@@ -14,7 +15,7 @@ namespace {
 
 constexpr size_t kKeysPerBucket = 16;  // at most, on average: the index costs 1/4 to 1/2 byte per key
 constexpr unsigned kMaxBucketBits = 28;
-constexpr unsigned kSortBits = 16;
+constexpr unsigned kMaxSortBits = 16;
 constexpr size_t kSpareKeys = 1024;  // unused capacity that is not worth releasing
 
 uint32_t leadingBits(const uint8_t* key) {
@@ -55,8 +56,9 @@ void DigestColumn<kBytes>::seal() {
 /// appended. Distributes by the leading bits first, so that the comparisons of one bucket stay in the cache.
 template <size_t kBytes>
 std::vector<uint32_t> DigestColumn<kBytes>::stableOrder() {
-  const auto bucket = [](const Key& key) { return leadingBits(key.data()) >> (32 - kSortBits); };
-  std::vector<uint32_t> ends((size_t{1} << kSortBits) + 1);
+  const auto bits = std::min(kMaxSortBits, static_cast<unsigned>(std::bit_width(keys_.size())));
+  const auto bucket = [bits](const Key& key) { return leadingBits(key.data()) >> (32 - bits); };
+  std::vector<uint32_t> ends((size_t{1} << bits) + 1);
   for (const Key& key : keys_) ++ends[bucket(key) + 1];
   std::partial_sum(ends.begin(), ends.end(), ends.begin());
 

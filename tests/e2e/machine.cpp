@@ -15,6 +15,8 @@ constexpr wchar_t kMarker[] = L"C:\\korvel-test-machine";
 constexpr wchar_t kInstalled[] = L"C:\\Program Files\\Korvel\\KorvelService.exe";
 constexpr int kFewKills = 10;
 constexpr int kFewStops = 3;
+constexpr int kFewFrames = 1'000;
+constexpr int kOneSeed = 20'251'121;
 
 int countFrom(const char* variable, int few) {
   const char* given = std::getenv(variable);
@@ -45,5 +47,7 @@ void wipeServiceData() {
 
 int killCount() { return countFrom("KORVEL_KILLS", kFewKills); }
 int stopCount() { return countFrom("KORVEL_STOPS", kFewStops); }
+int frameCount() { return countFrom("KORVEL_FRAMES", kFewFrames); }
+uint32_t frameSeed() { return static_cast<uint32_t>(countFrom("KORVEL_SEED", kOneSeed)); }
 
 }  // namespace korvel::test

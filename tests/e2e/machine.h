@@ -24,4 +24,9 @@ int killCount();
 /// How often each stop test stops the service: the environment variable KORVEL_STOPS, or a few times.
 int stopCount();
 
+/// How many hostile frames the service gets: the environment variable KORVEL_FRAMES, or a thousand.
+/// KORVEL_SEED chooses others.
+int frameCount();
+uint32_t frameSeed();
+
 }  // namespace korvel::test

@@ -46,6 +46,14 @@ TEST(SearchPath, ASemicolonInAFolderIsQuoted) {
   EXPECT_EQ(withoutSearchFolder(L"x;\"C:\\a;b\";y", odd), L"x;y");
 }
 
+TEST(SearchPath, AnOpenQuotationMarkDoesNotTakeTheFolderIn) {
+  const std::wstring path = L"a;\"C:\\b;c;";
+  const std::wstring with = withSearchFolder(path, kFolder);
+  EXPECT_EQ(with, path + L"\";" + kFolder);
+  EXPECT_EQ(withSearchFolder(with, kFolder), with);
+  EXPECT_EQ(withoutSearchFolder(with, kFolder), path + L"\"");
+}
+
 TEST(SearchPath, IsNeverCut) {
   const std::wstring longPath(40'000, L'p');
   EXPECT_EQ(withSearchFolder(longPath, kFolder).size(), longPath.size() + 1 + std::size(kFolder) - 1);

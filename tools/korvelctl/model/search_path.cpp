@@ -38,6 +38,9 @@ std::wstring withSearchFolder(std::wstring_view path, std::wstring_view folder) 
   const auto same = [&wanted](std::wstring_view entry) { return comparable(entry) == wanted; };
   std::wstring text(path);
   if (wanted.empty() || std::any_of(entries.begin(), entries.end(), same)) return text;
+  // The folder would else belong to the entry whose quotation mark is still open.
+  const bool open = std::count(path.begin(), path.end(), L'"') % 2 != 0;
+  if (open) text += L'"';
   if (!text.empty() && text.back() != L';') text += L';';
   const bool needsQuotes = folder.find(L';') != folder.npos;
   if (needsQuotes) text += L'"';
