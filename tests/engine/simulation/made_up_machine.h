@@ -95,7 +95,8 @@ struct FileVersion {
   int32_t nameSeverity = 0;
   uint64_t heldUntil = 0;  // awake(): until then nobody else can open it
   uint64_t notifications = 0;
-  bool heldAtNotification = false;
+  uint64_t lastNotification = 0;  // awake()
+  bool waited = false;            // this version, or the one that it has replaced a moment ago
   uint64_t contentEvents = 0;
   uint64_t nameEvents = 0;
 };
