@@ -87,6 +87,7 @@ windows_test() {
   done
   cp "$result" "$json" || true
   end_prefix "$prefix"
+  if declare -F after_windows_test >/dev/null; then after_windows_test "$prefix"; fi # of the script that sources this
   rm -rf "$prefix"
   return "$status"
 }

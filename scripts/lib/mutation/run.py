@@ -122,17 +122,18 @@ class Program:
         self.seconds, self.reached, self.slow = 0.0, set(), []
 
     def run(self, seconds, *options, **environment):
-        """True when every test passes in time."""
+        """How the program ends: "passed", "failed", "crashed" or "slow"."""
         try:
-            return subprocess.run([str(self.path), "--gtest_brief=1", "--gtest_fail_fast", *options], timeout=seconds,
+            status = subprocess.run([str(self.path), "--gtest_brief=1", "--gtest_fail_fast", *options], timeout=seconds,
                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, preexec_fn=limit,
-                                  env=dict(os.environ, **environment)).returncode == 0
+                                  env=dict(os.environ, **environment)).returncode
         except subprocess.TimeoutExpired:
-            return False
+            return "slow"
+        return {0: "passed", 1: "failed"}.get(status, "crashed")
 
     def measure(self, folder):
         reached, times = folder / (self.name + ".reached"), folder / (self.name + ".json")
-        if not self.run(600, "--gtest_output=json:%s" % times, KORVEL_MUTANTS_REACHED=str(reached)):
+        if not self.run(600, "--gtest_output=json:%s" % times, KORVEL_MUTANTS_REACHED=str(reached)) != "passed":
             raise SystemExit("%s fails without any mutant" % self.path)
         self.reached = {int(line) for line in reached.read_text().split()}
         for suite in json.loads(times.read_text())["testsuites"]:
@@ -142,36 +143,46 @@ class Program:
                 if seconds > SLOW:
                     self.slow.append("%s.%s" % (suite["name"], test["name"]))
 
-    def notices(self, mutant):
-        alive = {"KORVEL_MUTANT": str(mutant.number)}
+    def ends(self, mutant):
+        alive, seconds = {"KORVEL_MUTANT": str(mutant.number)}, 15 + 5 * self.seconds
         slow = ":".join(self.slow)
-        return not (self.run(5 + 3 * self.seconds, "--gtest_filter=-" + slow, **alive) and
-                    (not slow or self.run(5 + 3 * self.seconds, "--gtest_filter=" + slow, **alive)))
+        ended = self.run(seconds, "--gtest_filter=-" + slow, **alive)
+        return self.run(seconds, "--gtest_filter=" + slow, **alive) if ended == "passed" and slow else ended
 
 
 ROOM_PROGRAMS = {"remedy": ["remedy", "hosts"]}
 
 
 def judge(mutant, programs):
-    """(the mutant, whether it is killed, whether any test came by it)"""
+    """(the mutant, how the first program ended that noticed it, or "not reached" or "passed")"""
     room = mutant.file.split("/")[1]
     own = ROOM_PROGRAMS.get(room, [room])
     by = [program for program in programs if mutant.number in program.reached]
     by.sort(key=lambda program: (program.name not in own, program.seconds))
     for program in by:
-        if program.notices(mutant):
-            return mutant, True, True
-    return mutant, False, bool(by)
+        ended = program.ends(mutant)
+        if ended != "passed":
+            return mutant, ended
+    return mutant, "passed" if by else "not reached"
 
 
 def describe(mutant):
-    return "`%s` %s: `%s`, %s" % (mutant.file, mutant.kind, mutant.before[:160], mutant.after)
+    return "%s: `%s`, %s" % (mutant.kind, mutant.before[:120], mutant.after)
+
+
+def text_of(mutant):
+    with open(ROOT / mutant.file, encoding="utf-8") as file:
+        return file.read().splitlines()[mutant.line - 1].strip()
 
 
 def explained():
-    """The survivors that are listed with a reason: lines `- FILE KIND: BEFORE, AFTER — reason`."""
-    lines = SURVIVORS.read_text().splitlines()
-    return {line[2:].split(" — ")[0] for line in lines if line.startswith("- `") and " — " in line}
+    """The lines whose mutants may survive: rows `| source | line | why |` of survivors.md."""
+    found = set()
+    for row in SURVIVORS.read_text(encoding="utf-8").splitlines():
+        cells = row.strip("| ").split(" | ")
+        if row.startswith("| `src/") and len(cells) >= 3:
+            found.add((cells[0].strip("`"), cells[1].replace("\\|", "|").strip("`")))
+    return found
 
 
 def sample(mutants, most, seed):
@@ -223,27 +234,29 @@ def main():
 
 
 def report(folder, results, wanted, seconds):
-    killed = sum(1 for _, dead, _ in results if dead)
     known = explained()
-    survivors = sorted((mutant, reached) for mutant, dead, reached in results if not dead)
-    unexplained = [entry for entry in survivors if describe(entry[0]) not in known]
-    rooms = collections.Counter(mutant.file.split("/")[1] for mutant, _, _ in results)
+    survivors = sorted((mutant, end) for mutant, end in results if end in ("passed", "not reached"))
+    without_reason = [mutant for mutant, _ in survivors if (mutant.file, text_of(mutant)) not in known]
+    rooms = collections.Counter(mutant.file.split("/")[1] for mutant, _ in results)
     living = collections.Counter(mutant.file.split("/")[1] for mutant, _ in survivors)
-    with open(folder / "report.txt", "w") as out:
+    with open(folder / "report.txt", "w", encoding="utf-8") as out:
         for room in sorted(rooms):
             out.write("%-12s %5d mutants, %5.1f %% killed\n" % (room, rooms[room],
                                                                100 * (1 - living[room] / rooms[room])))
-        for mutant, reached in survivors:
-            note = "explained" if describe(mutant) in known else "" if reached else "not reached"
-            out.write("%s:%d %s | %s\n" % (mutant.file, mutant.line, describe(mutant), note))
-    share = 100 * killed / max(1, len(results))
-    equivalent = len(survivors) - len(unexplained)
-    figures = {"mutants": len(results), "wanted": wanted, "killed": killed, "percent": round(share, 1),
-               "explained": equivalent, "unexplained": len(unexplained), "seconds": round(seconds)}
+        for mutant, end in survivors:
+            note = "NO REASON" if mutant in without_reason else "explained"
+            out.write("%s:%d %s | %s, %s\n" % (mutant.file, mutant.line, describe(mutant), end, note))
+    ends = collections.Counter(end for _, end in results)
+    killed = len(results) - len(survivors)
+    figures = {"mutants": len(results), "wanted": wanted, "killed": killed, "failed": ends["failed"],
+               "crashed": ends["crashed"], "slow": ends["slow"],
+               "percent": round(100 * killed / max(1, len(results)), 1), "survivors": len(survivors),
+               "without_reason": len(without_reason), "seconds": round(seconds)}
     (folder / "mutation.json").write_text(json.dumps(figures, indent=1) + "\n")
-    print("%(mutants)d of %(wanted)d mutants lived: %(killed)d killed (%(percent).1f %%), %(explained)d survive for a "
-          "reason, %(unexplained)d others" % figures)
-    return 0 if share >= 85 else 1
+    print("%(mutants)d of %(wanted)d mutants lived: %(killed)d killed (%(percent).1f %%; %(failed)d by a test, "
+          "%(crashed)d by a crash, %(slow)d by the time), %(survivors)d survive, %(without_reason)d of them without a "
+          "reason" % figures)
+    return 0 if figures["percent"] >= 85 and not without_reason else 1
 
 
 if __name__ == "__main__":
