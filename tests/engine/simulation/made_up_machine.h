@@ -96,7 +96,9 @@ struct FileVersion {
   uint64_t heldUntil = 0;  // awake(): until then nobody else can open it
   uint64_t notifications = 0;
   uint64_t lastNotification = 0;  // awake()
-  bool waited = false;            // this version, or the one that it has replaced a moment ago
+  bool waited = false;            // it was held at a notification
+  bool mayFollowOne =
+      false;  // the version that it has replaced may still wait, and its wait may end with this one
   uint64_t contentEvents = 0;
   uint64_t nameEvents = 0;
 };
