@@ -1,4 +1,4 @@
-"""Mutants of C++ sources: finds the places with clang's syntax tree, and writes the sources anew with all mutants in them.
+"""Mutants of C++ sources: finds the places with clang's syntax tree, and writes the sources with all mutants in them.
 
 A mutant is a small change that a test should notice. All mutants of all sources are compiled in at once; mutants.h asks
 at run time which one lives, so thousands of mutants need one build. The lines keep their numbers.
@@ -20,6 +20,8 @@ STATEMENTS = {"CallExpr", "CXXMemberCallExpr", "CXXOperatorCallExpr", "CompoundA
               "ContinueStmt", "CStyleCastExpr"}
 WRAPPERS = {"ExprWithCleanups", "ImplicitCastExpr", "ParenExpr", "ConstantExpr", "MaterializeTemporaryExpr",
             "CXXBindTemporaryExpr"}
+# What the compiler evaluates; of a case only the label.
+CONSTANT_KINDS = {"StaticAssertDecl", "EnumConstantDecl", "TemplateArgument", "CaseStmt", "ConstantExpr"}
 # Returned values that the default one equals.
 DEFAULT_VALUES = {"{}", "std::nullopt", "nullptr", "false", "0", '""'}
 INTEGERS = re.compile(r"(const )?(u?int(8|16|32|64)_t|size_t|std::size_t|int|unsigned int|unsigned|long|unsigned long|"
@@ -65,7 +67,7 @@ class Finder:
         return self.texts[file]
 
     def locate(self, node):
-        """Gives every node its file and range. Clang writes a file name only where it changes, in the order of the text."""
+        """Gives every node its file and range. Clang writes a file name only where it changes."""
         if isinstance(node, list):
             for child in node:
                 self.locate(child)
@@ -95,8 +97,7 @@ class Finder:
         if not isinstance(node, dict) or node.get("isImplicit"):
             return
         kind = node.get("kind")
-        if kind in ("StaticAssertDecl", "EnumConstantDecl", "TemplateArgument", "CaseStmt", "ConstantExpr") or node.get("constexpr") \
-                and kind == "VarDecl":
+        if kind in CONSTANT_KINDS or node.get("constexpr") and kind == "VarDecl":
             if kind == "CaseStmt":
                 for child in node.get("inner", [])[1:]:
                     self.statement(child)
@@ -305,7 +306,8 @@ def rewrite(text, sites, dropped, file, number):
         return shown
 
     def form_of(form, at, shown):
-        called = form.replace("on({0})", "korvel_mutants::on(%d)" % at).replace("add({0}", "korvel_mutants::add(%d" % at)
+        called = form.replace("on({0})", "korvel_mutants::on(%d)" % at)
+        called = called.replace("add({0}", "korvel_mutants::add(%d" % at)
         called = re.sub(r"^\{0\}", "korvel_mutants::on(%d)" % at, called).replace("{{", "{").replace("}}", "}")
         head, tail = split_form(called)
         whole = head + shown + tail

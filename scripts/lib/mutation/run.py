@@ -29,7 +29,7 @@ ROOT = HERE.parents[2]
 SURVIVORS = ROOT / "tests" / "mutation" / "survivors.md"
 PROGRAMS = ["base", "config", "engine", "fw", "hash", "hosts", "net", "pe", "protocol", "records", "remedy", "scan",
             "service", "signatures"]
-# Code that stands in for another platform's, the digests' own arithmetic, where every change shows, and owners of handles.
+# Code that stands in for another platform's, the arithmetic of the digests, where every change shows, and owners.
 LEFT_OUT = re.compile(r"src/base/(utf_native\.cpp|mutex\.h|unique_resource\.h)|src/hash/(?!hex_digest|byte_histogram)")
 MEMORY = 6 << 30
 SLOW = 0.3  # seconds of one test
