@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Makes the report of scripts/coverage out of what the runs have left in its folder.
 
-    coverage.py FOLDER
+    coverage.py FOLDER [native|windows]
 
-FOLDER/native.json is llvm-cov's export of the pure half. FOLDER/counters holds a folder of GCC's counters (.gcda) for each
-program of the Windows half; the sources that compile natively too are left to the pure half. Written: index.html with a
-page for each source, figures.json, and missing.txt, the lines that no test reaches and docs/coverage.md does not explain.
+FOLDER/native.json is llvm-cov's export of the pure half. FOLDER/counters holds a folder of GCC's counters (.gcda) for
+each program of the Windows half; the sources that compile natively too are left to the pure half. Written: index.html
+with a page for each source, figures.json, and missing.txt, the lines that no test reaches and docs/coverage.md does not
+explain.
 """
 import collections
 import html
@@ -38,16 +39,14 @@ def native_sources(file):
     with open(file, encoding="utf-8") as text:
         data = json.load(text)["data"][0]
     for entry in data["files"]:
-        source = sources[os.path.relpath(entry["filename"], ROOT)]
+        name = os.path.relpath(entry["filename"], ROOT)
+        if not name.startswith("src/"):
+            continue
+        source = sources[name]
         for line, count in lines_of_segments(entry["segments"]).items():
             source.lines[line] = source.lines.get(line, 0) + count
-        sides = collections.Counter()  # of all instantiations together
-        for begin, column, end, end_column, count, other, *_ in entry.get("branches", []):
-            place = (begin, column, end, end_column)
-            sides[place, True] += count
-            sides[place, False] += other
-        source.branches += len(sides)
-        source.taken += sum(1 for count in sides.values() if count)
+        source.branches += entry["summary"]["branches"]["count"]
+        source.taken += entry["summary"]["branches"]["covered"]
     return sources
 
 
@@ -160,10 +159,11 @@ def table(folder, half, sources):
 
 def main():
     folder = pathlib.Path(sys.argv[1])
+    wanted = sys.argv[2] if len(sys.argv) > 2 else "both"
     halves = {}
-    if (folder / "native.json").exists():
+    if wanted != "windows" and (folder / "native.json").exists():
         halves["native"] = native_sources(folder / "native.json")
-    if (folder / "counters").exists():
+    if wanted != "native" and (folder / "counters").exists():
         pure = pure_sources()
         halves["windows"] = {name: source for name, source in windows_sources(
             folder / "counters", ROOT / "build" / "coverage-windows").items() if name not in pure}
