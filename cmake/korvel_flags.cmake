@@ -54,3 +54,14 @@ else()
   find_package(Threads REQUIRED)
   target_link_libraries(korvel_flags INTERFACE Threads::Threads)
 endif()
+
+# Lines that run are counted. Clang counts in everything that includes our headers. GCC under Wine counts only in the
+# rooms (korvel_room), so that the test programs come from the compiler cache.
+if(KORVEL_COVERAGE)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(korvel_flags INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+    target_link_options(korvel_flags INTERFACE -fprofile-instr-generate)
+  else()
+    target_link_options(korvel_flags INTERFACE --coverage)
+  endif()
+endif()

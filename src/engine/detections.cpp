@@ -18,6 +18,18 @@ std::vector<ThreatEvent> Detections::take() {
   return taken;
 }
 
+void Detections::handOut(std::vector<ThreatEvent>& events, const std::function<size_t()>& deliver) {
+  events = take();
+  size_t delivered = 0;
+  try {
+    delivered = deliver();
+  } catch (...) {
+    putBack(std::move(events), 0);
+    throw;
+  }
+  putBack(std::move(events), delivered);
+}
+
 void Detections::putBack(std::vector<ThreatEvent> events, size_t first) {
   if (first >= events.size()) return;
   events.erase(events.begin(), events.begin() + static_cast<ptrdiff_t>(first));

@@ -2,7 +2,6 @@
 // runs at a time. Thread-safe, except that join() must not race a start().
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "base/mutex.h"
 #include "base/stop.h"
+#include "engine/scan_state.h"
 #include "records/scan_progress.h"
 #include "records/scan_scope.h"
 #include "records/threat_record.h"
@@ -45,25 +45,25 @@ class ScanJob {
   /// Refuses with a text while the service stops, while protection is off, and while a scan runs. Throws
   /// std::system_error when no thread can be made; no scan counts as running then.
   bool start(ScanScope scope, const std::vector<std::wstring>& paths, std::string* error)
-      EXCLUDES(threadMutex_, mutex_) {
+      EXCLUDES(threadMutex_) {
     return start({scope, paths, /*inBackground=*/false}, error);
   }
   /// The scan that nobody has asked for: a quick one, which makes way for every other program.
-  bool startScheduled(std::string* error) EXCLUDES(threadMutex_, mutex_) {
+  bool startScheduled(std::string* error) EXCLUDES(threadMutex_) {
     return start({ScanScope::kQuick, {}, /*inBackground=*/true}, error);
   }
   /// Asks the running scan to end after the current file; returns whether that had been asked before. A
   /// request that comes before the scanning phase is lost, and so are all later ones for that scan: clients
   /// rely on it.
-  bool cancel() EXCLUDES(mutex_);
+  bool cancel() { return state_.cancel(); }
   /// Waits for the running scan, if any.
   void join() EXCLUDES(threadMutex_);
 
-  bool running() const { return running_.load(); }
+  bool running() const { return state_.running(); }
   /// The state at one moment, without events. A report whose scan has ended also has its outcome.
-  ScanReport report() const EXCLUDES(mutex_);
+  ScanReport report() const { return state_.report(); }
   /// The detections of the current or last scan, in order.
-  std::vector<ThreatRecord> results() const EXCLUDES(mutex_);
+  std::vector<ThreatRecord> results() const { return state_.results(); }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -74,35 +74,24 @@ class ScanJob {
   };
 
   bool stopping() const;
-  bool start(const Order& order, std::string* error) EXCLUDES(threadMutex_, mutex_);
-  void forgetLastScan() EXCLUDES(mutex_);
+  bool start(const Order& order, std::string* error) EXCLUDES(threadMutex_);
   bool startThread(const Order& order) EXCLUDES(threadMutex_);
   void run(const Order& order);
   void scanTargets(const std::vector<ScanTarget>& targets, bool inBackground, Clock::time_point began);
   ScanSummary countAndScan(FileScanner& scanner, const std::vector<ScanTarget>& targets);
   void finish(const ScanSummary& summary, Clock::time_point began);
-  void endEarly(const wchar_t* phase, bool cancelled) EXCLUDES(mutex_);
-  void setPhase(const wchar_t* phase) EXCLUDES(mutex_);
-  void showProgress(const ScanProgressInfo& info) EXCLUDES(mutex_);
-  void takeVerdict(const FileVerdict& verdict) EXCLUDES(mutex_);
-  void setCancellable(FileScanner* scanner) EXCLUDES(mutex_);
+  void takeVerdict(const FileVerdict& verdict);
 
   SettingsInForce& settings_;
   const SignaturesInForce& signatures_;
   const StopToken stop_;
   const FileCalls& calls_;
-  ScanCache cache_;  // synchronises itself
+  // These synchronise themselves.
+  ScanCache cache_;
+  ScanState state_;
 
   Mutex threadMutex_;
   std::thread thread_ GUARDED_BY(threadMutex_);
-  std::atomic<bool> running_{false};  // exchanged, so that "already running" needs no lock
-
-  mutable Mutex mutex_;  // held only to copy or change what follows
-  ScanProgressInfo progress_ GUARDED_BY(mutex_);
-  ScanSummary lastSummary_ GUARDED_BY(mutex_);
-  std::vector<ThreatRecord> results_ GUARDED_BY(mutex_);
-  bool cancelRequested_ GUARDED_BY(mutex_) = false;
-  FileScanner* cancellable_ GUARDED_BY(mutex_) = nullptr;  // the scanner that a cancel() reaches
 };
 
 }  // namespace korvel::svc

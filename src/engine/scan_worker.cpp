@@ -134,15 +134,7 @@ bool ScanWorker::cancelScan() { return scan_.cancel(); }
 
 void ScanWorker::reportScan(const TakeReport& take) {
   ScanReport report = scan_.report();
-  report.events = detections_.take();
-  size_t taken = 0;
-  try {
-    taken = take(report);
-  } catch (...) {
-    detections_.putBack(std::move(report.events), 0);
-    throw;
-  }
-  detections_.putBack(std::move(report.events), taken);
+  detections_.handOut(report.events, [&] { return take(report); });
 }
 
 std::vector<ThreatRecord> ScanWorker::getResults() const { return scan_.results(); }

@@ -43,6 +43,27 @@ TEST(Detections, NothingComesBackWhenAllWasTaken) {
   EXPECT_EQ(namesOf(detections.take()), Names{});
 }
 
+TEST(Detections, WhatWasNotDeliveredWaitsOn) {
+  Detections detections;
+  for (const char* name : {"a", "b", "c"}) detections.add(named(name));
+  std::vector<ThreatEvent> events;
+  detections.handOut(events, [&] {
+    EXPECT_EQ(namesOf(events), (Names{"a", "b", "c"}));
+    detections.add(named("d"));
+    return size_t{2};
+  });
+  EXPECT_EQ(namesOf(detections.take()), (Names{"c", "d"}));
+}
+
+TEST(Detections, ADeliveryThatThrowsLosesNothing) {
+  Detections detections;
+  detections.add(named("a"));
+  std::vector<ThreatEvent> events;
+  const auto fails = []() -> size_t { throw std::bad_alloc(); };
+  EXPECT_THROW(detections.handOut(events, fails), std::bad_alloc);
+  EXPECT_EQ(namesOf(detections.take()), Names{"a"});
+}
+
 TEST(Detections, KeepTheFieldsThatTravelAndNothingElse) {
   ThreatRecord record;
   record.path = L"C:\\a.exe";

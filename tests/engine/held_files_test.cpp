@@ -152,5 +152,32 @@ TEST(HeldFiles, OneMoreThanTheMostIsJudgedByItsNameAtOnce) {
   EXPECT_FALSE(files.afterNotification(heldVerdict(L"one more"), kStart));
 }
 
+TEST(HeldFiles, AFileOfMediumSeverityIsRememberedTooOnceItHasWaited) {
+  HeldFiles files;
+  EXPECT_FALSE(files.afterNotification(heldVerdict(L"a"), kStart));
+  EXPECT_TRUE(files.afterNotification(readVerdict(L"a", kSeverityMedium), kStart + 1));
+  EXPECT_FALSE(files.afterNotification(readVerdict(L"a", kSeverityMedium), kStart + 2));
+}
+
+TEST(HeldFiles, AfterItsLastTryAFileIsNotDueAgainEvenIfNobodyJudgesIt) {
+  HeldFiles files;
+  EXPECT_FALSE(files.afterNotification(heldVerdict(L"a"), kStart));
+  for (const bool last : {false, false, true}) {
+    const std::optional<HeldFiles::Try> due = files.nextDue(kStart + 60'000);
+    ASSERT_TRUE(due);
+    EXPECT_EQ(due->last, last);
+  }
+  EXPECT_FALSE(files.nextDue(kStart + 60'000));
+  EXPECT_EQ(files.untilNextDue(kStart + 60'000), HeldFiles::kNoTry);
+}
+
+TEST(HeldFiles, ATryThatIsOverdueIsDueNow) {
+  HeldFiles files;
+  EXPECT_FALSE(files.afterNotification(heldVerdict(L"a"), kStart));
+  EXPECT_EQ(files.untilNextDue(kStart + 499), 1u);
+  EXPECT_EQ(files.untilNextDue(kStart + 500), 0u);
+  EXPECT_EQ(files.untilNextDue(kStart + 60'000), 0u);
+}
+
 }  // namespace
 }  // namespace korvel::svc

@@ -79,5 +79,12 @@ TEST_F(UpdateTicksTest, ARunByTheClockBeginsAFullDay) {
   EXPECT_EQ(due_, (Seconds{60, 41 * 3'600 + 61, 41 * 3'600 + 61 + 86'400}));
 }
 
+TEST_F(UpdateTicksTest, ADayThatWasShortOfTicksEndsByTheClockToTheSecond) {
+  stayAwake(60 * kSecond);
+  sleep(80 * kSecond);  // too short to count as one
+  stayAwake(24 * kHour);
+  EXPECT_EQ(due_, (Seconds{60, 60 + 86'400}));
+}
+
 }  // namespace
 }  // namespace korvel::svc

@@ -26,7 +26,7 @@ PLAN_HEAD = ["room", "duty", "may include"]
 TOOL_LIBRARIES = {"tools/protokit"}
 
 # Folders of tests/ that belong to no room: the tests of the programs in tools/, tests of the whole, and what tests share.
-OTHER_TEST_FOLDERS = {"tools", "behaviour", "e2e", "faults", "fuzz", "layout", "support"}
+OTHER_TEST_FOLDERS = {"tools", "behaviour", "e2e", "faults", "fuzz", "layout", "mutation", "support"}
 
 # System headers with a ".h" that pure sources may include: those of the processor's instruction sets. The standard
 # library's own headers have no ".h", so every other one belongs to Windows or to its C run-time.

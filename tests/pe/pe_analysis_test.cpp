@@ -221,5 +221,23 @@ TEST(PeAnalysis, SurvivesEveryTruncationOfAFullImage) {
             (Codes{"PE.PACKED", "PE.RWX_SECTION", "PE.INJECTION_APIS", "PE.FUTURE_TIMESTAMP"}));
 }
 
+TEST(ExplainPe, KeepsHowEachRuleCameOut) {
+  PeAnalysis analysis = analyze(ordinary().build());
+  const std::vector<Finding> findings = analysis.findings;
+  explainPe(analysis, kNow);
+  EXPECT_FALSE(analysis.rules.empty());
+  EXPECT_EQ(analysis.findings, findings);
+  const size_t rules = analysis.rules.size();
+  explainPe(analysis, kNow);
+  EXPECT_EQ(analysis.rules.size(), rules) << "those of the last time are forgotten";
+}
+
+TEST(ExplainPe, DoesNothingForWhatIsNotAnImage) {
+  PeAnalysis analysis = analyze(bytesOf("#!/bin/sh\n"));
+  explainPe(analysis, kNow);
+  EXPECT_TRUE(analysis.rules.empty());
+  EXPECT_TRUE(analysis.findings.empty());
+}
+
 }  // namespace
 }  // namespace korvel

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <vector>
+
 #include "protocol/wire.h"
 
 namespace korvel::ipc {
@@ -93,6 +97,51 @@ TEST(FrameHeader, ShortInputIsRefusedWithoutReadingPastIt) {
     FrameHeader header;
     EXPECT_FALSE(decodeFrameHeader(ByteView(std::string_view(bytes).substr(0, length)), &header, nullptr));
   }
+}
+
+TEST(ChunkOf, IsWhatIsLeftButNoMoreThanOneChunk) {
+  EXPECT_EQ(chunkOf(0), 0u);
+  EXPECT_EQ(chunkOf(kIoChunkBytes - 1), kIoChunkBytes - 1);
+  EXPECT_EQ(chunkOf(kIoChunkBytes), kIoChunkBytes);
+  EXPECT_EQ(chunkOf(size_t{kIoChunkBytes} + 1), kIoChunkBytes);
+}
+
+/// A peer that sends 'a', 'b', 'c', ... and counts what each call has asked for.
+struct Peer {
+  std::vector<size_t> asked;
+  size_t most = SIZE_MAX;  // calls that it answers
+  bool operator()(char* buffer, size_t bytes) {
+    if (asked.size() == most) return false;
+    std::fill_n(buffer, bytes, static_cast<char>('a' + asked.size()));
+    asked.push_back(bytes);
+    return true;
+  }
+};
+
+TEST(ReadPayload, GrowsByDoublingAndIsWhole) {
+  constexpr size_t kChunk = kIoChunkBytes;
+  Peer peer;
+  std::string payload = "what was there before";
+  EXPECT_TRUE(readPayload(&payload, 5 * kChunk + 1, std::ref(peer)));
+  EXPECT_EQ(peer.asked, (std::vector<size_t>{kChunk, kChunk, 2 * kChunk, kChunk + 1}));
+  EXPECT_EQ(payload, std::string(kChunk, 'a') + std::string(kChunk, 'b') + std::string(2 * kChunk, 'c') +
+                         std::string(kChunk + 1, 'd'));
+}
+
+TEST(ReadPayload, AnEmptyOneAsksForNothing) {
+  Peer peer;
+  std::string payload = "what was there before";
+  EXPECT_TRUE(readPayload(&payload, 0, std::ref(peer)));
+  EXPECT_EQ(payload, "");
+  EXPECT_TRUE(peer.asked.empty());
+}
+
+TEST(ReadPayload, EndsWithTheFirstReadThatFails) {
+  Peer peer;
+  peer.most = 1;
+  std::string payload;
+  EXPECT_FALSE(readPayload(&payload, size_t{kMaxPayloadBytes}, std::ref(peer)));
+  EXPECT_LE(payload.size(), 2 * size_t{kIoChunkBytes}) << "no memory for what has not come";
 }
 
 }  // namespace

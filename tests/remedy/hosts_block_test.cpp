@@ -298,5 +298,39 @@ TEST(HostsBlockProperty, NoPrefixOfAFileReadsBeyondItsEnd) {
   }
 }
 
+TEST(BlockedName, IsWhatAnEntryOfTheBlockBlocks) {
+  std::vector<std::string> names;
+  std::vector<HostsLine> kinds;
+  const std::string hosts = applyHostsBlock("127.0.0.1 localhost\n", {"www.evil.example"});
+  visitHostsLines(hosts, [&](std::string_view line, HostsLine kind) {
+    kinds.push_back(kind);
+    if (kind == HostsLine::kInside) names.emplace_back(blockedName(line));
+  });
+  EXPECT_EQ(names, std::vector<std::string>{"www.evil.example"});
+  EXPECT_EQ(kinds, (std::vector<HostsLine>{HostsLine::kOutside, HostsLine::kOutside, HostsLine::kBegin,
+                                           HostsLine::kInside, HostsLine::kEnd}));
+}
+
+TEST(BlockedName, OfALineThatIsNoneOfOursIsEmpty) {
+  const std::string hosts = applyHostsBlock("", {"www.evil.example"});
+  std::string entry;
+  visitHostsLines(hosts, [&](std::string_view line, HostsLine kind) {
+    if (kind == HostsLine::kInside) entry = line;
+  });
+  const size_t name = entry.find("www.evil.example");
+  ASSERT_NE(name, std::string::npos);
+  const std::string start = entry.substr(0, name);
+  const std::string end = entry.substr(name + std::string_view("www.evil.example").size());
+  EXPECT_EQ(blockedName(start + "a" + end), "a");
+  EXPECT_EQ(blockedName(start + end), "");
+  EXPECT_EQ(blockedName("x" + entry), "");
+  EXPECT_EQ(blockedName(start), "");
+  if (!end.empty()) {
+    EXPECT_EQ(blockedName(entry + "x"), "");
+    EXPECT_EQ(blockedName(end), "");
+    EXPECT_EQ(blockedName(start + "a"), "");
+  }
+}
+
 }  // namespace
 }  // namespace korvel
