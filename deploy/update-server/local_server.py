@@ -111,8 +111,9 @@ def main():
     parser.add_argument("--tree", required=True, help="the tree that publish.py fills")
     parser.add_argument("--port", type=int, default=0, help="a free one unless given")
     options = parser.parse_args()
-    # Each of these ends the script like Ctrl+C, so that its nginx never outlives it.
-    for number in (signal.SIGTERM, signal.SIGHUP):
+    # Each of these ends the script like Ctrl+C, so that its nginx never outlives it. A shell that starts this in the
+    # background may have it begin with SIGINT ignored.
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, signal.default_int_handler)
     with tempfile.TemporaryDirectory() as folder:
         server = LocalServer(folder, options.tree, options.port, show=lambda line: print(line, flush=True))
