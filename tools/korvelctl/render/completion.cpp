@@ -8,7 +8,7 @@ namespace korvel::ctl {
 namespace {
 
 /// A text in single quotes; one inside is doubled. PowerShell takes the typographic ones for quotes too.
-std::string quoted(std::string_view text) {
+std::string singleQuoted(std::string_view text) {
   std::string result = "'";
   for (size_t i = 0; i < text.size(); ++i) {
     const std::string_view three = text.substr(i, 3);
@@ -25,7 +25,7 @@ std::string quoted(std::string_view text) {
 
 /// The comma keeps the pair together: a list of pairs would else become one list of texts.
 void addWord(std::string& words, std::string_view word, std::string_view help) {
-  words += "    ,@(" + quoted(word) + ", " + quoted(help.empty() ? word : help) + ")\n";
+  words += "    ,@(" + singleQuoted(word) + ", " + singleQuoted(help.empty() ? word : help) + ")\n";
 }
 
 void addOption(std::string& words, const OptionSpec& option, Language language) {
@@ -51,7 +51,7 @@ void addTables(std::string& script, const Command& command, Language language) {
     for (const std::string& choice : argument.choices) addWord(words, choice, argument.help.in(language));
   }
   for (const OptionSpec& option : command.options()) addOption(words, option, language);
-  if (!words.empty()) script += "  $words[" + quoted(keyOf(command)) + "] = @(\n" + words + "  )\n";
+  if (!words.empty()) script += "  $words[" + singleQuoted(keyOf(command)) + "] = @(\n" + words + "  )\n";
   for (const auto& child : command.commands()) addTables(script, *child, language);
 }
 
@@ -59,11 +59,11 @@ void addChoices(std::string& script, const std::vector<OptionSpec>& options, con
   for (const OptionSpec& option : options) {
     if (option.choices.empty()) continue;
     std::string list;
-    for (const std::string& choice : option.choices) list += (list.empty() ? "" : ", ") + quoted(choice);
+    for (const std::string& choice : option.choices) list += (list.empty() ? "" : ", ") + singleQuoted(choice);
     std::string_view names = option.names;
     while (!names.empty()) {
       const size_t comma = names.find(',');
-      script.append("  $choices[").append(quoted(key + ' ' + std::string(names.substr(0, comma))));
+      script.append("  $choices[").append(singleQuoted(key + ' ' + std::string(names.substr(0, comma))));
       script.append("] = @(").append(list).append(")\n");
       names = comma == names.npos ? std::string_view() : names.substr(comma + 1);
     }
