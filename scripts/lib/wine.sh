@@ -101,11 +101,12 @@ end_prefix() {
   WINEPREFIX=$1 timeout 10 wineserver -w 2>/dev/null || true
 }
 
-# install_product PREFIX PRESET: the service, its client and its data, as an installer would lay them out.
+# install_product PREFIX PRESET: the service and its data of a build, and the client that ships, as an installer would
+# lay them out.
 install_product() {
   local folder="$1/drive_c/Program Files/Korvel" bin=$KORVEL_BUILD/$2/bin
   mkdir -p "$folder"
-  cp "$bin/KorvelService.exe" "$bin/korvelctl.exe" "$folder/"
+  cp "$bin/KorvelService.exe" "$KORVEL_BUILD/release/bin/korvelctl.exe" "$folder/"
   rm -rf "$folder/data"
   cp -r "$bin/data" "$folder/data"
 }
