@@ -39,9 +39,10 @@ on_russian_windows() (
   alone "$@"
 )
 RUSSIAN_TESTS='RussianWindows.*' # likewise
-# Those of korvelctl take as long as all others together, mostly waiting.
+# Those of korvelctl take as long as all others together, mostly waiting: two jobs beside the others.
 CLIENT_TESTS=Connection.*:Control*:Examples.*:EventTexts.*:Help.*:JsonMatrix.*:ScanCommand.*:SettingsCommand.*:StoredFiles.*
-CLIENT_TESTS+=:ThreatsCommand.*:WatchCommand.*
+CLIENT_TESTS+=:ThreatsCommand.*
+WATCH_TESTS=WatchCommand.*:ControlDoctor.*:Help.* # those of them that take longest
 LONG_TESTS='Long*.*' # only scripts/evidence has the time for these
 
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
@@ -71,8 +72,9 @@ windows_test() {
   case $(basename "$1" .json) in
     e2e.clock) surroundings=with_own_clock tests=$CLOCK_TESTS ;;
     e2e.russian) surroundings=on_russian_windows tests=$RUSSIAN_TESTS ;;
-    e2e.client) surroundings=with_update_server tests=$CLIENT_TESTS ;;
-    e2e.*) surroundings=with_update_server tests+=:$CLIENT_TESTS ;;
+    e2e.client) surroundings=with_update_server tests=$CLIENT_TESTS-$WATCH_TESTS ;;
+    e2e.watch) surroundings=with_update_server tests=$WATCH_TESTS ;;
+    e2e.*) surroundings=with_update_server tests+=:$CLIENT_TESTS:$WATCH_TESTS ;;
     windows.net_tests | windows.hosts_tests) surroundings=with_web_servers ;;
   esac
   run_windows_test "$surroundings" "$tests" "$@"
