@@ -1,4 +1,4 @@
-"""docs/vectors for the tests of the client libraries."""
+"""docs/vectors for the tests that read them without the product: the decoder and the client libraries."""
 import json
 import pathlib
 

@@ -12,6 +12,9 @@ import re
 import struct
 import sys
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "clients"))
+from vector_files import bytes_of, expanded  # noqa: E402
+
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 VECTORS = ROOT / "docs/vectors"
 MAGIC, VERSION, LARGEST, ERROR = b"LVRK", 1, 33_554_432, 0xFFFFFFFF
@@ -161,25 +164,6 @@ def frame_error(data):
     if version != VERSION:
         return "unsupported protocol version"
     return "declared payload too large" if length > LARGEST else None
-
-
-def bytes_of(pieces):
-    """Hexadecimal digits, or a list of them; "*N" behind the digits repeats their bytes."""
-    if isinstance(pieces, list):
-        return b"".join(map(bytes_of, pieces))
-    digits, _, times = pieces.partition("*")
-    return bytes.fromhex(digits) * int(times or 1)
-
-
-def expanded(value):
-    """Repeated lists written out."""
-    if isinstance(value, list):
-        return [expanded(part) for part in value]
-    if isinstance(value, dict):
-        if set(value) == {"times", "each"}:
-            return [expanded(value["each"])] * value["times"]
-        return {name: expanded(part) for name, part in value.items()}
-    return value
 
 
 def mutations(kind, opcode, payload):
