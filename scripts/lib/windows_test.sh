@@ -44,10 +44,6 @@ CLIENT_TESTS=Connection.*:Control*:Examples.*:EventTexts.*:Help.*:JsonMatrix.*:S
 CLIENT_TESTS+=:ThreatsCommand.*
 WATCH_TESTS=WatchCommand.*:ControlDoctor.*:Help.* # those of them that take longest
 LONG_TESTS='Long*.*' # only scripts/evidence has the time for these
-# Hung once in eight runs under Wine, which is not understood; natively it runs in every test. See docs/evidence.md.
-LONG_TESTS+=:SimulatedWeeks.KeepEveryPromiseFromEverySeed
-# Passed once here and then hung twice behind the other tests, which is not understood either; scripts/evidence load runs it.
-LONG_TESTS+=:Load.ABurstOfFilesUnderTheWatcherIsSurvived
 
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
 make_test_prefix() {

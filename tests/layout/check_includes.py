@@ -14,6 +14,8 @@ folder of src/; each program and each library of tools/ has a row too. The rules
      calls itself "Pure" in its opening comment.
   6. <windows.h> is included by src/base/win.h alone.
   7. Each room has tests in the folder of its name in tests/. What else is there is listed in OTHER_TEST_FOLDERS.
+  8. Nobody includes what waits on an atomic: in the toolchain's library a wake-up can be lost, and then a thread waits for
+     ever. base/mutex.h and base/stop.h have what stands in for it; std::promise is safe.
 """
 import pathlib
 import re
@@ -31,6 +33,8 @@ OTHER_TEST_FOLDERS = {"tools", "behaviour", "e2e", "faults", "fuzz", "layout", "
 # System headers with a ".h" that pure sources may include: those of the processor's instruction sets. The standard
 # library's own headers have no ".h", so every other one belongs to Windows or to its C run-time.
 PURE_SYSTEM_HEADERS = {"cpuid.h", "emmintrin.h", "immintrin.h"}
+
+WAITING_HEADERS = {"barrier", "latch", "semaphore", "stop_token"}
 
 WINDOWS_HEADER = "src/base/win.h"  # the one way in to <windows.h>
 
@@ -304,6 +308,14 @@ def check_test_folders(rooms, test_folders, files):
         yield f"tests/{folder}: no room has this name"
 
 
+def check_waits(files):
+    """Rule 8."""
+    for path in sorted(files):
+        for name in includes(files[path])[1]:
+            if name in WAITING_HEADERS:
+                yield f"{path}: <{name}> waits on an atomic, whose wake-up can be lost"
+
+
 def read_tree(root):
     """Every C++ file of our own."""
     files = {}
@@ -333,6 +345,7 @@ def check_tree(root):
         *check_pure(files, cmake_lists),
         *check_windows_header(files),
         *check_test_folders(rooms, test_folders, files),
+        *check_waits(files),
     ]
     return files, problems
 

@@ -318,6 +318,19 @@ class WindowsHeader(unittest.TestCase):
             )
 
 
+class Waits(unittest.TestCase):
+    def test_mutexes_and_promises_pass(self):
+        files = {"tests/scan/a_test.cpp": '#include <future>\n#include <mutex>\n#include "base/stop.h"\n'}
+        self.assertEqual(list(check.check_waits(files)), [])
+
+    def test_what_waits_on_an_atomic_fails(self):
+        for name in ("barrier", "latch", "semaphore", "stop_token"):
+            self.assertEqual(
+                list(check.check_waits({"tests/scan/a_test.cpp": f"#include <{name}>\n"})),
+                [f"tests/scan/a_test.cpp: <{name}> waits on an atomic, whose wake-up can be lost"],
+            )
+
+
 class TestFolders(unittest.TestCase):
     def problems(self, folders=TEST_FOLDERS, without=""):
         files = {path: text for path, text in FILES.items() if path != without}

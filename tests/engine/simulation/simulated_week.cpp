@@ -1,8 +1,8 @@
 #include "engine/simulation/simulated_week.h"
 
+#include <future>
 #include <memory>
 #include <optional>
-#include <semaphore>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -99,11 +99,6 @@ class Service {
   void checkAtEnd();
 
  private:
-  struct Release {
-    std::binary_semaphore come{0};
-    bool succeeds = false;
-  };
-
   void later(uint64_t delayMs, void (Service::*act)());
   bool startScan(bool scheduled);
   void scanCounts();
@@ -149,7 +144,7 @@ class Service {
   bool updateRuns_ = false;
   uint64_t lastUpdate_ = 0;
   uint64_t updateDueBy_ = 0;
-  std::shared_ptr<Release> job_;
+  std::shared_ptr<std::promise<bool>> job_;  ///< the requested update that runs; whether it succeeds
   uint64_t nextTick_ = 0;
   uint64_t tryNumber_ = 0;
   uint64_t added_ = 0;
@@ -232,7 +227,7 @@ Service::Service(Week& week, Machine& machine)
 
 Service::~Service() {
   *alive_ = false;
-  if (job_) job_->come.release();
+  if (job_) job_->set_value(false);
 }
 
 void Service::later(uint64_t delayMs, void (Service::*act)()) {
@@ -297,28 +292,27 @@ void Service::updateEnds() {
 
 void Service::askForUpdate() {
   std::string error;
-  auto release = std::make_shared<Release>();
+  auto outcome = std::make_shared<std::promise<bool>>();
   const bool busy = job_ != nullptr;
   const bool launched = update_.launch([] {},
-                                       [release](std::string* jobError) {
-                                         release->come.acquire();
-                                         if (!release->succeeds) *jobError = "no answer";
-                                         return release->succeeds;
+                                       [outcome](std::string* jobError) {
+                                         const bool succeeds = outcome->get_future().get();
+                                         if (!succeeds) *jobError = "no answer";
+                                         return succeeds;
                                        },
                                        &error);
   week_.promise(launched == !busy, "a job is refused exactly while one runs");
   if (!launched) return week_.happened("an update is refused");
   week_.promise(update_.lastError().empty(), "a job that begins has no failure");
-  job_ = std::move(release);
+  job_ = std::move(outcome);
   week_.happened("an update is asked for");
   later(machine_.chance.between(1, 60 * kSecond), &Service::jobEnds);
 }
 
 void Service::jobEnds() {
   if (!job_) return;
-  job_->succeeds = machine_.serverAnswers && !ending();
-  const bool succeeds = job_->succeeds;
-  std::exchange(job_, nullptr)->come.release();
+  const bool succeeds = machine_.serverAnswers && !ending();
+  std::exchange(job_, nullptr)->set_value(succeeds);
   update_.join();
   week_.promise(!update_.busy(), "a job that has ended is not busy");
   week_.promise(update_.lastError() == (succeeds ? "" : "no answer"),
