@@ -149,7 +149,7 @@ class DigestBench {
     }
 
     std::vector<std::vector<uint8_t>> small;
-    for (size_t i = 0; i < kSmallMessages; ++i) small.push_back(messageBuffer(200 << i % 7));
+    for (size_t i = 0; i < kSmallMessages; ++i) small.push_back(messageBuffer(size_t{200} << i % 7));
     const std::vector<double> mixed =
         bestOf(rounds, {timed([&small] {
                           for (const auto& buffer : small) {

@@ -25,6 +25,7 @@ KORVEL_PACKAGES=(
   locales                    # tests on a Russian Windows
   openssl                    # tests that need certificates
   nginx-light                # the server that download tests talk to
+  lld                        # links the test programs, which takes GNU's linker too long
   nsis                       # makes the setup program
   osslsigncode               # signs it: the test of what docs/release.md describes
   chromium                   # looks at the pages that korvelctl writes
