@@ -5,7 +5,8 @@
 
 TEMPLATE is a Wine prefix that is copied, FILES the folder of what is installed, WORK a folder for the copies and the setup
 programs, VERSION that of the files. With --long also what takes minutes: a service that hangs, and setup programs that
-are killed at random moments (KORVEL_SETUP_KILLS of them, from KORVEL_SEED).
+are killed at random moments (KORVEL_SETUP_KILLS of them, from KORVEL_SEED), and an upgrade from the setup program that
+KORVEL_OLDER_SETUP names.
 """
 import contextlib
 import json
@@ -267,6 +268,20 @@ class SetupTest(unittest.TestCase):
 
     def test_an_upgrade_keeps_settings_quarantine_and_log(self):
         self.install(OLD)
+        self.check_upgrade()
+
+    def test_a_setup_program_that_was_given_out_before_is_upgraded(self):
+        self.long_only()
+        older = os.environ.get("KORVEL_OLDER_SETUP")
+        if not older:
+            self.skipTest("KORVEL_OLDER_SETUP names none")
+        self.assertEqual(self.machine.setup(older), DONE, self.machine.reason())
+        self.assert_runs()
+        self.assertIsNone(self.version_of("KorvelService.exe"), "it has another service")
+        self.check_upgrade()
+
+    def check_upgrade(self):
+        """From what is installed to the current version, with a full life going on."""
         sample = self.drive / "in/eicar.com"
         sample.parent.mkdir()
         sample.write_text(EICAR, encoding="ascii")
