@@ -4,8 +4,13 @@
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$KORVEL_ROOT/scripts/lib/clang_for_windows.sh"
 
-native=$KORVEL_BUILD/native/compile_commands.json
-built_natively() { if [[ -f $native ]]; then sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$native"; fi; }
+# By themselves, or as one of several that are compiled as one.
+built_natively() {
+  local native=$KORVEL_BUILD/native
+  if [[ ! -f $native/compile_commands.json ]]; then return 0; fi
+  sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$native/compile_commands.json"
+  find "$native" -name 'unity_*.cxx' -exec sed -n 's/^#include "\(.*\)"$/\1/p' {} +
+}
 only_windows_sources() { product_sources | grep -zvxFf <(built_natively); }
 
 only_windows_sources | xargs -0 -n 1 -P "$(nproc)" clang++ "${CLANG_FOR_WINDOWS[@]}" -fsyntax-only

@@ -43,6 +43,7 @@ RUSSIAN_TESTS='RussianWindows.*' # likewise
 CLIENT_TESTS=Connection.*:Control*:Examples.*:EventTexts.*:Help.*:JsonMatrix.*:ScanCommand.*:SettingsCommand.*:StoredFiles.*
 CLIENT_TESTS+=:ThreatsCommand.*
 WATCH_TESTS=WatchCommand.*:ControlDoctor.*:Help.* # those of them that take longest
+UPDATE_TESTS='Update.*' # those of the service that wait longest
 LONG_TESTS='Long*.*' # only scripts/evidence has the time for these
 
 # make_test_prefix PREFIX PROGRAM [PRESET]: a prefix with the program in it, and the product of PRESET installed.
@@ -74,7 +75,8 @@ windows_test() {
     e2e.russian) surroundings=on_russian_windows tests=$RUSSIAN_TESTS ;;
     e2e.client) surroundings=with_update_server tests=$CLIENT_TESTS-$WATCH_TESTS ;;
     e2e.watch) surroundings=with_update_server tests=$WATCH_TESTS ;;
-    e2e.*) surroundings=with_update_server tests+=:$CLIENT_TESTS:$WATCH_TESTS ;;
+    e2e.update*) surroundings=with_update_server tests=$UPDATE_TESTS ;;
+    e2e.*) surroundings=with_update_server tests+=:$CLIENT_TESTS:$WATCH_TESTS:$UPDATE_TESTS ;;
     windows.net_tests | windows.hosts_tests) surroundings=with_web_servers ;;
   esac
   run_windows_test "$surroundings" "$tests" "$@"

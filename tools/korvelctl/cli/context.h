@@ -13,11 +13,10 @@
 #include "korvelctl/cli/failure.h"
 #include "korvelctl/cli/global_options.h"
 #include "korvelctl/cli/service.h"
+#include "korvelctl/render/json_text.h"
 #include "korvelctl/render/look.h"
 
 namespace korvel::ctl {
-
-using Json = nlohmann::ordered_json;
 
 /// The standard output or the error output.
 class Output {

@@ -5,13 +5,13 @@
 namespace korvel::ctl {
 namespace {
 
-struct Row {
+struct KindRow {
   const char* name;
   ErrorKind kind;
   int exitCode;
 };
 
-constexpr Row kRows[] = {
+constexpr KindRow kRows[] = {
     {"usage", ErrorKind::kUsage, kExitUsage},
     {"refused", ErrorKind::kRefused, kExitRefused},
     {"guard", ErrorKind::kGuard, kExitRefused},
@@ -28,8 +28,8 @@ constexpr Row kRows[] = {
     {"internal", ErrorKind::kInternal, kExitInternal},
 };
 
-const Row& rowOf(ErrorKind kind) {
-  for (const Row& row : kRows) {
+const KindRow& rowOf(ErrorKind kind) {
+  for (const KindRow& row : kRows) {
     if (row.kind == kind) return row;
   }
   return kRows[std::size(kRows) - 1];

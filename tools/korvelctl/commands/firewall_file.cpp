@@ -18,7 +18,7 @@ using ipc::Opcode;
 
 constexpr uint64_t kMostFileBytes = 16 * kMiB;
 
-struct ExportOptions {
+struct RulesExportOptions {
   std::string output;
   bool force = false;
 };
@@ -39,7 +39,7 @@ void writeNewFile(const Context& context, const std::wstring& path, const std::s
   }
 }
 
-int exportRules(const ExportOptions& options, Context& context) {
+int exportRules(const RulesExportOptions& options, Context& context) {
   const FirewallListing listing = askFor(context.service(), Opcode::kFirewallStatus, parseFirewallListing);
   if (!listing.errors.empty()) throw Failure(ErrorKind::kRefused, listing.errors.front());
   size_t leftOut = 0;
@@ -75,7 +75,7 @@ FirewallFile readRules(const Context& context, const std::wstring& path) {
 }
 
 /// Empty, or the firewall's refusal.
-std::string change(Context& context, Opcode opcode, const std::string& argument) {
+std::string refusalOf(Context& context, Opcode opcode, const std::string& argument) {
   const auto reply = askFor(context.service(), opcode, ipc::decodeFirewallChange, ipc::encodeText(argument));
   return reply.ok ? std::string() : reply.text;
 }
@@ -90,11 +90,11 @@ int importRules(const ImportOptions& options, Context& context) {
     context.print(context.say(words::kWouldImport, {all}) + "\n");
   } else {
     if (options.replace) {
-      if (const std::string refusal = change(context, Opcode::kFirewallRemoveRules, ""); !refusal.empty())
+      if (const std::string refusal = refusalOf(context, Opcode::kFirewallRemoveRules, ""); !refusal.empty())
         throw Failure(ErrorKind::kRefused, refusal);
     }
     for (const FirewallProgramRule& rule : file.rules) {
-      const std::string refusal = change(context, Opcode::kFirewallAddRule, rule.request());
+      const std::string refusal = refusalOf(context, Opcode::kFirewallAddRule, rule.request());
       if (refusal.empty()) {
         ++made;
       } else {
@@ -103,7 +103,8 @@ int importRules(const ImportOptions& options, Context& context) {
     }
     // Letting traffic in again is left to whoever asks for it.
     if (file.inboundBlocked.value_or(false)) {
-      if (const std::string refusal = change(context, Opcode::kFirewallBlockInbound, "1"); !refusal.empty())
+      if (const std::string refusal = refusalOf(context, Opcode::kFirewallBlockInbound, "1");
+          !refusal.empty())
         context.report("inbound", Failure(ErrorKind::kRefused, refusal));
     }
     context.print(context.say(words::kImported, {std::to_string(made), all}) + "\n");
@@ -118,13 +119,13 @@ int importRules(const ImportOptions& options, Context& context) {
 }  // namespace
 
 void addFirewallFileCommands(Command& firewall) {
-  const auto exporting = std::make_shared<ExportOptions>();
+  const auto exporting = std::make_shared<RulesExportOptions>();
   firewall
-      .add("export", words::kExportHelp,
+      .add("export", words::kRulesExportHelp,
            [exporting](Context& context) { return exportRules(*exporting, context); })
       .text("-o,--output", "FILE", exporting->output, words::kExportOutputHelp)
-      .flag("--force", exporting->force, words::kExportForceHelp)
-      .example("korvelctl firewall export -o rules.json", words::kExportExample);
+      .flag("--force", exporting->force, words::kRulesExportForceHelp)
+      .example("korvelctl firewall export -o rules.json", words::kRulesExportExample);
   const auto importing = std::make_shared<ImportOptions>();
   firewall
       .add("import", words::kImportHelp,

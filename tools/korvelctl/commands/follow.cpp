@@ -192,7 +192,7 @@ class Follower {
                        failure.kind() != ErrorKind::kDenied;
     const ServiceState state = serviceState();
     const bool goesOn = !ended || state == ServiceState::kRunning;
-    const Text& told = goesOn ? words::kScanGoesOn : words::kServiceEnded;
+    const Text& told = goesOn ? words::kScanGoesOn : words::kServiceEndedMeanwhile;
     context_.report("scan",
                     Failure(goesOn ? failure.kind() : ErrorKind::kLost,
                             std::string(failure.what()) + "; " + context_.say(told), {}, failure.win32()));

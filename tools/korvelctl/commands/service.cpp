@@ -439,8 +439,8 @@ int uninstall(const WaitOptions& waits, const InstallOptions& options, Context& 
   }
   steps.add(words::kServiceName, "service", {},
             context.say(!installed ? words::kWasNotInstalled
-                        : dryRun   ? words::kWouldRemove
-                                   : words::kRemoved),
+                        : dryRun   ? words::kServiceWouldRemovePart
+                                   : words::kServicePartRemoved),
             {{"was_installed", installed}, {"result", stoppedName(stopped)}});
   // After the stop: a service that runs would put it back.
   removeHostsBlock(context, steps);
@@ -455,7 +455,7 @@ int uninstall(const WaitOptions& waits, const InstallOptions& options, Context& 
 }
 
 void addWaits(Command& command, WaitOptions& options) {
-  command.number("--wait", "S", options.stopSeconds, words::kWaitHelp, 1, 3'600)
+  command.number("--wait", "S", options.stopSeconds, words::kServiceWaitHelp, 1, 3'600)
       .flag("--kill", options.kill, words::kKillHelp);
 }
 
@@ -468,7 +468,7 @@ void addServiceCommands(Command& root) {
   group.add("state", words::kServiceStateHelp, state)
       .example("korvelctl service state", words::kServiceStateExample);
   group.add("start", words::kServiceStartHelp, [waits](Context& context) { return start(*waits, context); })
-      .number("--wait", "S", waits->startSeconds, words::kWaitHelp, 1, 3'600)
+      .number("--wait", "S", waits->startSeconds, words::kServiceWaitHelp, 1, 3'600)
       .example("korvelctl service start", words::kServiceStartExample);
   Command& stopping =
       group.add("stop", words::kServiceStopHelp, [waits](Context& context) { return stop(*waits, context); });

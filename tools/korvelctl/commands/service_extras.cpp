@@ -35,7 +35,7 @@ void removeOne(Context& context, const std::wstring& path, const Text& title, co
   if (!pathExists(path)) return;
   const Json details{{"path", toUtf8(path)}};
   if (context.global().dryRun) {
-    steps.add(title, id, printable(path), context.say(words::kWouldDelete), details);
+    steps.add(title, id, printable(path), context.say(words::kServiceWouldDelete), details);
     return;
   }
   const std::vector<RemovalFailure> failures = removeTree(path);
@@ -55,12 +55,13 @@ void setUpdateServer(Context& context, const std::string& url, const std::wstrin
   const ServerChange change = configureUpdateServer(url, programFolder, dryRun, &before);
   switch (change) {
     case ServerChange::kWritten:
-      steps.add(words::kUpdateServer, kServerStep, {},
+      steps.add(words::kServiceUpdateServer, kServerStep, {},
                 context.say(dryRun ? words::kServerWouldBeWritten : words::kServerWritten, {printable(url)}),
                 {{"server", url}, {"written", !dryRun}});
       return;
     case ServerChange::kKept:
-      steps.add(words::kUpdateServer, kServerStep, {}, context.say(words::kServerStays, {printable(before)}),
+      steps.add(words::kServiceUpdateServer, kServerStep, {},
+                context.say(words::kServerStays, {printable(before)}),
                 {{"server", before}, {"written", false}});
       return;
     case ServerChange::kUnreadable:

@@ -2,8 +2,7 @@
 
 #include <vector>
 
-#include "base/unique_resource.h"
-#include "base/win.h"
+#include "korvelctl/machine/registry_key.h"
 #include "korvelctl/model/search_path.h"
 
 namespace korvel::ctl {
@@ -12,14 +11,6 @@ namespace {
 constexpr wchar_t kEnvironmentKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
 constexpr wchar_t kValueName[] = L"Path";
 constexpr UINT kTellMs = 1'000;  // for each window that does not answer
-
-struct RegistryKeyTraits {
-  using Value = HKEY;
-  static Value empty() { return nullptr; }
-  static bool valid(HKEY key) { return key != nullptr; }
-  static void close(HKEY key) { ::RegCloseKey(key); }
-};
-using UniqueRegistryKey = UniqueResource<RegistryKeyTraits>;
 
 struct Variable {
   std::wstring text;

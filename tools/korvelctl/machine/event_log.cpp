@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "base/files.h"
+#include "korvelctl/machine/registry_key.h"
 
 namespace korvel::ctl {
 namespace {
@@ -10,14 +11,6 @@ namespace {
 constexpr wchar_t kLogKey[] = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\";
 
 std::wstring sourceKey() { return std::wstring(kLogKey) + kEventSource; }
-
-struct RegistryKeyTraits {
-  using Value = HKEY;
-  static Value empty() { return nullptr; }
-  static bool valid(HKEY key) { return key != nullptr; }
-  static void close(HKEY key) { ::RegCloseKey(key); }
-};
-using UniqueRegistryKey = UniqueResource<RegistryKeyTraits>;
 
 WORD typeOf(EventLevel level) {
   switch (level) {

@@ -10,7 +10,6 @@
 namespace korvel::ctl {
 namespace {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr uint64_t kPieceBytes = 64 * kKiB;
 /// Lines are at most 2 KiB, so this holds a hundred thousand of them; a log without line ends is cut.
 constexpr uint64_t kMostTailBytes = 256 * kMiB;
@@ -55,7 +54,8 @@ bool appendRest(HANDLE log, const std::wstring& kept, uint64_t& copied) {
   std::string late;
   if (!readToEndFromHere(log, late)) return false;
   if (late.empty()) return true;
-  const UniqueHandle file(::CreateFileW(forFileApi(kept).c_str(), FILE_APPEND_DATA, kShareAll,
+  const UniqueHandle file(::CreateFileW(forFileApi(kept).c_str(), FILE_APPEND_DATA,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                         /*security=*/nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT,
                                         /*template=*/nullptr));
   copied += late.size();
@@ -72,7 +72,8 @@ bool isLink(HANDLE file) {
 
 uint32_t LogReader::open() {
   if (file_) return ERROR_SUCCESS;
-  file_.reset(::CreateFileW(forFileApi(path_).c_str(), GENERIC_READ, kShareAll, /*security=*/nullptr,
+  file_.reset(::CreateFileW(forFileApi(path_).c_str(), GENERIC_READ,
+                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, /*security=*/nullptr,
                             OPEN_EXISTING, SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS, /*template=*/nullptr));
   if (!file_) return ::GetLastError();
   if (::GetFileType(file_.get()) == FILE_TYPE_DISK) return ERROR_SUCCESS;
@@ -125,7 +126,8 @@ uint32_t rotateLog(const std::wstring& path, uint64_t maxBytes, uint32_t keep, R
   result = {};
   result.failedAt = path;
   const UniqueHandle log(
-      ::CreateFileW(forFileApi(path).c_str(), GENERIC_READ | GENERIC_WRITE, kShareAll,
+      ::CreateFileW(forFileApi(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                     /*security=*/nullptr, OPEN_EXISTING,
                     FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS,
                     /*template=*/nullptr));

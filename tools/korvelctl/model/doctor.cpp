@@ -76,14 +76,14 @@ class Doctor {
         return failure(say(words::kServiceNotInstalled), words::kRunInstall);
       case ScmState::kStopped:
         if (service.exitCode == 0 || service.exitCode == kNeverStarted)
-          return failure(say(words::kServiceStopped), words::kRunStart);
+          return failure(say(words::kDoctorServiceStopped), words::kRunStart);
         return failure(say(words::kServiceFailed, {std::to_string(service.exitCode)}), words::kServiceSeeLog);
       case ScmState::kRunning:
         return ok(say(words::kServiceRuns, {std::to_string(service.processId)}));
       case ScmState::kStartPending:
-        return warning(say(words::kServiceStarting), words::kWaitAndLook);
+        return warning(say(words::kDoctorServiceStarting), words::kWaitAndLook);
       case ScmState::kStopPending:
-        return warning(say(words::kServiceStopping), words::kWaitAndLook);
+        return warning(say(words::kDoctorServiceStopping), words::kWaitAndLook);
       default:
         return warning(
             say(words::kServiceUnknownState, {std::to_string(static_cast<uint32_t>(service.state))}),
@@ -130,9 +130,10 @@ class Doctor {
   Diagnosis protection() const {
     if (!facts_.status) return withoutService();
     if (!facts_.status->protectionEnabled)
-      return failure(say(words::kProtectionOff), words::kProtectionOffStep);
+      return failure(say(words::kDoctorProtectionOff), words::kProtectionOffStep);
     if (!facts_.status->realTimeActive) return warning(say(words::kRealTimeOff), words::kRealTimeOffStep);
-    return ok(say(facts_.status->minifilterConnected ? words::kProtectionOnDriver : words::kProtectionOn));
+    return ok(
+        say(facts_.status->minifilterConnected ? words::kProtectionOnDriver : words::kDoctorProtectionOn));
   }
 
   Diagnosis database() const {
@@ -148,14 +149,14 @@ class Doctor {
     const uint64_t last = facts_.settings->lastLiveUpdateUtc;
     const uint64_t age = last < facts_.now ? facts_.now - last : 0;
     if (!facts_.settings->liveUpdates) return warning(say(words::kUpdatesOff), words::kUpdatesOffStep);
-    if (last == 0) return warning(say(words::kNeverUpdated), words::kUpdateStep);
+    if (last == 0) return warning(say(words::kDoctorNeverUpdated), words::kUpdateStep);
     if (age > kOldDatabaseSeconds)
       return warning(say(words::kUpdatedTooLongAgo, {ageText(age, language_)}), words::kUpdateStep);
-    return ok(say(words::kUpdatedAgo, {ageText(age, language_)}));
+    return ok(say(words::kDoctorUpdatedAgo, {ageText(age, language_)}));
   }
 
   Diagnosis updateServer() const {
-    if (!facts_.updateServer) return notLookedAt(say(words::kServerUnknown), say(words::kRunElevated));
+    if (!facts_.updateServer) return notLookedAt(say(words::kDoctorServerUnknown), say(words::kRunElevated));
     if (facts_.updateServer->empty()) return notLookedAt(say(words::kServerPublic));
     const std::string address = printable(*facts_.updateServer);
     if (!facts_.server) return notLookedAt(say(words::kServerNotAsked, {address}));
@@ -173,9 +174,9 @@ class Doctor {
   }
 
   Diagnosis settings() const {
-    if (facts_.settingsMissing) return notLookedAt(say(words::kSettingsMissing));
+    if (facts_.settingsMissing) return notLookedAt(say(words::kDoctorSettingsMissing));
     if (facts_.settingsError != 0) {
-      return notLookedAt(say(words::kSettingsUnreadable, {std::to_string(facts_.settingsError)}),
+      return notLookedAt(say(words::kDoctorSettingsUnreadable, {std::to_string(facts_.settingsError)}),
                          say(words::kRunElevated));
     }
     if (facts_.settingsErrors > 0)

@@ -10,8 +10,6 @@
 namespace korvel::ctl {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr std::string_view kSchema = "korvel.firewall-rules/1";
 
 /// "C:\..." or "\\server\...".

@@ -8,7 +8,7 @@
 namespace korvel::ctl {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kBlanksAndEnds = " \t\r\n";
 constexpr size_t kForeignLinesKept = 10;
 
 std::string_view withoutWww(std::string_view domain) {
@@ -34,7 +34,7 @@ ShieldBlock inspectShieldBlock(std::string_view hosts) {
         open = false;
         break;
       case HostsLine::kInside:
-        if (trimmed(line, kBlanks).empty()) break;
+        if (trimmed(line, kBlanksAndEnds).empty()) break;
         if (name.empty()) {
           ++block.foreign;
           if (block.foreignLines.size() < kForeignLinesKept) block.foreignLines.emplace_back(line);
@@ -46,7 +46,7 @@ ShieldBlock inspectShieldBlock(std::string_view hosts) {
         break;
       case HostsLine::kOutside:
         if (!name.empty()) ++block.leftBehind;
-        if (const std::string_view text = trimmed(line, kBlanks); !text.empty() && text.front() != '#')
+        if (const std::string_view text = trimmed(line, kBlanksAndEnds); !text.empty() && text.front() != '#')
           ++block.userLines;
         break;
     }

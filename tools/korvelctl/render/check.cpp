@@ -18,8 +18,6 @@
 namespace korvel::ctl {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 struct QuantityJson {
   Json operator()(std::monostate) const { return nullptr; }
   Json operator()(uint64_t number) const { return jsonNumber(number); }

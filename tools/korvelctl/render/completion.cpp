@@ -59,7 +59,8 @@ void addChoices(std::string& script, const std::vector<OptionSpec>& options, con
   for (const OptionSpec& option : options) {
     if (option.choices.empty()) continue;
     std::string list;
-    for (const std::string& choice : option.choices) list += (list.empty() ? "" : ", ") + singleQuoted(choice);
+    for (const std::string& choice : option.choices)
+      list += (list.empty() ? "" : ", ") + singleQuoted(choice);
     std::string_view names = option.names;
     while (!names.empty()) {
       const size_t comma = names.find(',');

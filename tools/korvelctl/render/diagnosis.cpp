@@ -93,7 +93,7 @@ std::string page(const std::vector<Diagnosis>& lines, const DiagnosisTitle& titl
 std::string renderDiagnosis(const std::vector<Diagnosis>& lines, const DiagnosisTitle& title,
                             const Look& look) {
   if (look.mode == OutputMode::kTable) return page(lines, title, look);
-  Listing listing({{"state", words::kColumnState},
+  Listing listing({{"state", words::kDoctorColumnState},
                    {"id", words::kColumnCheck},
                    {"message", words::kColumnMessage},
                    {"next_step", words::kColumnNextStep}});

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "korvelctl/cli/words/firewall_words.h"
+#include "korvelctl/render/json_text.h"
 #include "korvelctl/render/listing.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/texts.h"
@@ -39,7 +40,6 @@ std::string renderFirewall(const FirewallListing& listing, bool ownOnly, const L
 }
 
 nlohmann::ordered_json firewallJson(const FirewallListing& listing, bool ownOnly) {
-  using Json = nlohmann::ordered_json;
   Json profiles = Json::object();
   for (const FirewallProfileLine& profile : listing.profiles) profiles[profile.name] = profile.on;
   Json rules = Json::array();

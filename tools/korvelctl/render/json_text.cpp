@@ -6,8 +6,6 @@
 
 namespace korvel::ctl {
 
-using Json = nlohmann::ordered_json;
-
 std::string jsonText(const Json& json) {
   return json.dump(/*indent=*/2, /*indent_char=*/' ', /*ensure_ascii=*/false,
                    Json::error_handler_t::replace) +

@@ -6,14 +6,17 @@
 
 namespace korvel::ctl {
 
+/// Keeps the order in which fields are added.
+using Json = nlohmann::ordered_json;
+
 /// Indented UTF-8, ends in LF. Malformed bytes become U+FFFD.
-std::string jsonText(const nlohmann::ordered_json& json);
+std::string jsonText(const Json& json);
 /// One line, ends in LF.
-std::string jsonLine(const nlohmann::ordered_json& json);
+std::string jsonLine(const Json& json);
 
 /// A number as a number, or as a string where other programs would lose digits: above 2^53.
-nlohmann::ordered_json jsonNumber(uint64_t number);
+Json jsonNumber(uint64_t number);
 /// "2026-11-20T21:40:12Z" for Unix seconds; null for 0.
-nlohmann::ordered_json jsonTime(uint64_t utc);
+Json jsonTime(uint64_t utc);
 
 }  // namespace korvel::ctl

@@ -8,6 +8,7 @@
 #include "base/utf.h"
 #include "korvelctl/cli/words/lint_words.h"
 #include "korvelctl/render/json_path.h"
+#include "korvelctl/render/json_text.h"
 #include "korvelctl/render/listing.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/texts.h"
@@ -15,8 +16,6 @@
 
 namespace korvel::ctl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 /// The value without the blanks and the CR that other findings speak of.
 std::string shownValue(const LintFinding& finding) { return printable(trimmed(finding.value, " \t\r\v\f")); }

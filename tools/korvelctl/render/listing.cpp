@@ -12,7 +12,7 @@ namespace korvel::ctl {
 namespace {
 
 /// A path that would get less room than this has a line of its own.
-constexpr size_t kLeastPathColumns = 24;
+constexpr size_t kLeastListedPathColumns = 24;
 constexpr char kNoteIndent[] = "    ";
 
 std::string upperCased(const char* title) {
@@ -53,7 +53,7 @@ std::string Listing::tableRow(const std::vector<Cell>& cells, const std::vector<
     }
     const bool path = columns_[i].kind == Kind::kPath && look.columns != 0;
     if (path && used + columnsOf(shown) > look.columns) {
-      if (used + kLeastPathColumns <= look.columns) {
+      if (used + kLeastListedPathColumns <= look.columns) {
         shown = shortened(shown, look.columns - used);
       } else {
         row.erase(row.find_last_not_of(' ') + 1);

@@ -15,8 +15,6 @@
 
 namespace korvel::ctl {
 
-using Json = nlohmann::ordered_json;
-
 std::string renderQuarantine(const QuarantineCheck& check, const std::vector<QuarantineRow>& rows,
                              const Look& look) {
   const Language language = look.language;

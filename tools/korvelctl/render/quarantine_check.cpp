@@ -17,8 +17,6 @@
 namespace korvel::ctl {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 uint64_t countOf(const QuarantineCheck& check, StoredState state) {
   return static_cast<uint64_t>(
       std::count_if(check.rows.begin(), check.rows.end(),
@@ -86,11 +84,12 @@ std::string quarantineWarnings(const QuarantineCheck& check, const Look& look) {
   const Language language = look.language;
   std::string text;
   if (!check.orphans.empty()) {
-    text += std::string(words::kOrphans.in(language)) + "\n";
+    text += std::string(words::kVerifyOrphans.in(language)) + "\n";
     for (const StoredFile& file : check.orphans)
       text += "  " + printable(file.name) + "  " + bytesText(file.size, language) + "\n";
   }
-  if (check.index == IndexState::kDamaged) text += wrapped(words::kIndexDamaged.in(language), look.columns);
+  if (check.index == IndexState::kDamaged)
+    text += wrapped(words::kVerifyIndexDamaged.in(language), look.columns);
   if (check.index == IndexState::kMissing) text += wrapped(words::kIndexMissing.in(language), look.columns);
   if (check.index == IndexState::kNotLookedAt)
     text += wrapped(words::kIndexNotLookedAt.in(language), look.columns);
@@ -125,7 +124,7 @@ std::string renderQuarantineCheck(const QuarantineCheck& check, const Look& look
   const auto number = [language](uint64_t count) { return numberText(count, language); };
   return text +
          wrapped(filled(words::kVerifySummary, language,
-                        {countText(check.rows.size(), words::kRecords, language),
+                        {countText(check.rows.size(), words::kVerifyRecords, language),
                          number(countOf(check, StoredState::kPresent)),
                          number(countOf(check, StoredState::kMissing)),
                          number(countOf(check, StoredState::kAltered)),

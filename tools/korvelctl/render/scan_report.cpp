@@ -16,8 +16,6 @@
 namespace korvel::ctl {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 Json findingJson(const Finding& finding) {

@@ -2,14 +2,13 @@
 
 #include "base/utf.h"
 #include "korvelctl/cli/words/service_words.h"
+#include "korvelctl/render/json_text.h"
 #include "korvelctl/render/listing.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/texts.h"
 
 namespace korvel::ctl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr uint32_t kSpecificError = 1066;  // the service gives a code of its own besides
 constexpr uint32_t kNeverStarted = 1077;

@@ -11,8 +11,6 @@
 
 namespace korvel::ctl {
 
-using Json = nlohmann::ordered_json;
-
 std::vector<std::string> shieldProblems(const ShieldReport& report, Language language) {
   const ShieldBlock& block = report.block;
   std::vector<std::string> problems;

@@ -12,8 +12,6 @@
 namespace korvel::ctl {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 std::string realTimeText(const EngineStatus& status, Language language) {
   std::string text = (status.realTimeActive ? words::kProtectionOn : words::kProtectionOff).in(language);
   if (status.realTimeActive && status.signatureCount == 0) text = words::kRealTimeUseless.in(language);

@@ -40,7 +40,6 @@ std::string renderThreats(const ThreatList& list, const Look& look, bool all) {
 }
 
 nlohmann::ordered_json threatsJson(const ThreatList& list) {
-  using Json = nlohmann::ordered_json;
   Json threats = Json::array(), events = Json::array();
   for (const ReportedThreat& threat : list.document.threats) threats.push_back(threatJson(threat));
   for (const ReportedEvent& event : list.document.events) events.push_back(eventJson(event));

@@ -26,7 +26,7 @@ constexpr Text kStateOk{"ok", "норма"};
 constexpr Text kStateWarning{"WARNING", "ВНИМАНИЕ"};
 constexpr Text kStateFailure{"FAILURE", "ОШИБКА"};
 constexpr Text kStateNotLookedAt{"not looked at", "не осмотрено"};
-constexpr Text kColumnState{"STATE", "СОСТОЯНИЕ"};
+constexpr Text kDoctorColumnState{"STATE", "СОСТОЯНИЕ"};
 constexpr Text kColumnCheck{"CHECK", "ЧТО"};
 constexpr Text kColumnMessage{"FOUND", "НАЙДЕНО"};
 constexpr Text kColumnNextStep{"NEXT STEP", "ЧТО ДЕЛАТЬ"};
@@ -64,14 +64,14 @@ constexpr Text kServiceRuns{"runs, process {0}", "работает, процес
 constexpr Text kServiceByHand{"not installed, but a program answers on the pipe (started with --console?)",
                               "не установлена, но на канале кто-то отвечает (запуск с --console?)"};
 constexpr Text kServiceNotInstalled{"is not installed", "не установлена"};
-constexpr Text kServiceStopped{"is stopped", "остановлена"};
+constexpr Text kDoctorServiceStopped{"is stopped", "остановлена"};
 constexpr Text kServiceFailed{"is stopped; its last start or run failed with code {0}",
                               "остановлена; последний запуск или работа закончились с кодом {0}"};
 constexpr Text kServiceSeeLog{
     "korvelctl log tail -n 20 and korvelctl config lint, then: korvelctl service start",
     "korvelctl log tail -n 20 и korvelctl config lint, затем: korvelctl service start"};
-constexpr Text kServiceStarting{"is starting", "запускается"};
-constexpr Text kServiceStopping{"is stopping", "останавливается"};
+constexpr Text kDoctorServiceStarting{"is starting", "запускается"};
+constexpr Text kDoctorServiceStopping{"is stopping", "останавливается"};
 constexpr Text kWaitAndLook{"wait a minute and look again", "подождите минуту и посмотрите снова"};
 constexpr Text kServiceUnknownState{"is in state {0}", "в состоянии {0}"};
 constexpr Text kCannotAsk{"could not be asked (error {0})", "не удалось узнать (ошибка {0})"};
@@ -94,10 +94,10 @@ constexpr Text kNothingRegistered{"nothing is registered", "регистраци
 // pipe, protection, signatures
 constexpr Text kPipeAnswers{"answers, version {0} ({1} ms)", "отвечает, версия {0} ({1} мс)"};
 constexpr Text kServiceDoesNotAnswer{"the service does not answer", "служба не отвечает"};
-constexpr Text kProtectionOn{"on, real-time on", "включена, в реальном времени тоже"};
+constexpr Text kDoctorProtectionOn{"on, real-time on", "включена, в реальном времени тоже"};
 constexpr Text kProtectionOnDriver{"on, real-time on, driver connected",
                                    "включена, в реальном времени тоже, драйвер подключён"};
-constexpr Text kProtectionOff{"protection is off", "защита выключена"};
+constexpr Text kDoctorProtectionOff{"protection is off", "защита выключена"};
 constexpr Text kProtectionOffStep{"korvelctl config set ProtectionEnabled=1",
                                   "korvelctl config set ProtectionEnabled=1"};
 constexpr Text kRealTimeOff{"real-time protection is off", "защита в реальном времени выключена"};
@@ -110,10 +110,10 @@ constexpr Text kDatabaseEmptyStep{
     "korvelctl config get SignatureDb: the file must exist; then: korvelctl reload",
     "korvelctl config get SignatureDb: файл должен существовать; затем: korvelctl "
     "reload"};
-constexpr Text kUpdatedAgo{"last live update {0} ago", "последнее обновление {0} назад"};
+constexpr Text kDoctorUpdatedAgo{"last live update {0} ago", "последнее обновление {0} назад"};
 constexpr Text kUpdatedTooLongAgo{"last live update {0} ago; it should come every day",
                                   "последнее обновление {0} назад, а должно быть каждый день"};
-constexpr Text kNeverUpdated{"never updated", "ещё не обновлялись"};
+constexpr Text kDoctorNeverUpdated{"never updated", "ещё не обновлялись"};
 constexpr Text kUpdatesOff{"live updates are off", "обновления выключены"};
 constexpr Text kUpdatesOffStep{"korvelctl config set LiveUpdates=1", "korvelctl config set LiveUpdates=1"};
 constexpr Text kUpdateStep{"korvelctl update signatures", "korvelctl update signatures"};
@@ -121,8 +121,8 @@ constexpr Text kUpdateStep{"korvelctl update signatures", "korvelctl update sign
 // update server
 constexpr Text kServerPublic{"none is configured: the public lists are used, and were not asked",
                              "не задан: берутся общедоступные списки, они не опрашивались"};
-constexpr Text kServerUnknown{"the configured address could not be read",
-                              "заданный адрес прочитать не удалось"};
+constexpr Text kDoctorServerUnknown{"the configured address could not be read",
+                                    "заданный адрес прочитать не удалось"};
 constexpr Text kServerNotAsked{"{0} was not asked", "{0} не опрашивался"};
 constexpr Text kServerAnswers{"{0} answers this account ({1} ms)",
                               "{0} отвечает вашей учётной записи ({1} мс)"};
@@ -137,9 +137,9 @@ constexpr Text kServerUnreachableStep{
 
 // settings
 constexpr Text kSettingsGood{"is read as it looks", "читается так, как написано"};
-constexpr Text kSettingsMissing{"is missing; the service writes it at its next start",
-                                "отсутствует; служба запишет его при следующем запуске"};
-constexpr Text kSettingsUnreadable{"cannot be read by you (error {0})", "вам недоступен (ошибка {0})"};
+constexpr Text kDoctorSettingsMissing{"is missing; the service writes it at its next start",
+                                      "отсутствует; служба запишет его при следующем запуске"};
+constexpr Text kDoctorSettingsUnreadable{"cannot be read by you (error {0})", "вам недоступен (ошибка {0})"};
 constexpr Text kSettingsBad{"keeps the service from starting (lines: {0})",
                             "не даёт службе запуститься (строк: {0})"};
 constexpr Text kSettingsOdd{"is read otherwise than it looks (lines: {0})",

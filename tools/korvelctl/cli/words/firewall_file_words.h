@@ -5,11 +5,12 @@
 
 namespace korvel::ctl::words {
 
-constexpr Text kExportHelp{"Write KORVEL's own rules into a file", "Записать правила KORVEL в файл"};
+constexpr Text kRulesExportHelp{"Write KORVEL's own rules into a file", "Записать правила KORVEL в файл"};
 constexpr Text kExportOutputHelp{"The file; without it the text goes to the output",
                                  "Файл; без него текст выводится на экран"};
-constexpr Text kExportForceHelp{"Replace a file that exists", "Заменить существующий файл"};
-constexpr Text kExportExample{"Before another computer is set up", "Перед настройкой другого компьютера"};
+constexpr Text kRulesExportForceHelp{"Replace a file that exists", "Заменить существующий файл"};
+constexpr Text kRulesExportExample{"Before another computer is set up",
+                                   "Перед настройкой другого компьютера"};
 constexpr Text kImportHelp{"Make the rules of a file", "Создать правила из файла"};
 constexpr Text kImportArgument{"A file of 'firewall export'", "Файл, записанный «firewall export»"};
 constexpr Text kImportReplaceHelp{"Remove KORVEL's own rules first", "Сначала убрать правила KORVEL"};

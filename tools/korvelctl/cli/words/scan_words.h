@@ -87,8 +87,8 @@ constexpr Text kNothingToCancel{"no scan is running, nothing to cancel", "про
 constexpr Text kScanGoesOn{
     "the service cannot be asked at the moment; the scan goes on, pick it up with: korvelctl wait",
     "службу сейчас не спросить; проверка продолжается, дождаться её: korvelctl wait"};
-constexpr Text kServiceEnded{"the service has ended during the scan",
-                             "служба остановилась во время проверки"};
+constexpr Text kServiceEndedMeanwhile{"the service has ended during the scan",
+                                      "служба остановилась во время проверки"};
 constexpr Text kCancelling{"cancelling, once more Ctrl+C leaves at once",
                            "отменяем; ещё раз Ctrl+C завершит сразу"};
 constexpr Text kAskBeforeDelete{"--action delete asks at the end; without a terminal it needs --yes",

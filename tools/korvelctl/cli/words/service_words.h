@@ -28,7 +28,7 @@ constexpr Text kServiceStopNote{
 constexpr Text kServiceRestartHelp{"Stop the service and start it again", "Перезапустить службу"};
 constexpr Text kServiceRestartExample{"After a change of a setting that acts at the next start",
                                       "После изменения параметра, действующего со следующего запуска"};
-constexpr Text kWaitHelp{"Seconds to wait", "Сколько секунд ждать"};
+constexpr Text kServiceWaitHelp{"Seconds to wait", "Сколько секунд ждать"};
 constexpr Text kKillHelp{"End the process of a service that does not stop",
                          "Завершить процесс службы, которая не останавливается"};
 constexpr Text kInstallHelp{"Register the service and protect its folders, or repair both",
@@ -143,16 +143,16 @@ constexpr Text kServiceName{"Service", "Служба"};
 constexpr Text kRegistered{"registered: {0}", "зарегистрирована: {0}"};
 constexpr Text kRepaired{"registration renewed: {0}", "регистрация обновлена: {0}"};
 constexpr Text kWouldRegister{"would be registered: {0}", "была бы зарегистрирована: {0}"};
-constexpr Text kRemoved{"registration removed", "регистрация удалена"};
+constexpr Text kServicePartRemoved{"registration removed", "регистрация удалена"};
 constexpr Text kWasNotInstalled{"was not installed", "не была установлена"};
-constexpr Text kWouldRemove{"registration would be removed", "регистрация была бы удалена"};
+constexpr Text kServiceWouldRemovePart{"registration would be removed", "регистрация была бы удалена"};
 constexpr Text kEventSourceName{"Event log", "Журнал событий"};
 constexpr Text kSourceRegistered{"source '{0}' registered", "источник «{0}» зарегистрирован"};
 constexpr Text kSourceRemoved{"source '{0}' removed", "источник «{0}» удалён"};
 constexpr Text kWouldRegisterSource{"source '{0}' would be registered",
                                     "источник «{0}» был бы зарегистрирован"};
 constexpr Text kWouldRemoveSource{"source '{0}' would be removed", "источник «{0}» был бы удалён"};
-constexpr Text kUpdateServer{"Update server", "Сервер обновлений"};
+constexpr Text kServiceUpdateServer{"Update server", "Сервер обновлений"};
 constexpr Text kServerWritten{"{0} configured", "задан {0}"};
 constexpr Text kServerWouldBeWritten{"{0} would be configured", "был бы задан {0}"};
 constexpr Text kServerStays{"{0} stays", "остаётся {0}"};
@@ -172,7 +172,7 @@ constexpr Text kBlockWouldGo{"would be removed", "был бы удалён"};
 constexpr Text kFirewallNotAsked{"could not be looked at: {0}", "посмотреть не удалось: {0}"};
 constexpr Text kScanCache{"Scan cache", "Кэш проверки"};
 constexpr Text kDeleted{"deleted", "удалено"};
-constexpr Text kWouldDelete{"would be deleted", "было бы удалено"};
+constexpr Text kServiceWouldDelete{"would be deleted", "было бы удалено"};
 constexpr Text kForeignFiles{
     "Somebody who is no administrator had made these; look at them before the service starts:",
     "Созданы не администратором; посмотрите на них до запуска службы:"};

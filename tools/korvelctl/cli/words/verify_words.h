@@ -54,8 +54,8 @@ constexpr Text kStoredNotLookedAt{"not looked at", "не проверен"};
 constexpr Text kSharesFile{"another record names the same stored file", "тот же файл назван в другой записи"};
 constexpr Text kSharesId{"an earlier record has the same id, so this one cannot be acted on",
                          "тот же номер у более ранней записи: с этой ничего не сделать"};
-constexpr Text kOrphans{"Files without a record:", "Файлы без записи:"};
-constexpr Text kIndexDamaged{
+constexpr Text kVerifyOrphans{"Files without a record:", "Файлы без записи:"};
+constexpr Text kVerifyIndexDamaged{
     "The index quarantine.db is damaged: records may be lost. Keep a copy of the folder before anything "
     "else.",
     "Указатель quarantine.db повреждён: часть записей могла пропасть. Сначала сделайте копию папки."};
@@ -67,6 +67,6 @@ constexpr Text kFolderNotListed{"The folder {0} cannot be listed: files without 
 constexpr Text kVerifySummary{
     "{0}: whole {1}, missing {2}, altered {3}, not looked at {4}; without a record {5}",
     "{0}: целых {1}, пропавших {2}, изменённых {3}, не проверено {4}; без записи {5}"};
-constexpr Plural kRecords{{"record", "records"}, {"запись", "записи", "записей"}};
+constexpr Plural kVerifyRecords{{"record", "records"}, {"запись", "записи", "записей"}};
 
 }  // namespace korvel::ctl::words
