@@ -12,6 +12,8 @@ export PYTHONDONTWRITEBYTECODE=1
 KORVEL_PRODUCT=(KorvelService korvelctl seed_signatures make_samples)
 # The compiler cache stays inside the checkout too, unless the user has one of their own.
 export CCACHE_DIR=${CCACHE_DIR:-$KORVEL_BUILD/ccache}
+# Every compiler run lists the headers that it has read, so the cache need not read them a second time.
+export CCACHE_DEPEND=1
 
 # korvel_version: the version that src/base/version.h states.
 korvel_version() { sed -n 's/.*kServiceVersion\[\] = "\([0-9.]*\)".*/\1/p' "$KORVEL_ROOT/src/base/version.h"; }
