@@ -58,8 +58,8 @@ class Load : public ServiceTest {
     }));
     return now;
   }
-  /// Goes on making a file in a new `folder` until its event comes: the test platform never watches a folder that was
-  /// made before the watch above it was armed.
+  /// Goes on making a file in a new `folder` until its event comes: the test platform never watches a folder
+  /// that was made before the watch above it was armed.
   bool watchedOnceMade(const std::wstring& folder) {
     const std::wstring probe = folder + L"\\armed.com";
     return eventually(kEventLimitMs, [&] {

@@ -1,8 +1,8 @@
 // What the rewritten sources of mutation testing call (find_mutants.py): is this mutant the one that lives in
 // this run?
 //
-// KORVEL_MUTANT names the one that lives. KORVEL_MUTANTS_REACHED names a file; the numbers of all mutants that
-// the run has come by are written there at its end.
+// KORVEL_MUTANT names the one that lives. KORVEL_MUTANTS_REACHED names a file; the numbers of all mutants
+// that the run has come by are written there at its end.
 #pragma once
 
 #include <cstdio>
