@@ -92,11 +92,10 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("folder", type=pathlib.Path)
     parser.add_argument("--dump", type=pathlib.Path, default=ROOT / "build/native/bin/pe_dump")
-    parser.add_argument("--every", type=int, default=1, help="compare only each N-th file")
     parser.add_argument("--verbose", action="store_true", help="print totals of what was compared")
     arguments = parser.parse_args()
 
-    files = sorted(p for p in arguments.folder.rglob("*") if p.is_file() and p.suffix.lower() in SUFFIXES)[::arguments.every]
+    files = sorted(p for p in arguments.folder.rglob("*") if p.is_file() and p.suffix.lower() in SUFFIXES)
     listing = "".join(f"{path}\n" for path in files)
     output = subprocess.run([arguments.dump], input=listing, capture_output=True, text=True, check=True).stdout
     seen = [json.loads(line) for line in output.splitlines()]
