@@ -39,6 +39,15 @@ std::vector<uint8_t> noise() {
   return bytes;
 }
 
+/// The same with a third of them zero, as in an image.
+std::vector<uint8_t> noiseAndZeros() {
+  std::vector<uint8_t> bytes = noise();
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (i / 8 % 3 == 0) bytes[i] = 0;
+  }
+  return bytes;
+}
+
 class DigestBench {
  public:
   explicit DigestBench(const Arguments& arguments)
@@ -205,11 +214,11 @@ class DigestBench {
   void listKernels() const {
     std::vector<std::string> names;
     std::vector<Loop> loops;
-    const auto addAll = [&](const std::string& digest, auto kernels, auto run) {
+    const auto addAll = [&](const std::string& what, const auto& bytes, auto kernels, auto run) {
       for (const auto& kernel : kernels) {
         if (!kernel.supported()) continue;
-        names.push_back(digest + ", kernel " + kernel.name);
-        loops.push_back(over(noise_, [&kernel, run](const uint8_t* data, size_t length) {
+        names.push_back(what + ", kernel " + kernel.name);
+        loops.push_back(over(bytes, [&kernel, run](const uint8_t* data, size_t length) {
           run(kernel, data, length / kBlockBytes);
         }));
       }
@@ -224,9 +233,15 @@ class DigestBench {
       kernel.compress(state, blocks, count);
       keep(state);
     };
-    addAll("SHA-1", sha1Kernels(), runSingle);
-    addAll("SHA-256", sha256Kernels(), runSingle);
-    addAll("three digests", tripleKernels(), runTriple);
+    const auto runCount = [](const CountKernel& kernel, const uint8_t* blocks, size_t count) {
+      ByteTables tables;
+      kernel.count(tables, blocks, count * kBlockBytes);
+      keep(tables);
+    };
+    addAll("SHA-1", noise_, sha1Kernels(), runSingle);
+    addAll("SHA-256", noise_, sha256Kernels(), runSingle);
+    addAll("three digests", noise_, tripleKernels(), runTriple);
+    addAll("counting bytes, a third of them zeros", noiseAndZeros_, countKernels(), runCount);
     const std::vector<double> best = bestOf(rounds_, loops);
     for (size_t i = 0; i < names.size(); ++i) figures_.plain(names[i], megabytesPerSecond(best[i]), "MB/s");
   }
@@ -239,6 +254,7 @@ class DigestBench {
   const int rounds_;
   const int repeats_;
   const std::vector<uint8_t> noise_ = noise();
+  const std::vector<uint8_t> noiseAndZeros_ = noiseAndZeros();
   const std::vector<uint8_t> equalBytes_ = std::vector<uint8_t>(kStreamBytes, 0);
   const Figures figures_{"digest"};
 };

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/sizes.h"
+#include "hash/kernels.h"
 
 namespace korvel::hash {
 namespace {
@@ -38,10 +39,11 @@ void ByteTables::addTo(ByteCounts& total) const {
 }
 
 void countBytes(const uint8_t* data, size_t length, ByteCounts& counts) {
+  static const CountKernel& kernel = fastestSupported(countKernels());
   while (length >= kWorthTablesBytes) {
     const size_t piece = std::min(length, ByteTables::kMaxBytes);
     ByteTables tables;
-    tables.count(data, piece);
+    kernel.count(tables, data, piece);
     tables.addTo(counts);
     data += piece;
     length -= piece;

@@ -11,6 +11,10 @@ namespace {
 
 bool always() { return true; }
 
+constexpr CountKernel kCountKernels[] = {
+    {"avx-512", avx512_compress::supported, avx512_compress::countBytes},
+    {"portable", always, portable::countBytes},
+};
 constexpr DigestKernel kSha1Kernels[] = {
     {"sha-ni", sha_ni::supported, sha_ni::sha1},
     {"portable", always, portable::sha1},
@@ -29,9 +33,14 @@ constexpr size_t kPieceBlocks = 64;
 
 }  // namespace
 
+std::span<const CountKernel> countKernels() { return kCountKernels; }
 std::span<const DigestKernel> sha1Kernels() { return kSha1Kernels; }
 std::span<const DigestKernel> sha256Kernels() { return kSha256Kernels; }
 std::span<const TripleKernel> tripleKernels() { return kTripleKernels; }
+
+void portable::countBytes(ByteTables& tables, const uint8_t* data, size_t length) {
+  tables.count(data, length);
+}
 
 void portable::triple(TripleState& state, const uint8_t* blocks, size_t count) {
   while (count != 0) {
@@ -54,6 +63,7 @@ void portable::tripleAndCount(TripleState& state, const uint8_t* blocks, size_t 
   }
 }
 
+bool avx512_compress::supported() { return processor().avx512Compress; }
 bool sha_ni::supported() { return processor().shaNi; }
 
 }  // namespace korvel::hash

@@ -1,4 +1,4 @@
-// The available compression functions of each digest, and the choice among them.
+// The available compression functions of each digest and ways to count bytes, and the choice among them.
 //
 // Each list is ordered best first and ends with "portable", which runs everywhere and is the reference that
 // tests compare every other entry with. MD5 has only one implementation: its steps form a single dependency
@@ -21,6 +21,13 @@ struct DigestKernel {
   void (*compress)(uint32_t* state, const uint8_t* blocks, size_t count);
 };
 
+/// Counting bytes. `length` is at most ByteTables::kMaxBytes for tables that start at zero.
+struct CountKernel {
+  const char* name;
+  bool (*supported)();
+  void (*count)(ByteTables& tables, const uint8_t* data, size_t length);
+};
+
 /// The chaining states of three digests that are fed the same blocks.
 struct TripleState {
   uint32_t md5[4];
@@ -37,6 +44,7 @@ struct TripleKernel {
   void (*compressAndCount)(TripleState& state, const uint8_t* blocks, size_t count, ByteTables& tables);
 };
 
+std::span<const CountKernel> countKernels();
 std::span<const DigestKernel> sha1Kernels();
 std::span<const DigestKernel> sha256Kernels();
 std::span<const TripleKernel> tripleKernels();
@@ -52,11 +60,18 @@ const Kernel& fastestSupported(std::span<const Kernel> kernels) {
 
 /// The implementations behind the lists.
 namespace portable {
+void countBytes(ByteTables& tables, const uint8_t* data, size_t length);
 void sha1(uint32_t* state, const uint8_t* blocks, size_t count);
 void sha256(uint32_t* state, const uint8_t* blocks, size_t count);
 void triple(TripleState& state, const uint8_t* blocks, size_t count);
 void tripleAndCount(TripleState& state, const uint8_t* blocks, size_t count, ByteTables& tables);
 }  // namespace portable
+
+/// Takes the zeros out first, a third of the bytes of an ordinary image; needs AVX-512 with VBMI2.
+namespace avx512_compress {
+bool supported();
+void countBytes(ByteTables& tables, const uint8_t* data, size_t length);
+}  // namespace avx512_compress
 
 /// These need the processor's SHA extensions, SSSE3 and SSE4.1.
 namespace sha_ni {

@@ -129,6 +129,54 @@ ByteCounts sum(const ByteTables& tables) {
   return counts;
 }
 
+TEST(CountKernels, ListEndsWithPortableWhichRunsEverywhere) {
+  EXPECT_STREQ(countKernels().back().name, "portable");
+  EXPECT_TRUE(countKernels().back().supported());
+}
+
+/// A pattern of which every `zeroEvery`-th run of seven bytes is zeros.
+std::vector<uint8_t> withZeros(size_t length, size_t zeroEvery) {
+  const auto pattern = test::pattern(length);
+  std::vector<uint8_t> bytes(pattern.get(), pattern.get() + length);
+  for (size_t i = 0; i < length; ++i) {
+    if (i / 7 % zeroEvery == 0) bytes[i] = 0;
+  }
+  return bytes;
+}
+
+TEST(CountKernels, EveryOneCountsEachByteOnceAtAnyLengthAndAlignment) {
+  std::vector<size_t> lengths = {4095, 4096, 4097, 8191, 12'345, ByteTables::kMaxBytes};
+  for (size_t length = 0; length <= 200; ++length) lengths.push_back(length);
+  for (const CountKernel& kernel : countKernels()) {
+    if (!kernel.supported()) continue;
+    SCOPED_TRACE(kernel.name);
+    for (const size_t length : lengths) {
+      for (const size_t zeroEvery : test::Lengths{1, 2, 3, 1000}) {  // 1: zeros alone
+        const std::vector<uint8_t> bytes = withZeros(length + 3, zeroEvery);
+        const uint8_t* const unaligned = bytes.data() + 3;
+        ByteTables tables;
+        kernel.count(tables, unaligned, length);
+        ByteCounts counts{};
+        for (size_t i = 0; i < length; ++i) ++counts[unaligned[i]];
+        ASSERT_EQ(sum(tables), counts) << length << ", zeros in each of " << zeroEvery;
+      }
+    }
+  }
+}
+
+TEST(CountKernels, CountingAddsToTheTables) {
+  for (const CountKernel& kernel : countKernels()) {
+    if (!kernel.supported()) continue;
+    SCOPED_TRACE(kernel.name);
+    const std::vector<uint8_t> bytes = {0, 0, 9, 0, 9};
+    ByteTables tables;
+    kernel.count(tables, bytes.data(), bytes.size());
+    kernel.count(tables, bytes.data(), 3);
+    EXPECT_EQ(sum(tables)[0], 5u);
+    EXPECT_EQ(sum(tables)[9], 3u);
+  }
+}
+
 TEST(TripleKernels, ListEndsWithPortableWhichRunsEverywhere) {
   EXPECT_STREQ(tripleKernels().back().name, "portable");
   EXPECT_TRUE(tripleKernels().back().supported());
