@@ -27,9 +27,22 @@ class IntegerLog2 {
       const double start = 1.0 + static_cast<double>(i) / kSteps;
       steps_[i] = {std::log2(start), 1.0 / start};
     }
+    for (uint64_t value = 1; value < kSmall; ++value) small_[value] = computed(value);
   }
 
-  double operator()(uint64_t value) const {
+  double operator()(uint64_t value) const { return value < kSmall ? small_[value] : computed(value); }
+
+ private:
+  static constexpr int kFractionBits = 40;
+  static constexpr int kStepBits = 7;
+  static constexpr size_t kSteps = size_t{1} << kStepBits;
+  static constexpr uint64_t kSmall = 256;
+  struct Step {
+    double log2;     // of the step's start
+    double inverse;  // 1 / start
+  };
+
+  double computed(uint64_t value) const {
     const int exponent = static_cast<int>(std::bit_width(value)) - 1;
     const uint64_t scaled = value << (kFractionBits - exponent);  // value / 2^exponent, in [1, 2)
     const Step& step = steps_[(scaled >> (kFractionBits - kStepBits)) % kSteps];
@@ -40,15 +53,8 @@ class IntegerLog2 {
     return exponent + step.log2 + ln * std::numbers::log2e;
   }
 
- private:
-  static constexpr int kFractionBits = 40;
-  static constexpr int kStepBits = 7;
-  static constexpr size_t kSteps = size_t{1} << kStepBits;
-  struct Step {
-    double log2;     // of the step's start
-    double inverse;  // 1 / start
-  };
   Step steps_[kSteps];
+  double small_[kSmall] = {};  // most counts of most sections
 };
 
 const IntegerLog2& integerLog2() {
@@ -164,7 +170,7 @@ double shannonEntropy(const hash::ByteCounts& counts) {
   const double log2OfTotal = log2(total);
   double weighted = 0.0;
   for (const uint64_t count : counts) {
-    if (count != 0) weighted += static_cast<double>(count) * (log2OfTotal - log2(count));
+    weighted += static_cast<double>(count) * (log2OfTotal - log2(count));
   }
   return weighted / static_cast<double>(total);
 }
