@@ -24,7 +24,7 @@
 namespace korvel {
 
 /// A larger file is scanned by itself: it would keep one lane busy long after the others are done.
-inline constexpr uint64_t kBatchFileLimitBytes = 2 * kMiB;
+inline constexpr uint64_t kBatchFileLimitBytes = 3 * kMiB;
 inline constexpr size_t kBatchArenaBytes = 16 * kMiB;
 /// A batch is digested as it is when reading it has taken this long.
 inline constexpr std::chrono::milliseconds kBatchReadTime{5};
