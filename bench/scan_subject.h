@@ -30,8 +30,8 @@ class ScanSubject {
   explicit ScanSubject(const std::string& signatures, Kernels kernels = hash::laneKernels());
   ~ScanSubject();
 
-  /// Scans what is worth scanning below a folder, in an order that does not change.
-  void scan(const std::string& folder, size_t workers, const VerdictCallback& onVerdict) const;
+  /// Scans what is worth scanning below a folder, in an order that does not change; `times` over in one scan.
+  void scan(const std::string& folder, size_t workers, size_t times, const VerdictCallback& onVerdict) const;
   /// The files that such a scan visits, in its order.
   std::vector<std::wstring> files(const std::string& folder) const;
 

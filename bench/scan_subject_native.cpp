@@ -164,8 +164,12 @@ std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
   return result;
 }
 
-void ScanSubject::scan(const std::string& folder, size_t workers, const VerdictCallback& onVerdict) const {
-  const std::vector<std::wstring> paths = files(folder);
+void ScanSubject::scan(const std::string& folder, size_t workers, size_t times,
+                       const VerdictCallback& onVerdict) const {
+  std::vector<std::wstring> paths;
+  for (size_t i = 0; i < times; ++i) {
+    for (std::wstring& path : files(folder)) paths.push_back(std::move(path));
+  }
   if (workers == 0) {
     Scanner scanner(parts_->signatures, parts_->kernels);
     constexpr PipelineLimits kLimits;

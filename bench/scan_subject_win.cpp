@@ -29,7 +29,7 @@ uint8_t* pages(size_t bytes) {
   return memory;
 }
 
-std::vector<ScanTarget> target(const std::string& folder) { return {{toWide(folder), /*recursive=*/true}}; }
+ScanTarget target(const std::string& folder) { return {toWide(folder), /*recursive=*/true}; }
 
 }  // namespace
 
@@ -49,18 +49,19 @@ ScanSubject::~ScanSubject() = default;
 
 std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
   std::vector<std::wstring> result;
-  DirectoryWalk walk(target(folder).front(), /*followSymlinks=*/false, /*stop=*/{});
+  DirectoryWalk walk(target(folder), /*followSymlinks=*/false, /*stop=*/{});
   for (WalkedFile file; walk.next(file);) {
     if (shouldScan(file.path, ScanOptions())) result.push_back(file.path);
   }
   return result;
 }
 
-void ScanSubject::scan(const std::string& folder, size_t workers, const VerdictCallback& onVerdict) const {
+void ScanSubject::scan(const std::string& folder, size_t workers, size_t times,
+                       const VerdictCallback& onVerdict) const {
   ScanOptions options;
   options.workers = workers;
   FileScanner scanner(parts_->database, options, /*stop=*/{}, FileCalls::windows(), parts_->kernels);
-  (void)scanner.scan(target(folder), /*onProgress=*/{}, onVerdict);
+  (void)scanner.scan(std::vector<ScanTarget>(times, target(folder)), /*onProgress=*/{}, onVerdict);
 }
 
 void readFile(const std::wstring& path, size_t bufferBytes, const std::function<void(ByteView)>& consume) {
