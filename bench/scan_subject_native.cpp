@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <span>
 #include <stdexcept>
@@ -142,9 +143,11 @@ const char* const kScanArea = "scan (native)";
 struct ScanSubject::Parts {
   Kernels kernels;
   SignatureTable signatures;
+  std::map<std::string, std::vector<std::wstring>> listings;  // walking has an area of its own
 };
 
-ScanSubject::ScanSubject(const std::string& signatures, Kernels kernels) : parts_(new Parts{kernels, {}}) {
+ScanSubject::ScanSubject(const std::string& signatures, Kernels kernels)
+    : parts_(new Parts{kernels, {}, {}}) {
   std::ifstream stream(signatures, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
   parts_->signatures = parseSignatureText(text).table;
@@ -154,7 +157,8 @@ ScanSubject::ScanSubject(const std::string& signatures, Kernels kernels) : parts
 ScanSubject::~ScanSubject() = default;
 
 std::vector<std::wstring> ScanSubject::files(const std::string& folder) const {
-  std::vector<std::wstring> result;
+  std::vector<std::wstring>& result = parts_->listings[folder];
+  if (!result.empty()) return result;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::wstring path = toWide(entry.path().string());
     if (entry.is_regular_file() && entry.file_size() != 0 && shouldScan(path, ScanOptions()))
@@ -168,7 +172,7 @@ void ScanSubject::scan(const std::string& folder, size_t workers, size_t times,
                        const VerdictCallback& onVerdict) const {
   std::vector<std::wstring> paths;
   for (size_t i = 0; i < times; ++i) {
-    for (std::wstring& path : files(folder)) paths.push_back(std::move(path));
+    for (const std::wstring& path : files(folder)) paths.push_back(path);
   }
   if (workers == 0) {
     Scanner scanner(parts_->signatures, parts_->kernels);
