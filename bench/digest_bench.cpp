@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "hash/byte_histogram.h"
+#include "hash/byte_tables.h"
 #include "hash/kernels.h"
 #include "hash/lane_kernels.h"
 #include "hash/md5.h"

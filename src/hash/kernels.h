@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <span>
 
-#include "hash/byte_histogram.h"
+#include "hash/byte_tables.h"
 
 namespace korvel::hash {
 

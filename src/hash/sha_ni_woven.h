@@ -6,7 +6,7 @@
 // interleaving has to be this fine because the processor looks ahead by only part of a block.
 #pragma once
 
-#include "hash/byte_histogram.h"
+#include "hash/byte_tables.h"
 #include "hash/kernels.h"
 #include "hash/md5_steps.h"
 #include "hash/sha_ni_steps.h"

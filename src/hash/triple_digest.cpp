@@ -4,6 +4,7 @@
 #include <array>
 
 #include "base/sizes.h"
+#include "hash/byte_histogram.h"
 #include "hash/md5.h"
 #include "hash/sha1.h"
 #include "hash/sha256.h"

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "hash/block_stream.h"
-#include "hash/byte_histogram.h"
+#include "hash/byte_tables.h"
 #include "hash/file_digests.h"
 #include "hash/kernels.h"
 
