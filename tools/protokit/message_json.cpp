@@ -143,7 +143,8 @@ void requireKnown(const Json& json, const std::string& name, const Names& known)
   if (!json.is_object()) wrongType(name, "an object");
   for (const auto& [key, value] : json.items()) {
     if (std::find(std::begin(known), std::end(known), key) == std::end(known))
-      throw std::invalid_argument('"' + key + "\" is no field of \"" + name + '"');
+      throw std::invalid_argument(
+          std::string("\"").append(key).append("\" is no field of \"").append(name).append("\""));
   }
 }
 

@@ -83,7 +83,9 @@ int get(const ConfigOptions& options, Context& context) {
   Json settings = Json::object();
   for (const std::string& key : keys) {
     const std::string value = valueText(known, key, context);
-    context.print(keys.size() == 1 ? value + '\n' : key + '=' + value + '\n');
+    std::string line;
+    if (keys.size() != 1) line.append(key).append("=");
+    context.print(line.append(value).append("\n"));
     settings[key] = valueJson(known, key);
   }
   context.document("config", {{"settings", settings}});
