@@ -21,28 +21,29 @@ class WatchCommand : public ControlClient {
     removeTree(kTree);
   }
 
-  /// Makes a file in a new folder below the watched tree, again and again until it is a detection of `watch`.
+  /// Makes a file in a new tree, again and again until it is a detection of `watch`: the test platform never
+  /// watches a folder that was made before the watch above it was armed.
   bool seenBy(const ChildProcess& watch, const std::wstring& name) {
     for (int i = 0; i < 60; ++i) {
-      const std::wstring path = std::wstring(kTree) + L"\\" + std::to_wstring(i) + L"\\Downloads\\" + name;
-      try {
-        writeFile(path, eicarText());
-      } catch (const std::exception&) {  // it is being scanned
-      }
+      makeAnew(std::to_wstring(i) + L"\\Downloads\\" + name);
       if (eventually(2'000, [&] { return has(watch.output(), toUtf8(name)); })) return true;
     }
     return false;
   }
   /// The same until the service has written it into its log.
   static bool seenInLog() {
-    for (int i = 0; i < 30; ++i) {
-      try {
-        writeFile(std::wstring(kTree) + L"\\s" + std::to_wstring(i) + L"\\Downloads\\eicar.com", eicarText());
-      } catch (const std::exception&) {  // it is being scanned
-      }
+    for (int i = 0; i < 120; ++i) {
+      makeAnew(L"s" + std::to_wstring(i) + L"\\Downloads\\eicar.com");
       if (eventually(500, [] { return has(log(), "real-time detection: "); })) return true;
     }
     return false;
+  }
+  static void makeAnew(const std::wstring& name) {
+    removeTree(kTree);
+    try {
+      writeFile(std::wstring(kTree) + L"\\" + name, eicarText());
+    } catch (const std::exception&) {  // one of them is being scanned
+    }
   }
   /// That the log "Application" holds an event of this number. Wine keeps no events, so there nothing is
   /// looked at.

@@ -147,7 +147,11 @@ TEST_F(Protocol, TheLogTellsOfEachClientInOrder) {
     at = end;
     ++pairs;
   }
-  EXPECT_EQ(pairs, 4);  // the probe whether the service is up, two pings, and the stop request
+  // The probe whether the service is up, two pings, and the stop request. The probe asks for nothing: on a
+  // busy machine it has gone before the service takes it in.
+  const int gone = logMentions("[ERR] ConnectNamedPipe failed, win32=232\n");
+  EXPECT_LE(gone, 1);
+  EXPECT_EQ(pairs + gone, 4);
 }
 
 TEST_F(Protocol, AnswersAPingAfterAThousandMalformedFrames) {
