@@ -2,9 +2,6 @@
 // called unless avx512_compress::supported() returns true.
 #include <immintrin.h>
 
-#include <algorithm>
-#include <bit>
-
 #include "hash/kernels.h"
 
 namespace korvel::hash {
@@ -22,7 +19,7 @@ void avx512_compress::countBytes(ByteTables& tables, const uint8_t* data, size_t
     const __mmask64 chosen = _mm512_test_epi8_mask(bytes, bytes);
     // Packed in a register first: a packing store takes many times as long.
     _mm512_storeu_si512(others + used, _mm512_maskz_compress_epi8(chosen, bytes));
-    const auto count = static_cast<size_t>(std::popcount(static_cast<uint64_t>(chosen)));
+    const auto count = static_cast<size_t>(_mm_popcnt_u64(chosen));
     used += count;
     total += count;
     if (used < kRoomBytes) return;
