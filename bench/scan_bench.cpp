@@ -2,13 +2,14 @@
 // scanning them as the simplest program would. Every scan must yield the same verdicts in the same order,
 // whatever the number of workers; their digest is printed.
 //
-// Usage: scan_bench SIGNATURES IMAGES CORPUS [--one-core] [--two-cores] [--tiny]
+// Usage: scan_bench SIGNATURES IMAGES CORPUS [--one-core] [--two-cores] [--processor=NAME] [--tiny]
 //   SIGNATURES   a signature file
 //   IMAGES       a folder of real images
 //   CORPUS       a folder made by make_corpus
 //   --one-core   only the figures for which the program (and the server, under Wine) is pinned to one core
 //   --two-cores  only those that need two
-//   --kernel=NAME  digest batches with this kernel and the simpler ones only, by the beginning of its name
+//   --processor=NAME  only the scan of images, as on a processor with nothing better than sha-ni, avx2 or
+//   portable
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +18,9 @@
 #include <vector>
 
 #include "base/utf.h"
+#include "hash/lane_kernels.h"
 #include "hash/md5.h"
+#include "lesser_processor.h"
 #include "literal_scan.h"
 #include "measure.h"
 #include "scan_subject.h"
@@ -38,9 +41,7 @@ using korvel::bench::timed;
 using korvel::bench::VerdictDigest;
 using korvel::bench::wallSeconds;
 using korvel::bench::workSeconds;
-
-using korvel::hash::LaneKernel;
-using Kernels = ScanSubject::Kernels;
+using korvel::hash::laneKernels;
 using Paths = std::vector<std::wstring>;
 
 constexpr size_t kPieceBytes = 256 << 10;  // of the controls
@@ -49,12 +50,13 @@ constexpr size_t kPieceBytes = 256 << 10;  // of the controls
 // too.
 constexpr size_t kTimes = 4;
 
+std::string lesserProcessor(const Arguments& arguments) { return arguments.valueOf("--processor"); }
+
 class ScanBench {
  public:
   explicit ScanBench(const Arguments& arguments)
       : arguments_(arguments),
-        kernels_(kernelsFrom(arguments.valueOf("--kernel"))),
-        subject_(arguments.at(0), kernels_),
+        subject_(arguments.at(0)),
         images_(arguments.at(1)),
         small_(arguments.at(2) + kSeparator + "small"),
         made_(arguments.at(2) + kSeparator + "images"),
@@ -62,7 +64,8 @@ class ScanBench {
         figures_(korvel::bench::kScanArea) {}
 
   void run() const {
-    std::printf("a scan digests with the kernel: %s\n", best(kernels_).name);
+    std::printf("a scan digests with the kernel: %s\n", fastestSupported(laneKernels()).name);
+    if (const std::string lesser = lesserProcessor(arguments_); !lesser.empty()) return lesserImages(lesser);
     const bool all = !arguments_.has("--one-core") && !arguments_.has("--two-cores");
     if (all || arguments_.has("--one-core")) runOnOneCore();
     if (all || arguments_.has("--two-cores")) runOnTwoCores();
@@ -99,15 +102,6 @@ class ScanBench {
         bestOf(arguments_.rounds(5), {scanning(small_, 0), scanning(small_, 2)});
     figures_.atLeast("two workers on small files, to one thread", small[0] / small[1], 1);
   }
-
-  static Kernels kernelsFrom(const std::string& name) {
-    Kernels kernels = korvel::hash::laneKernels();
-    while (!kernels.empty() && !std::string(kernels.front().name).starts_with(name))
-      kernels = kernels.subspan(1);
-    if (kernels.empty()) throw std::invalid_argument("there is no kernel " + name);
-    return kernels;
-  }
-  static const LaneKernel& best(Kernels kernels) { return korvel::hash::fastestSupported(kernels); }
 
   /// The wall time of one scan.
   Loop scanning(const std::string& folder, size_t workers, size_t times = 1) const {
@@ -156,9 +150,7 @@ class ScanBench {
 
   /// The bar: the cost of reading, plus the cost of MD5 divided by 0.78, the bar of digests and histogram.
   void images() const {
-    const Paths once = subject_.files(images_);
-    Paths paths;
-    for (size_t i = 0; i < kTimes; ++i) paths.insert(paths.end(), once.begin(), once.end());
+    const Paths once = subject_.files(images_), paths = manyImages();
     const std::vector<double> best =
         bestOf(arguments_.rounds(7), {timed([&] { readAll(paths); }), timed([&] { md5All(paths); }),
                                       timed([&] { scan(images_, 0, kTimes); }), timed([&] { md5All(once); }),
@@ -169,19 +161,23 @@ class ScanBench {
     figures_.atMost("images, to reading them with MD5 alone", best[2] / best[1], kImagesBar);
     figures_.plain("images, a short scan with fresh memory, to reading them with MD5 alone",
                    best[4] / best[3]);
-    twoStreams(paths);
+  }
+  Paths manyImages() const {
+    const Paths once = subject_.files(images_);
+    Paths paths;
+    for (size_t i = 0; i < kTimes; ++i) paths.insert(paths.end(), once.begin(), once.end());
+    return paths;
   }
 
-  /// The same where the processor has nothing better, as most have.
-  void twoStreams(const Paths& paths) const {
-    const Kernels pair = kernelsFrom("sha-ni");
-    if (!pair.front().supported() || best(kernels_).lanes < pair.front().lanes) return;
-    const ScanSubject subject(arguments_.at(0), pair);
+  void lesserImages(const std::string& processor) const {
+    const Paths paths = manyImages();
     const std::vector<double> best = bestOf(
-        arguments_.rounds(7), {timed([&] { md5All(paths); }),
-                               timed([&] { subject.scan(images_, 0, kTimes, [](const FileVerdict&) {}); })});
-    figures_.atMost("images with two lanes, to reading them with MD5 alone", best[1] / best[0],
-                    kTwoStreamsBar);
+        arguments_.rounds(7), {timed([&] { md5All(paths); }), timed([&] { scan(images_, 0, kTimes); })});
+    const double ratio = best[1] / best[0];
+    if (processor == "sha-ni")
+      figures_.atMost("images with two lanes, to reading them with MD5 alone", ratio, kTwoStreamsBar);
+    else
+      figures_.plain("images with " + processor + " kernels only, to reading them with MD5 alone", ratio);
   }
 
   void smallFiles() const {
@@ -232,7 +228,6 @@ class ScanBench {
   }
 
   const Arguments& arguments_;
-  const Kernels kernels_;
   const ScanSubject subject_;
   const std::string images_;
   const std::string small_;
@@ -244,5 +239,9 @@ class ScanBench {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return korvel::bench::runBench(argc, argv, [](const Arguments& arguments) { ScanBench(arguments).run(); });
+  return korvel::bench::runBench(argc, argv, [](const Arguments& arguments) {
+    if (const std::string lesser = lesserProcessor(arguments); !lesser.empty())
+      korvel::bench::useLesserProcessor(lesser);
+    ScanBench(arguments).run();
+  });
 }

@@ -7,12 +7,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "base/byte_view.h"
-#include "hash/lane_kernels.h"
 #include "scan/scan_records.h"
 
 namespace korvel::bench {
@@ -24,10 +22,8 @@ class ScanSubject {
  public:
   using VerdictCallback = std::function<void(const FileVerdict&)>;
 
-  using Kernels = std::span<const hash::LaneKernel>;
-
-  /// `signatures` is a signature file. Throws when it cannot be loaded. `kernels` digest the batches.
-  explicit ScanSubject(const std::string& signatures, Kernels kernels = hash::laneKernels());
+  /// `signatures` is a signature file. Throws when it cannot be loaded.
+  explicit ScanSubject(const std::string& signatures);
   ~ScanSubject();
 
   /// Scans what is worth scanning below a folder, in an order that does not change; `times` over in one scan.

@@ -58,8 +58,7 @@ class OpenFile {
 /// The steps of a scan of a run of files, on buffers that are reused.
 class Scanner final : public BatchFiles {
  public:
-  Scanner(const SignatureTable& signatures, ScanSubject::Kernels kernels)
-      : signatures_(signatures), batches_([this] { return arena_.get(); }, {}, {}, kernels) {}
+  explicit Scanner(const SignatureTable& signatures) : signatures_(signatures) {}
 
   void scan(std::span<const std::wstring> paths, const BatchScan::Deliver& deliver) {
     paths_ = paths;
@@ -128,7 +127,7 @@ class Scanner final : public BatchFiles {
   const SignatureTable& signatures_;
   std::unique_ptr<uint8_t[]> arena_{
       new uint8_t[kBatchArenaBytes]};  // not cleared: costs nothing until it is used
-  BatchScan batches_;
+  BatchScan batches_{[this] { return arena_.get(); }, {}, {}};
   std::span<const std::wstring> paths_;
   std::vector<uint64_t> sizes_;
   hash::TripleDigest digest_;
@@ -141,13 +140,11 @@ class Scanner final : public BatchFiles {
 const char* const kScanArea = "scan (native)";
 
 struct ScanSubject::Parts {
-  Kernels kernels;
   SignatureTable signatures;
   std::map<std::string, std::vector<std::wstring>> listings;  // walking has an area of its own
 };
 
-ScanSubject::ScanSubject(const std::string& signatures, Kernels kernels)
-    : parts_(new Parts{kernels, {}, {}}) {
+ScanSubject::ScanSubject(const std::string& signatures) : parts_(new Parts) {
   std::ifstream stream(signatures, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
   parts_->signatures = parseSignatureText(text).table;
@@ -175,7 +172,7 @@ void ScanSubject::scan(const std::string& folder, size_t workers, size_t times,
     for (const std::wstring& path : files(folder)) paths.push_back(path);
   }
   if (workers == 0) {
-    Scanner scanner(parts_->signatures, parts_->kernels);
+    Scanner scanner(parts_->signatures);
     constexpr PipelineLimits kLimits;
     for (size_t at = 0; at < paths.size(); at += kLimits.fullItems) {
       scanner.scan(std::span(paths).subspan(at, std::min(paths.size() - at, kLimits.fullItems)),
@@ -188,8 +185,8 @@ void ScanSubject::scan(const std::string& folder, size_t workers, size_t times,
   }
   using Pipeline = OrderedPipeline<std::wstring, FileVerdict>;
   Pipeline pipeline(workers, [this]() -> Pipeline::Work {
-    return [scanner = std::make_shared<Scanner>(parts_->signatures, parts_->kernels)](
-               std::span<const std::wstring> group, const Pipeline::Finish& finish) {
+    return [scanner = std::make_shared<Scanner>(parts_->signatures)](std::span<const std::wstring> group,
+                                                                     const Pipeline::Finish& finish) {
       scanner->scan(group, finish);
     };
   });

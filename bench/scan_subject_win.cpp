@@ -36,11 +36,10 @@ ScanTarget target(const std::string& folder) { return {toWide(folder), /*recursi
 const char* const kScanArea = "scan";
 
 struct ScanSubject::Parts {
-  Kernels kernels;
   std::shared_ptr<SignatureDatabase> database = std::make_shared<SignatureDatabase>();
 };
 
-ScanSubject::ScanSubject(const std::string& signatures, Kernels kernels) : parts_(new Parts{kernels}) {
+ScanSubject::ScanSubject(const std::string& signatures) : parts_(new Parts) {
   std::string error;
   if (!parts_->database->loadFile(toWide(signatures), &error)) throw std::runtime_error(error);
 }
@@ -60,7 +59,7 @@ void ScanSubject::scan(const std::string& folder, size_t workers, size_t times,
                        const VerdictCallback& onVerdict) const {
   ScanOptions options;
   options.workers = workers;
-  FileScanner scanner(parts_->database, options, /*stop=*/{}, FileCalls::windows(), parts_->kernels);
+  FileScanner scanner(parts_->database, options, /*stop=*/{});
   (void)scanner.scan(std::vector<ScanTarget>(times, target(folder)), /*onProgress=*/{}, onVerdict);
 }
 

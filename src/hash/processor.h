@@ -10,7 +10,10 @@ struct ProcessorFeatures {
   bool avx512Compress = false;  ///< and VBMI2, which moves the chosen bytes of a register together
 };
 
-/// Asks the processor once: a virtual machine takes microseconds for each answer.
+/// Asks the processor, which takes a virtual machine microseconds.
+ProcessorFeatures detectProcessor();
+
+/// Asks once. What the kernels are chosen by.
 const ProcessorFeatures& processor();
 
 }  // namespace korvel::hash
