@@ -78,6 +78,12 @@ def service_seconds(service, scan):
     return sum(map(process_seconds, processes)) - before
 
 
+def tool_environment(root):
+    """The unpacked packages bring their libraries with them."""
+    libraries = ":".join(str(folder) for folder in (root / "usr/lib").glob("*-linux-gnu"))
+    return dict(os.environ, LD_LIBRARY_PATH=libraries)
+
+
 def tools(root, files, work):
     """(name, command, accepted exit codes)."""
     signatures = work / "own"
@@ -117,8 +123,7 @@ def main(root, files, process, seed, picture, tiny, scan):
     megabytes = sum(file.stat().st_size for file in listed) / MEGABYTE
     for file in listed:
         hashlib.md5(file.read_bytes())  # from now on in the system's cache
-    libraries = ":".join(str(folder) for folder in (root / "usr/lib").glob("*-linux-gnu"))
-    environment = dict(os.environ, LD_LIBRARY_PATH=libraries)
+    environment = tool_environment(root)
     rows = []
     with tempfile.TemporaryDirectory(prefix="korvel-peers-") as folder:
         for name, command, accepted in tools(root, files, pathlib.Path(folder)):
