@@ -18,8 +18,9 @@ constexpr Text kActionHelp{"What to do with every result at the end (report)",
 constexpr Text kReportHelp{"Write a report: .html, .json, .csv or .txt",
                            "Записать отчёт: .html, .json, .csv или .txt"};
 constexpr Text kMaxTimeHelp{"Cancel the scan after MIN minutes", "Отменить проверку через MIN минут"};
-constexpr Text kGentleHelp{"Ask rarely, without progress, and leave the pipe to others",
-                           "Спрашивать редко, без хода выполнения, не занимая канал"};
+constexpr Text kGentleHelp{
+    "Ask rarely, without progress, and leave the pipe to others; the scan is no slower",
+    "Спрашивать редко, без хода выполнения, не занимая канал; проверка не медленнее"};
 constexpr Text kProgressStyleHelp{"How to show progress on the error output (auto)",
                                   "Как показывать ход выполнения в поток ошибок (auto)"};
 constexpr Text kScanNoteExtensions{
