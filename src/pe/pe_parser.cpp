@@ -146,6 +146,22 @@ uint64_t endOfRawData(const std::vector<PeSection>& sections) {
   return end;
 }
 
+/// The names that the loader would find. Where it finds none, perhaps because it would refuse the image, those
+/// that the headers name when they are taken as they stand: a file need not run to show what it was made for.
+/// The loader uses only the directory's address, so imports may exist although its size is 0.
+std::vector<std::string> readImports(ByteView bytes, const Headers& headers, uint32_t directory,
+                                     const std::vector<PeSectionPlace>& sections) {
+  ImportTable table = {.directory = directory,
+                       .headerBytes = headers.optional32(kOptionalSizeOfHeaders),
+                       .wideThunks = headers.pe32Plus()};
+  const PeAlignment alignment = {.inMemory = headers.optional32(kOptionalSectionAlignment),
+                                 .inFile = headers.optional32(kOptionalFileAlignment)};
+  std::vector<std::string> names = readImportNames(RvaMap(bytes, alignment, sections), table);
+  if (!names.empty()) return names;
+  table.headerBytes = 0;
+  return readImportNames(RvaMap(bytes, /*alignment=*/{}, sections), table);
+}
+
 }  // namespace
 
 PeInfo parsePe(ByteView bytes, uint64_t fileSize) {
@@ -165,17 +181,12 @@ PeInfo parsePe(ByteView bytes, uint64_t fileSize) {
   info.hasDebug = headers->directory(kDebugDirectory).size != 0;
   info.hasTls = headers->directory(kTlsDirectory).size != 0;
 
-  const PeAlignment alignment = {.inMemory = headers->optional32(kOptionalSectionAlignment),
-                                 .inFile = headers->optional32(kOptionalFileAlignment)};
-  const RvaMap image(bytes, alignment, readSections(bytes, *headers, info));
+  const std::vector<PeSectionPlace> places = readSections(bytes, *headers, info);
   const uint64_t end = endOfRawData(info.sections);
   info.hasOverlay = fileSize > end;
   info.overlaySize = info.hasOverlay ? fileSize - end : 0;
 
-  // The loader uses only the directory's address, so imports may exist although the size is 0.
-  info.imports = readImportNames(image, {.directory = imports.address,
-                                         .headerBytes = headers->optional32(kOptionalSizeOfHeaders),
-                                         .wideThunks = headers->pe32Plus()});
+  info.imports = readImports(bytes, *headers, imports.address, places);
   info.importCount = static_cast<uint32_t>(info.imports.size());
   return info;
 }

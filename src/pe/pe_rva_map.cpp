@@ -10,9 +10,14 @@ namespace {
 // section's file pointer. An image could hide its import table from a reader that does not.
 constexpr uint32_t kSectorBytes = 512;
 
-// Sections aligned to less than a page cannot be placed one by one: the loader maps the file as it is, and an
-// RVA is an offset in it, whatever the section headers say.
 constexpr uint32_t kPageBytes = 0x1000;
+
+// Sections aligned to less than a page cannot be placed one by one: the loader maps the file as it is, and an
+// RVA is an offset in it, whatever the section headers say. An image that leaves the alignment out is one that
+// no loader takes: its section headers are all there is.
+bool mappedAsItIs(PeAlignment alignment) {
+  return alignment.inMemory != 0 && alignment.inMemory < kPageBytes;
+}
 
 bool occupiesNothing(const PeSectionPlace& section) {
   return section.virtualSize == 0 && section.rawSize == 0;
@@ -25,7 +30,7 @@ bool sameAddress(const PeSectionPlace& a, const PeSectionPlace& b) { return a.ad
 }  // namespace
 
 RvaMap::RvaMap(ByteView file, PeAlignment alignment, std::vector<PeSectionPlace> sections) : file_(file) {
-  if (alignment.inMemory < kPageBytes) return;
+  if (mappedAsItIs(alignment)) return;
   sections_ = std::move(sections);
   std::erase_if(sections_, occupiesNothing);
   // Valid images already list their sections in this order, without overlap. In other images each section

@@ -18,7 +18,7 @@ struct PeSectionPlace {
   uint32_t rawSize = 0;
 };
 
-/// In bytes, as the optional header gives them.
+/// In bytes, as the optional header gives them; with 0 the section headers count as they stand.
 struct PeAlignment {
   uint32_t inMemory = 0;  ///< of sections
   uint32_t inFile = 0;    ///< of their raw data

@@ -97,7 +97,7 @@ TEST_P(PeImportsOfBothKinds, AreNotReadFromALookupTableBelowTheEndOfTheHeaders) 
   EXPECT_EQ(importsOf(image), Names{"H"});
 }
 
-TEST_P(PeImportsOfBothKinds, AreNoneWhenTheOnlyTableLiesInTheHeaders) {
+TEST_P(PeImportsOfBothKinds, AreReadFromALookupTableInTheHeadersWhereTheLoaderWouldFindNone) {
   PeBuilder builder = PeBuilder(GetParam()).import("a.dll", {"F"});
   Bytes image = builder.build();
   const uint32_t headerBytes = builder.sectionRawPointer(0);
@@ -105,7 +105,7 @@ TEST_P(PeImportsOfBothKinds, AreNoneWhenTheOnlyTableLiesInTheHeaders) {
   image[headerBytes - 0x10 + 2] = 'H';
   put32(image, headerBytes, headerBytes - 0x20);
   put32(image, headerBytes + 16, 0);
-  EXPECT_EQ(importsOf(image), Names{});
+  EXPECT_EQ(importsOf(image), Names{"H"});
 }
 
 TEST_P(PeImportsOfBothKinds, OfAFlatImageAreFoundAtFileOffsetsWhateverTheSectionHeadersSay) {
@@ -130,6 +130,36 @@ TEST_P(PeImportsOfBothKinds, AreFoundFlatOnlyBelowASectionAlignmentOfOnePage) {
   EXPECT_EQ(importsOf(image), Names{"F"});
   put32(image, kPeOptionalHeaderAt + 32, 0x1000);
   EXPECT_EQ(importsOf(image), Names{});
+}
+
+TEST_P(PeImportsOfBothKinds, AreFoundBySectionsInAnImageThatGivesNoAlignment) {
+  PeBuilder builder = PeBuilder(GetParam()).import("a.dll", {"F"}).overlay(Bytes(0x2000));
+  Bytes image = builder.build();
+  put32(image, kPeOptionalHeaderAt + 32, 0);
+  put32(image, kPeOptionalHeaderAt + 36, 0);
+  // Taken as an offset in the file, the directory's address would find another table.
+  const uint32_t other = builder.sectionAddress(0);
+  put32(image, other + 16, other + 40);
+  put32(image, other + 40, other + 60);
+  image[other + 62] = 'X';
+  EXPECT_EQ(importsOf(image), Names{"F"});
+}
+
+TEST_P(PeImportsOfBothKinds, AreFoundBySectionsThatLieElsewhereInAFlatImage) {
+  // Its sections are where the headers say, but no loader would look for them there.
+  PeBuilder builder = PeBuilder(GetParam()).import("a.dll", {"F"});
+  Bytes image = builder.build();
+  put32(image, kPeOptionalHeaderAt + 32, 0x200);
+  EXPECT_EQ(importsOf(image), Names{"F"});
+}
+
+TEST_P(PeImportsOfBothKinds, AreFoundBehindAFilePointerAsItStandsWhereTheRoundedOneFindsNone) {
+  PeBuilder builder = PeBuilder(GetParam()).import("a.dll", {"F"});
+  Bytes image = builder.build();
+  const uint32_t raw = builder.sectionRawPointer(0);
+  image.insert(image.begin() + raw, 0x88, uint8_t{0});
+  put32(image, builder.sectionHeaderAt(0) + 20, raw + 0x88);
+  EXPECT_EQ(importsOf(image), Names{"F"});
 }
 
 TEST(PeImports, OfAFlatImageMayReachAcrossSections) {
