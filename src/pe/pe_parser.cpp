@@ -146,9 +146,9 @@ uint64_t endOfRawData(const std::vector<PeSection>& sections) {
   return end;
 }
 
-/// The names that the loader would find. Where it finds none, perhaps because it would refuse the image, those
-/// that the headers name when they are taken as they stand: a file need not run to show what it was made for.
-/// The loader uses only the directory's address, so imports may exist although its size is 0.
+/// The names that the loader would find. Where it finds none, perhaps because it would refuse the image,
+/// those that the headers name when they are taken as they stand: a file need not run to show what it was
+/// made for. The loader uses only the directory's address, so imports may exist although its size is 0.
 std::vector<std::string> readImports(ByteView bytes, const Headers& headers, uint32_t directory,
                                      const std::vector<PeSectionPlace>& sections) {
   ImportTable table = {.directory = directory,

@@ -13,8 +13,8 @@ constexpr uint32_t kSectorBytes = 512;
 constexpr uint32_t kPageBytes = 0x1000;
 
 // Sections aligned to less than a page cannot be placed one by one: the loader maps the file as it is, and an
-// RVA is an offset in it, whatever the section headers say. An image that leaves the alignment out is one that
-// no loader takes: its section headers are all there is.
+// RVA is an offset in it, whatever the section headers say. An image that leaves the alignment out is one
+// that no loader takes: its section headers are all there is.
 bool mappedAsItIs(PeAlignment alignment) {
   return alignment.inMemory != 0 && alignment.inMemory < kPageBytes;
 }
