@@ -16,6 +16,9 @@ bool isDevicePath(std::wstring_view path) {
          (path.size() == 3 || isPathSeparator(path[3]));
 }
 
+/// The spelling of drivers, which the system passes on as it is.
+bool isNtPath(std::wstring_view path) { return path.starts_with(L"\\??\\"); }
+
 bool hasDrive(std::wstring_view path) {
   return path.size() > 1 && path[1] == L':' && !isPathSeparator(path[0]);
 }
@@ -60,7 +63,7 @@ void appendResolved(std::wstring& result, std::wstring_view path) {
 }  // namespace
 
 std::optional<RelativePath> splitRelative(std::wstring_view path) {
-  if (path.empty() || beginsWithTwoSeparators(path)) return std::nullopt;
+  if (path.empty() || beginsWithTwoSeparators(path) || isNtPath(path)) return std::nullopt;
   if (isPathSeparator(path[0])) return RelativePath{L"\\", path.substr(1)};
   if (!hasDrive(path)) return RelativePath{L".", path};
   if (path.size() == 2 || isPathSeparator(path[2])) return std::nullopt;
@@ -68,7 +71,7 @@ std::optional<RelativePath> splitRelative(std::wstring_view path) {
 }
 
 std::wstring extendedPath(std::wstring_view path) {
-  if (path.empty() || isDevicePath(path)) return std::wstring(path);
+  if (path.empty() || isDevicePath(path) || isNtPath(path)) return std::wstring(path);
 
   const bool drive = hasDrive(path);
   std::wstring result = L"\\\\?\\";

@@ -25,8 +25,8 @@ struct RelativePath {
 std::optional<RelativePath> splitRelative(std::wstring_view path);
 
 /// The `\\?\` form of a path that begins at a root, which ".." never leaves. No trailing dot or blank is
-/// stripped. A separator at the end stays. A device path (`\\?\`, `\\.\`) is returned as it is, and so is the
-/// empty path.
+/// stripped. A separator at the end stays. A device path (`\\?\`, `\\.\`) is returned as it is, and so are
+/// a path of the system's own namespace (`\??\`) and the empty path.
 std::wstring extendedPath(std::wstring_view path);
 
 /// The `\\?\` form of any path. Only for a relative one the system is asked, and only where its folder is.

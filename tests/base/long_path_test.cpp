@@ -84,6 +84,15 @@ TEST(ExtendedPath, DevicePathsAndTheEmptyPathStayAsTheyAre) {
   expectResolved({{L"\\\\.server\\share", L"\\\\?\\UNC\\.server\\share"}});
 }
 
+TEST(ExtendedPath, PathsInTheSpellingOfDriversStayAsTheyAre) {
+  for (const wchar_t* path : {L"\\??\\C:\\a\\b.exe", L"\\??\\UNC\\s\\h\\a", L"\\??\\"}) {
+    EXPECT_EQ(extendedPath(path), path);
+    EXPECT_EQ(splitRelative(path), std::nullopt);
+  }
+  using Split = std::optional<RelativePath>;
+  EXPECT_EQ(splitRelative(L"\\??x"), (Split{{L"\\", L"??x"}}));
+}
+
 TEST(SplitRelative, TellsWhichFolderAPathIsRelativeTo) {
   using Split = std::optional<RelativePath>;
   EXPECT_EQ(splitRelative(L"name"), (Split{{L".", L"name"}}));
