@@ -60,7 +60,7 @@ bool ScanWorker::init(std::string* error) {
 
   std::string loadError;
   std::shared_ptr<const SignatureDatabase> database =
-      loadSignatureDatabase(settings, &loadError, stop_.get_token());
+      loadSignatureDatabase(settings, &loadError, stop_.get_token()).database;
   if (database) {
     const SignatureDbInfo info = database->info();
     logInfo("signatures loaded: " + std::to_string(info.entryCount) + " entries, version " + info.version);

@@ -1,5 +1,7 @@
 #include "engine/signature_loader.h"
 
+#include <utility>
+
 #include "base/error.h"
 #include "base/files.h"
 #include "base/linked_stop.h"
@@ -15,9 +17,8 @@ constexpr uint64_t kMaxLiveBytes = 512 * kMiB;  // the writer stops at four mill
 
 }  // namespace
 
-std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFields& settings,
-                                                               std::string* error,
-                                                               const StopToken& engineStop) {
+LoadedSignatures loadSignatureDatabase(const SettingsFields& settings, std::string* error,
+                                       const StopToken& engineStop) {
   // The engine's stop comes only after the pipe thread has ended, and that thread may be the one that loads.
   LinkedStop loading(engineStop);
   const StopCallback atProcessStop(StopSignal::process().token(), [&loading] { loading.request(); });
@@ -25,13 +26,17 @@ std::shared_ptr<const SignatureDatabase> loadSignatureDatabase(const SettingsFie
 
   auto database = std::make_shared<SignatureDatabase>();
   std::string seedError;
-  (void)database->loadFile(settings.signatureDb, &seedError, stop);
+  bool whole = database->loadFile(settings.signatureDb, &seedError, stop);
   if (const std::wstring live = liveSignaturesPath(); pathExists(live)) {
-    (void)database->loadFile(live, /*error=*/nullptr, stop, kMaxLiveBytes);
+    whole = database->loadFile(live, /*error=*/nullptr, stop, kMaxLiveBytes) && whole;
   }
-  if (database->info().entryCount > 0) return database;
-  fail(error, seedError.empty() ? "database is empty" : seedError);
-  return nullptr;
+  LoadedSignatures loaded;
+  loaded.cutByStop = !whole && stop.stop_requested();
+  if (database->info().entryCount > 0)
+    loaded.database = std::move(database);
+  else
+    fail(error, seedError.empty() ? "database is empty" : seedError);
+  return loaded;
 }
 
 }  // namespace korvel::svc

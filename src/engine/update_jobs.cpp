@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/clock.h"
+#include "base/error.h"
 #include "base/utf.h"
 #include "config/data_paths.h"
 #include "engine/settings_in_force.h"
@@ -47,10 +48,11 @@ bool UpdateJobs::updateSignatures(std::string* error) {
 }
 
 bool UpdateJobs::reloadSignatures(std::string* error) {
-  std::shared_ptr<const SignatureDatabase> database = loadSignatureDatabase(settings_.get(), error, stop_);
-  if (!database) return false;
-  const uint64_t entries = database->info().entryCount;
-  signatures_.replace(std::move(database));
+  LoadedSignatures loaded = loadSignatureDatabase(settings_.get(), error, stop_);
+  if (!loaded.database) return false;
+  if (loaded.cutByStop) return fail(error, "service is stopping");  // what is in force has more
+  const uint64_t entries = loaded.database->info().entryCount;
+  signatures_.replace(std::move(loaded.database));
   Log::instance().write(kLogInfo, "signatures reloaded: " + std::to_string(entries) + " entries");
   return true;
 }

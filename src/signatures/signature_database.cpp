@@ -18,14 +18,15 @@ namespace {
 constexpr DWORD kReadPieceBytes = 512 * kKiB;
 
 /// Reads and parses the rest of an open file, which may grow meanwhile. False when a read fails, after a stop
-/// and beyond `maxBytes`; throws what the parser throws.
+/// and beyond `maxBytes`; throws what the parser throws. A file of less than a piece is read whole even then:
+/// a service that is stopped while it starts says nothing wrong about its signatures.
 bool readSignatures(HANDLE file, const StopToken& stop, uint64_t maxBytes, SignatureFile& result) {
   LARGE_INTEGER size{};
   (void)::GetFileSizeEx(file, &size);  // only a hint
   SignatureFileParser parser(static_cast<uint64_t>(size.QuadPart));
   const auto piece = std::make_unique_for_overwrite<char[]>(kReadPieceBytes);
   uint64_t total = 0;
-  while (!stop.stop_requested()) {
+  while (total < kReadPieceBytes || !stop.stop_requested()) {
     DWORD got = 0;
     {
       const InterruptibleIo interruptible(stop);

@@ -427,6 +427,23 @@ TEST_F(ScanWorkerTest, APipeAsSignatureDatabaseHoldsUpNothing) {
   EXPECT_EQ(error, "cannot open: " + toUtf8(settings_.signatureDb));
 }
 
+TEST_F(ScanWorkerTest, AReloadThatTheStopCutsReplacesNothing) {
+  ScanWorker& worker = startWorker();
+  const uint64_t before = worker.getStatus().signatureCount;
+  // The file above the limit of the live file is not opened; one below it takes long enough to be cut.
+  test::sparseFile(liveSignaturesPath(), 500LL << 20);
+  bool reloaded = true;
+  std::string error;
+  std::thread reload([&] { reloaded = worker.reloadSignatures(&error); });
+  ::Sleep(20);  // so that the first piece is read
+  worker.stop();
+  reload.join();
+  EXPECT_FALSE(reloaded);
+  EXPECT_EQ(error, "service is stopping");
+  EXPECT_EQ(worker.getStatus().signatureCount, before);
+  EXPECT_FALSE(logged("signatures reloaded"));
+}
+
 // Without the stop, the reload would take hours.
 TEST_F(ScanWorkerTest, AStopEndsTheReloadOfAHugeSignatureFile) {
   ScanWorker& worker = startWorker();

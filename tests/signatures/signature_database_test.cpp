@@ -134,6 +134,16 @@ TEST_F(SignatureDatabaseTest, AStopEndsTheLoadOfAHugeFile) {
   EXPECT_EQ(database_.info().source, "");
 }
 
+TEST_F(SignatureDatabaseTest, ASmallFileIsLoadedWholeEvenWhileTheServiceStops) {
+  const std::wstring small = folder_.write(L"small.txt", kSha256 + "\n");
+  StopSource stop;
+  stop.request_stop();
+  EXPECT_TRUE(database_.loadFile(small, &error_, stop.get_token())) << error_;
+  EXPECT_EQ(database_.info().entryCount, 1u);
+  const std::wstring large = folder_.write(L"large.txt", std::string(600 << 10, '\n') + kSha256 + "\n");
+  EXPECT_FALSE(database_.loadFile(large, &error_, stop.get_token()));
+}
+
 TEST_F(SignatureDatabaseTest, AFileWithoutEntriesLoadsAndAddsNothing) {
   ASSERT_TRUE(load(L"one.txt", "VERSION v1\nGENERATED 5\n" + kSha256 + "\n"));
   EXPECT_TRUE(load(L"empty.txt", ""));
