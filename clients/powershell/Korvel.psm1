@@ -113,7 +113,7 @@ function Restore-KorvelQuarantineItem {
     process {
         $more = if ($Force) { @('--force') } else { @() }
         if ($PSCmdlet.ShouldProcess("$Id", 'Restore')) {
-            (Invoke-KorvelCtl (@('quarantine', 'restore', '--yes') + $more + $Id)).items
+            (Invoke-KorvelCtl (@('quarantine', 'restore') + $more + $Id)).items
         }
     }
 }
@@ -140,13 +140,20 @@ function Get-KorvelConfig { (Invoke-KorvelCtl 'config', 'list').settings }
 
 <#
 .SYNOPSIS
-Changes one setting and keeps the others; UpdateServer is written again where it has a value.
+Changes one setting and keeps the others.
+.DESCRIPTION
+A change makes the service forget its update server. Where one is set, the command refuses, unless -KeepServer writes it
+again (which takes an administrator) or -AcceptServerReset lets it go.
 #>
 function Set-KorvelConfig {
     [CmdletBinding(SupportsShouldProcess)]
-    param([Parameter(Mandatory)][string]$Name, [Parameter(Mandatory)][string]$Value)
+    param([Parameter(Mandatory)][string]$Name, [Parameter(Mandatory)][AllowEmptyString()][string]$Value,
+        [switch]$KeepServer, [switch]$AcceptServerReset)
+    $more = @()
+    if ($KeepServer) { $more += '--keep-server' }
+    if ($AcceptServerReset) { $more += '--accept-server-reset' }
     if ($PSCmdlet.ShouldProcess($Name, "Set to $Value")) {
-        (Invoke-KorvelCtl 'config', 'set', "$Name=$Value").changes
+        (Invoke-KorvelCtl (@('config', 'set', "$Name=$Value") + $more)).changes
     }
 }
 

@@ -151,6 +151,8 @@ TEST_F(ThreatsCommand, RestoreLooksBeforeItReplaces) {
   EXPECT_EQ(refused.exitCode, 64u);
   EXPECT_TRUE(has(parsed(refused)["errors"][0]["message"].get<std::string>(), "--force"));
   EXPECT_EQ(readFile(file), "newer");
+  EXPECT_EQ(ctl(L"quarantine restore --yes " + onlyId()).exitCode, 64u) << "yes to what?";
+  EXPECT_EQ(readFile(file), "newer");
   EXPECT_EQ(ctl(L"quarantine restore --dry-run --force " + onlyId()).exitCode, 0u);
   EXPECT_EQ(readFile(file), "newer");
   EXPECT_EQ(ctl(L"quarantine restore --force " + onlyId()).exitCode, 0u);

@@ -12,6 +12,8 @@
 #include "korvelctl/machine/file_places.h"
 #include "korvelctl/machine/quarantine_files.h"
 #include "korvelctl/model/decision.h"
+#include "korvelctl/render/json_path.h"
+#include "korvelctl/render/json_text.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/quarantine.h"
 #include "korvelctl/render/texts.h"
@@ -93,8 +95,10 @@ Json itemOf(Context& context, const QuarantineRecord& record, const char* action
     result = failure.what();
     context.report(std::to_string(record.id), failure);
   }
-  Json item{
-      {"id", record.id}, {"original", toUtf8(record.originalPath)}, {"action", action}, {"result", result}};
+  Json item{{"id", jsonNumber(record.id)}};
+  putPath(item, "original", record.originalPath);
+  item["action"] = action;
+  item["result"] = result;
   context.line("action", item);
   return item;
 }
@@ -109,8 +113,9 @@ void restoreOne(const QuarantineOptions& options, Context& context, const Quaran
         "\n");
     return;
   }
-  if (inTheWay && !options.force && !context.global().yes) {
-    if (!context.canConfirm())
+  if (inTheWay && !options.force) {
+    // What would be overwritten is somebody's file: a general --yes is not enough.
+    if (context.global().yes || !context.canConfirm())
       throw Failure(ErrorKind::kUsage, context.say(words::kRestoreInTheWay, {origin}));
     context.service().letGo();
     context.confirm(context.say(words::kRestoreQuestion, {origin}));
