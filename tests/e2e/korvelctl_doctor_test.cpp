@@ -200,7 +200,8 @@ TEST_F(ControlFirewallFile, RulesTravelToAnotherComputer) {
   EXPECT_EQ(ctl(L"firewall allow C:\\b.exe --in").exitCode, 0u);
   const std::wstring file = folder().at(L"rules.json");
   EXPECT_EQ(document(L"firewall export -o \"" + file + L"\"", 0)["rules"], 2);
-  EXPECT_EQ(document(L"firewall export -o \"" + file + L"\"", 2)["error"]["kind"], "guard") << "it exists";
+  EXPECT_EQ(document(L"firewall export -o \"" + file + L"\"", 64)["error"]["kind"], "usage") << "it exists";
+  EXPECT_EQ(ctl(L"firewall export -o \"" + file + L"\" --yes").exitCode, 0u);
   EXPECT_EQ(ctl(L"firewall export -o \"" + file + L"\" --force").exitCode, 0u);
   const std::string written = readFile(file);
   EXPECT_EQ(json::parse(written)["rules"][0]["direction"], "both");

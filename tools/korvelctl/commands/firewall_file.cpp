@@ -28,11 +28,7 @@ struct ImportOptions {
   bool replace = false;
 };
 
-void writeNewFile(const Context& context, const std::wstring& path, const std::string& text, bool force) {
-  if (!force && pathStatus(path) != PathStatus::kMissing) {
-    throw Failure(ErrorKind::kGuard, context.say(words::kExportExists, {printable(path)}),
-                  context.say(words::kExportExistsAdvice));
-  }
+void writeFile(const Context& context, const std::wstring& path, const std::string& text) {
   FileReplacement file(path, path + L".tmp");
   if (!file.open() || !file.write(text) || !file.finish() || !file.commit(/*clearAttributes=*/false)) {
     throw Failure(ErrorKind::kIo, context.say(words::kExportFailed, {printable(path)}), {}, ::GetLastError());
@@ -50,8 +46,12 @@ int exportRules(const RulesExportOptions& options, Context& context) {
   }
   const std::wstring path = wholePath(options.output, context.language());
   const bool dryRun = context.global().dryRun;
-  if (!dryRun) writeNewFile(context, path, formatFirewallFile(file), options.force);
+  if (!options.force && pathStatus(path) != PathStatus::kMissing) {
+    context.service().letGo();
+    context.confirm(context.say(words::kExportReplace, {printable(path)}));
+  }
   if (!dryRun) {
+    writeFile(context, path, formatFirewallFile(file));
     context.print(context.say(words::kExported, {std::to_string(file.rules.size()), printable(path)}) + "\n");
   }
   if (leftOut > 0) context.note(context.say(words::kExportLeftOut, {std::to_string(leftOut)}) + "\n");

@@ -25,8 +25,7 @@ constexpr Text kImportNote{
     "--replace. Профили брандмауэра не переключаются: для этого есть «firewall profile»."};
 constexpr Text kExported{"rules written: {0}, into {1}", "записано правил: {0}, в файл {1}"};
 constexpr Text kExportLeftOut{"switched-off rules left out: {0}", "пропущено выключенных правил: {0}"};
-constexpr Text kExportExists{"{0} exists already", "{0} уже существует"};
-constexpr Text kExportExistsAdvice{"replace it with --force", "заменить его: --force"};
+constexpr Text kExportReplace{"{0} exists. Replace it?", "{0} уже есть. Заменить?"};
 constexpr Text kExportFailed{"{0} could not be written", "{0} записать не удалось"};
 constexpr Text kImportUnreadable{"{0} could not be read", "{0} прочитать не удалось"};
 constexpr Text kImportBad{"{0} is no file of 'firewall export': {1}", "{0} — не файл «firewall export»: {1}"};
