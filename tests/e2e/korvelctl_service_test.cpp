@@ -134,7 +134,9 @@ TEST_F(ControlService, ADryRunChangesNothing) {
   EXPECT_FALSE(ctl::eventSourceRegistered());
   document(L"install", 0);
   EXPECT_EQ(document(L"uninstall --dry-run", 0)["done"], false);
-  EXPECT_EQ(document(L"start --dry-run", 0)["done"], false);
+  const auto trial = document(L"start --dry-run", 0);
+  EXPECT_EQ(trial["done"], false);
+  EXPECT_EQ(trial["result"], "dry_run");
   EXPECT_EQ(state(), "stopped");
 }
 

@@ -85,6 +85,12 @@ TEST_F(WatchCommand, PrintsEventsAsTheyComeAndKeepsThemToTheEnd) {
   EXPECT_TRUE(all.back()["events"][0]["seen_utc"].is_string());
 }
 
+TEST_F(WatchCommand, CsvBeginsWithAHeading) {
+  startService();
+  const std::string output = ctl(L"--format csv watch --for 1").output;
+  EXPECT_TRUE(output.starts_with("seen_utc,severity,name,path")) << output;
+}
+
 TEST_F(WatchCommand, AppliesTheSettingOnlyWhenItIsOn) {
   writeSettings("QuarantineOnDetect=1\n");
   startService();

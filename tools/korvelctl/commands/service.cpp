@@ -183,18 +183,19 @@ int state(Context& context) {
 
 int start(const WaitOptions& options, Context& context) {
   ServiceFacts facts = askInstalled(context);
-  bool started = false;
+  const char* result = "dry_run";
   if (context.global().dryRun) {
     context.print(std::string(context.say(words::kWouldStartService)) + "\n");
   } else {
-    started = bringUp(context, options.startSeconds, facts);
+    const bool started = bringUp(context, options.startSeconds, facts);
+    result = started ? "started" : "was_running";
     context.print(
         context.say(started ? words::kStarted : words::kAlreadyRuns, {std::to_string(facts.processId)}) +
         "\n");
   }
   context.document("service", {{"action", "start"},
                                {"done", !context.global().dryRun},
-                               {"result", started ? "started" : "was_running"},
+                               {"result", result},
                                {"process_id", facts.processId}});
   return kExitDone;
 }

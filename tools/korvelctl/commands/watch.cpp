@@ -53,6 +53,7 @@ class Watcher {
     if (options_.eventLog) openEventLog();
     context_.line("start", {{"service", version_}});
     context_.note(std::string(context_.say(words::kWatching)) + "\n");
+    if (context_.look().mode == OutputMode::kCsv) context_.print("seen_utc,severity,name,path\r\n");
     const ULONGLONG start = ::GetTickCount64();
     const auto over = [&] {
       return options_.forSeconds != 0 && ::GetTickCount64() - start >= options_.forSeconds * 1000;
@@ -162,12 +163,17 @@ class Watcher {
     const size_t errors = context_.errors().size();
     decide(context_, ThreatAction::kQuarantine, options_.force, places, toUtf8(seen.event.path), threat);
     if (context_.errors().size() == errors) {
-      context_.print("  " + context_.say(words::kDidQuarantine, {printable(seen.event.path)}) + "\n");
+      if (context_.look().mode != OutputMode::kCsv) tellQuarantined(seen.event.path);
       if (!context_.global().dryRun) log(threatQuarantined(forEventLog(seen)));
     } else {
       log(actionFailed(forEventLog(seen), threat.result));
     }
     actions_.push_back(threatJson(threat));
+  }
+
+  void tellQuarantined(const std::wstring& path) {
+    const Text& told = context_.global().dryRun ? words::kWouldQuarantine : words::kDidQuarantine;
+    context_.print("  " + context_.say(told, {printable(path)}) + "\n");
   }
 
   int end() {

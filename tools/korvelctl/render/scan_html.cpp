@@ -186,6 +186,7 @@ class Page {
         (threat.action == "delete" ? words::kActionDelete : words::kActionQuarantine).in(language_);
     if (threat.result.empty()) return action;
     if (threat.result == "ok") return filled(words::kDecisionOk, language_, {action});
+    if (threat.result == "dry_run") return filled(words::kDecisionDryRun, language_, {action});
     return filled(words::kActionFailed, language_, {action, threat.result});
   }
 

@@ -103,6 +103,8 @@ constexpr Text kSize{"Size", "Размер"};
 constexpr Text kDecision{"Decision", "Решение"};
 constexpr Text kDecisionReport{"left in place", "оставить"};
 constexpr Text kDecisionOk{"{0}: done", "{0}: выполнено"};
+constexpr Text kDecisionDryRun{"{0}: not done, this was a trial run",
+                               "{0}: не выполнено, это был пробный запуск"};
 constexpr Text kFooterMade{"Made by {0}; service {1}.", "Составлено: {0}; служба {1}."};
 constexpr Text kFooterService{"unknown", "неизвестна"};
 constexpr Text kFooterCommand{"Command:", "Команда:"};
