@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "korvelctl/render/check.h"
+
 namespace korvel::ctl {
 namespace {
 
@@ -58,6 +60,15 @@ TEST(CheckResult, OnlyAWhollyReadFileIsExamined) {
     EXPECT_FALSE(judged(0, reading).examined());
     EXPECT_NE(std::string(fileReadingName(reading)), "");
   }
+}
+
+TEST(CheckCsv, AMissingFileIsNotReachedByAScan) {
+  CheckDocument document;
+  document.files = {judged(0, FileReading::kMissing)};
+  Look look;
+  look.mode = OutputMode::kCsv;
+  const std::string text = renderCheck(document, look);
+  EXPECT_NE(text.find("missing,false,missing,"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -197,6 +197,7 @@ TEST_F(ContextTest, ErrorsOfItemsAreInTheDocumentAndInTheExitCode) {
   EXPECT_EQ(printed()["schema"], "korvel.action/1");
   EXPECT_EQ(printed()["errors"][0]["item"], "17");
   EXPECT_EQ(printed()["errors"][0]["kind"], "refused");
+  EXPECT_TRUE(printed()["errors"][0]["win32"].is_null());
   EXPECT_EQ(json.exitCode(kExitDone), kExitRefused);
   EXPECT_EQ(json.exitCode(kExitFound), kExitFound);
   EXPECT_EQ(err_.text(), "");

@@ -7,6 +7,7 @@
 #include "korvelctl/cli/words/report_words.h"
 #include "korvelctl/render/json_path.h"
 #include "korvelctl/render/listing.h"
+#include "korvelctl/render/progress.h"
 #include "korvelctl/render/rule_text.h"
 #include "korvelctl/render/scan_report.h"
 #include "sample_documents.h"
@@ -148,6 +149,18 @@ TEST(ScanText, EndsWithASummaryThatIsSetOff) {
                   .ends_with("\n\n" + scanSummaryText(test::ordinaryScan(), Look{})));
 }
 
+TEST(ScanReports, OfATrialRunSayThatNothingWasDoneAndNothingFailed) {
+  ScanDocument document = test::ordinaryScan();
+  for (ReportedThreat& threat : document.threats) {
+    threat.action = "delete";
+    threat.result = "dry_run";
+  }
+  EXPECT_FALSE(holds(scanText(document, Look{}, /*all=*/true), "failed"));
+  const std::string page = scanHtml(document, Look{});
+  EXPECT_FALSE(holds(page, "failed: dry_run")) << page;
+  EXPECT_TRUE(holds(page, ": not done, this was a trial run"));
+}
+
 TEST(ScanText, SaysThatAScanWasCutShort) {
   for (const Language language : {Language::kEnglish, Language::kRussian}) {
     Look look;
@@ -172,6 +185,14 @@ TEST(ReportFile, JsonIsAWholeDocumentWithItsErrors) {
   const auto json = nlohmann::json::parse(reportFile(test::hostileScan(), ReportForm::kJson, Look{}));
   EXPECT_EQ(json["schema"], "korvel.scan/1");
   EXPECT_EQ(json["errors"][0]["win32"], 5);
+}
+
+TEST(Progress, TellsWhereItsPathIsNotExact) {
+  ScanProgressInfo progress;
+  progress.currentPath = L"C:\\a.exe";
+  EXPECT_FALSE(progressJson(progress, true).contains("path_lossy"));
+  progress.currentPath = {L'C', L':', L'\\', wchar_t{0xD800}};
+  EXPECT_EQ(progressJson(progress, true)["path_lossy"], true);
 }
 
 TEST(Html, EscapesMarkUpAndControlCharacters) {

@@ -9,12 +9,6 @@
 namespace korvel::ctl {
 namespace {
 
-Json errorJson(const ItemError& error) {
-  Json json{{"item", error.item}, {"kind", error.kind}, {"message", error.message}};
-  if (error.win32) json["win32"] = *error.win32;
-  return json;
-}
-
 bool saysYes(std::string_view answer) {
   for (const std::string_view yes : {"y", "Y", "yes", "Yes", "YES", "д", "Д", "да", "Да", "ДА"}) {
     if (answer == yes) return true;

@@ -126,10 +126,17 @@ class Follower {
   /// Threats as they come, where somebody sees them come.
   void tellNewThreats() {
     const bool lines = context_.global().mode == OutputMode::kNdjson;
-    if (!lines && !line_.drawsBar()) return;
+    if (resultsTooLarge_ || (!lines && !line_.drawsBar())) return;
     if (followedMs() - askedThreatsMs_ < kNewThreatsMs) return;
     askedThreatsMs_ = followedMs();
-    tell(askResults(context_.service()));
+    try {
+      tell(askResults(context_.service()));
+    } catch (const Failure& failure) {
+      // Either the list is beyond a reply, which is told at the end, or the next question fails as well.
+      if (failure.kind() != ErrorKind::kLost) throw;
+      context_.service().letGo();
+      resultsTooLarge_ = true;
+    }
   }
 
   void tell(const std::vector<ThreatRecord>& threats) {
@@ -237,6 +244,7 @@ class Follower {
   uint64_t toldProgressMs_ = 0;
   uint64_t askedThreatsMs_ = 0;
   size_t told_ = 0;
+  bool resultsTooLarge_ = false;
 };
 
 }  // namespace

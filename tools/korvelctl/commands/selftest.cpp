@@ -1,4 +1,5 @@
 // selftest: the EICAR test file through scan, quarantine and back.
+#include "base/clock.h"
 #include "base/files.h"
 #include "base/long_path.h"
 #include "base/paths.h"
@@ -13,6 +14,7 @@
 #include "korvelctl/model/diagnosis.h"
 #include "korvelctl/render/diagnosis.h"
 #include "korvelctl/render/printable.h"
+#include "korvelctl/render/scan_report.h"
 #include "korvelctl/render/texts.h"
 
 namespace korvel::ctl {
@@ -213,11 +215,10 @@ class Selftest {
   /// The service delivers each event once, so those that come meanwhile are passed on.
   void keepEvents(const ScanReport& report) {
     for (const ThreatEvent& event : report.events) {
-      events_.push_back({{"path", toUtf8(event.path)},
-                         {"name", event.name},
-                         {"code", event.code},
-                         {"severity", severityName(event.severity)},
-                         {"size", event.size}});
+      ReportedEvent seen;
+      seen.event = event;
+      seen.seenUtc = unixSecondsNow();
+      events_.push_back(eventJson(seen));
     }
   }
 

@@ -51,13 +51,18 @@ Json databaseJson(const CheckedFile& file) {
   return json;
 }
 
+bool isMissing(const CheckedFile& file) { return file.trace.reading == FileReading::kMissing; }
+bool inScope(const CheckedFile& file) { return file.scope == WalkScope::kReached && !isMissing(file); }
+std::string scopeReason(const CheckedFile& file) {
+  return isMissing(file) ? "missing" : std::string(walkScopeName(file.scope));
+}
+
 Json fileJson(const CheckedFile& file) {
   const FileVerdict& verdict = file.verdict;
   Json json = Json::object();
   putPath(json, "path", verdict.path);
-  const bool missing = file.trace.reading == FileReading::kMissing;
-  json["in_scope"] = file.scope == WalkScope::kReached && !missing;
-  json["scope_reason"] = missing ? "missing" : walkScopeName(file.scope);
+  json["in_scope"] = inScope(file);
+  json["scope_reason"] = scopeReason(file);
   if (file.scope == WalkScope::kExcludedFolder) putPath(json, "scope_folder", excludedFolderOf(verdict.path));
   json.update(Json{{"size", jsonNumber(verdict.size)},
                    {"md5", verdict.md5},
@@ -215,8 +220,8 @@ std::string checkCsv(const CheckDocument& document) {
                     std::string(severityName(file.verdict.severity)),
                     yesNo(file.examined()),
                     std::string(fileReadingName(file.trace.reading)),
-                    yesNo(file.scope == WalkScope::kReached),
-                    std::string(walkScopeName(file.scope)),
+                    yesNo(inScope(file)),
+                    scopeReason(file),
                     std::to_string(file.verdict.size),
                     file.verdict.sha256,
                     file.verdict.threatName,

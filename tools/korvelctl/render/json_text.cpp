@@ -24,6 +24,12 @@ Json jsonNumber(uint64_t number) {
   return number;
 }
 
+Json errorJson(const ItemError& error) {
+  Json json{{"item", error.item}, {"kind", error.kind}, {"message", error.message}};
+  json["win32"] = error.win32 ? Json(*error.win32) : Json();
+  return json;
+}
+
 Json jsonTime(uint64_t utc) {
   if (utc == 0) return nullptr;
   return isoUtc(utc);

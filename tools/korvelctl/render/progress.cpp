@@ -5,6 +5,7 @@
 
 #include "base/utf.h"
 #include "korvelctl/cli/words/scan_words.h"
+#include "korvelctl/render/json_path.h"
 #include "korvelctl/render/json_text.h"
 #include "korvelctl/render/printable.h"
 #include "korvelctl/render/texts.h"
@@ -89,14 +90,15 @@ std::string progressText(const ScanProgressInfo& progress, const ScanPace& pace,
 }
 
 nlohmann::ordered_json progressJson(const ScanProgressInfo& progress, bool scanning) {
-  return {{"scanning", scanning},
-          {"phase", toUtf8(progress.phase)},
-          {"percent", percentDone(progress)},
-          {"files_done", jsonNumber(progress.filesDone)},
-          {"files_total", jsonNumber(progress.filesTotal)},
-          {"bytes_done", jsonNumber(progress.bytesDone)},
-          {"bytes_total", jsonNumber(progress.bytesTotal)},
-          {"path", toUtf8(progress.currentPath)}};
+  nlohmann::ordered_json json{{"scanning", scanning},
+                              {"phase", toUtf8(progress.phase)},
+                              {"percent", percentDone(progress)},
+                              {"files_done", jsonNumber(progress.filesDone)},
+                              {"files_total", jsonNumber(progress.filesTotal)},
+                              {"bytes_done", jsonNumber(progress.bytesDone)},
+                              {"bytes_total", jsonNumber(progress.bytesTotal)}};
+  putPath(json, "path", progress.currentPath);
+  return json;
 }
 
 ProgressLine::ProgressLine(Output& output, ProgressStyle style, const GlobalOptions& global)

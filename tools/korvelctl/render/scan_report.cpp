@@ -25,12 +25,6 @@ Json findingJson(const Finding& finding) {
               {"detail", finding.detail}};
 }
 
-Json errorJson(const ItemError& error) {
-  Json json{{"item", error.item}, {"kind", error.kind}, {"message", error.message}};
-  json["win32"] = error.win32 ? Json(*error.win32) : Json();
-  return json;
-}
-
 std::string csvRow(const std::vector<std::string>& fields) {
   std::string row;
   for (const std::string& field : fields) {
@@ -44,7 +38,9 @@ std::string actionText(const ReportedThreat& threat, Language language) {
   return (threat.action == "delete" ? words::kActionDelete : words::kActionQuarantine).in(language);
 }
 
-bool failed(const ReportedThreat& threat) { return !threat.result.empty() && threat.result != "ok"; }
+bool failed(const ReportedThreat& threat) {
+  return !threat.result.empty() && threat.result != "ok" && threat.result != "dry_run";
+}
 
 std::string reasonText(const Finding& finding, Language language) {
   std::string text = printable(finding.code) + " (" + severityText(finding.severity, language) +
