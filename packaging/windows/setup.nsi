@@ -147,7 +147,9 @@ Var text          ; what it printed
       ${If} $0 <> 0
         !insertmacro MoveTo "${FROM}\${FILE}" "$INSTDIR\${FILE}"
         ${If} $0 = 0
+          Push $1
           !insertmacro MoveTo "${BACKUP}\${FILE}.running" "$INSTDIR\${FILE}"
+          Pop $1 ; why it failed, not how the way back went
           StrCpy $0 0
         ${EndIf}
       ${EndIf}
