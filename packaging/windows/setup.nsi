@@ -3,7 +3,7 @@
 ; scripts/package runs makensis with VERSION, VERSION_NUMBERS (1.2.0.0), FILES (folder of what is installed) and
 ; OUTPUT defined.
 ;
-;   KorvelSetup-1.2.0.exe /S [/SERVER=https://host] [/NOSTART] [/NOPATH] [/D=C:\Folder]
+;   KorvelSetup-1.2.0.exe /S [/SERVER=https://host] [/NOSTART] [/NOPATH] [/TASKS=log,watch] [/D=C:\Folder]
 ;   uninstall.exe /S [/PURGE]
 ;
 ; Exit codes: 0 done, 1 cancelled by the user, 2 refused, or failed and undone; the reason is then also in
@@ -70,6 +70,7 @@ VIAddVersionKey /LANG=1049 "LegalCopyright" ""
 !insertmacro MUI_LANGUAGE "English"
 !insertmacro MUI_LANGUAGE "Russian"
 !include "${RESOURCES}/setup_texts.nsh"
+!include "${RESOURCES}/setup_tasks.nsh"
 
 Var server        ; address for UpdateServer, or empty
 Var noStart       ; "1" after /NOSTART
@@ -193,6 +194,7 @@ Function undo
     ${Korvelctl} "$INSTDIR" `--lang en service install --path "$INSTDIR\KorvelService.exe"`
     ${Korvelctl} "$INSTDIR" "--lang en service start"
   ${Else}
+    !insertmacro RemoveTasks
     !insertmacro ServiceKnown
       ${Korvelctl} "$PLUGINSDIR" "--lang en service uninstall --yes"
     ${EndIf}
@@ -260,6 +262,12 @@ SectionEnd
 Section "$(textPath)" sectionPath
 SectionEnd
 
+; Choices as well: the tasks are made when the service is there.
+Section /o "$(textTaskLog)" sectionTaskLog
+SectionEnd
+Section /o "$(textTaskWatch)" sectionTaskWatch
+SectionEnd
+
 Section "-service"
   DetailPrint "$(textService)"
   StrCpy $R1 ""
@@ -283,6 +291,18 @@ Section "-service"
       StrCpy $failure "service start: $text"
       Call undo
     ${EndIf}
+  ${EndIf}
+  ${If} ${SectionIsSelected} ${sectionTaskLog}
+    !insertmacro MakeLogTask
+  ${EndIf}
+  ${If} ${SectionIsSelected} ${sectionTaskWatch}
+    !insertmacro MakeWatchTask
+  ${EndIf}
+  ${If} $failure != ""
+    Call undo
+  ${EndIf}
+  ${If} $noStart != 1
+    !insertmacro RestartWatchTask
   ${EndIf}
 
   RMDir /r "${BACKUP}"
@@ -351,6 +371,19 @@ Function .onInit
   ${IfNot} ${Errors}
     !insertmacro UnselectSection ${sectionPath}
   ${EndIf}
+  ${GetOptions} $R0 "/TASKS=" $R1
+  ${Select} $R1
+    ${Case} ""
+    ${Case} "log"
+      !insertmacro SelectSection ${sectionTaskLog}
+    ${Case} "watch"
+      !insertmacro SelectSection ${sectionTaskWatch}
+    ${Case2} "log,watch" "watch,log"
+      !insertmacro SelectSection ${sectionTaskLog}
+      !insertmacro SelectSection ${sectionTaskWatch}
+    ${Default}
+      !insertmacro Refuse "$(textTasks)"
+  ${EndSelect}
 
   ; The service stays in the folder where it is.
   ReadRegStr $R2 HKLM "${UNINSTALL_KEY}" "InstallLocation"
@@ -426,6 +459,7 @@ Section "Uninstall"
   ${If} $purge = 1
     StrCpy $R1 "--purge"
   ${EndIf}
+  !insertmacro RemoveTasks
   ; Takes the firewall rules and the hosts block out, stops and deletes the service.
   ${Korvelctl} "$INSTDIR" "--lang en service uninstall --yes --kill $R1"
   DetailPrint "$text"
@@ -455,4 +489,6 @@ SectionEnd
 
 !insertmacro MUI_FUNCTION_DESCRIPTION_BEGIN
   !insertmacro MUI_DESCRIPTION_TEXT ${sectionPath} "$(textPathHint)"
+  !insertmacro MUI_DESCRIPTION_TEXT ${sectionTaskLog} "$(textTaskLogHint)"
+  !insertmacro MUI_DESCRIPTION_TEXT ${sectionTaskWatch} "$(textTaskWatchHint)"
 !insertmacro MUI_FUNCTION_DESCRIPTION_END

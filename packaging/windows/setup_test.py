@@ -264,6 +264,26 @@ class SetupTest(unittest.TestCase):
         self.assertEqual(self.machine.uninstall(folder=folder), DONE, self.machine.reason())
         self.assert_gone(folder)
 
+    def tasks(self):
+        folder = self.drive / "windows/system32/tasks"
+        return {task.name: task.read_text(encoding="utf-8-sig") for task in folder.glob("KORVEL*")}
+
+    def test_scheduled_tasks_come_when_asked_for_and_go_with_the_product(self):
+        folder = "Some & Co/Korvel"
+        self.assert_refused(make_setup(CURRENT), "not logs", "/TASKS=logs")
+        self.assertFalse((self.drive / PROGRAM).exists())
+        self.install(OLD, "/NOSTART", "/TASKS=log", "/D=C:\\" + folder.replace("/", "\\"))
+        self.assertEqual(list(self.tasks()), ["KORVEL Antivirus log"])
+        self.install(CURRENT)
+        self.assertEqual(list(self.tasks()), ["KORVEL Antivirus log"], "an upgrade leaves them alone")
+        self.install(CURRENT, "/TASKS=log,watch")
+        self.assertEqual(sorted(self.tasks()), ["KORVEL Antivirus log", "KORVEL Antivirus watch"])
+        # Wine reads all of the definition, which the "&" of the folder must not break, and keeps only its settings.
+        for task, limit in (("log", "PT10M"), ("watch", "PT0S")):
+            self.assertIn(f"<ExecutionTimeLimit>{limit}<", self.tasks()["KORVEL Antivirus " + task])
+        self.assertEqual(self.machine.uninstall(folder=folder), DONE, self.machine.reason())
+        self.assertEqual(self.tasks(), {})
+
     # --- upgrading ---
 
     def test_an_upgrade_keeps_settings_quarantine_and_log(self):

@@ -23,6 +23,16 @@ ${Text} textFailed "The installation failed and was undone: $failure" \
 ${Text} textPath "korvelctl in the search path" "korvelctl в путях поиска"
 ${Text} textPathHint "Adds the program folder to PATH, so that korvelctl can be called by its name." \
   "Добавляет папку программы в PATH, чтобы вызывать korvelctl по имени."
+${Text} textTaskLog "Shorten the log every week" "Сокращать журнал раз в неделю"
+${Text} textTaskLogHint "A scheduled task keeps the log below 10 MB; five older parts stay beside it." \
+  "Задание планировщика не даёт журналу вырасти больше 10 МБ; рядом остаются пять прежних частей."
+${Text} textTaskWatch "Detections into the event log" "Обнаружения в журнал событий"
+${Text} textTaskWatchHint "A scheduled task writes what real-time protection finds into the event log of Windows. Other clients \
+then no longer get these events." \
+  "Задание планировщика пишет находки защиты реального времени в журнал событий Windows. Другие клиенты тогда этих \
+событий не получают."
+${Text} textTasks "/TASKS= takes log, watch, or both with a comma; not $R1. Nothing was changed." \
+  "/TASKS= принимает log, watch или оба через запятую; не $R1. Ничего не изменено."
 ${Text} textPurge "Delete settings, logs and quarantine as well?$\r$\n$\r$\nIn the quarantine:$\r$\n$text" \
   "Удалить также настройки, журнал и карантин?$\r$\n$\r$\nВ карантине:$\r$\n$text"
 ${Text} textNotRemoved "The service could not be removed: $text" "Службу удалить не удалось: $text"
