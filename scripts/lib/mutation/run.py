@@ -133,7 +133,7 @@ class Program:
 
     def measure(self, folder):
         reached, times = folder / (self.name + ".reached"), folder / (self.name + ".json")
-        if not self.run(600, "--gtest_output=json:%s" % times, KORVEL_MUTANTS_REACHED=str(reached)) != "passed":
+        if self.run(600, "--gtest_output=json:%s" % times, KORVEL_MUTANTS_REACHED=str(reached)) != "passed":
             raise SystemExit("%s fails without any mutant" % self.path)
         self.reached = {int(line) for line in reached.read_text().split()}
         for suite in json.loads(times.read_text())["testsuites"]:
