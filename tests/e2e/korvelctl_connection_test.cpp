@@ -188,6 +188,7 @@ TEST_F(Connection, ExitCodesWithAService) {
       {L"cancel", 0},
       {L"watch --for 1", 0},
       {L"reload", 0},
+      {L"update reload", 0},
   };
   for (const auto& situation : situations) {
     const Finished run = ctl(situation.arguments + L" --json");

@@ -152,6 +152,7 @@ TEST_F(SettingsCommand, ReloadSaysHowManySignaturesThereAre) {
   startService();
   EXPECT_EQ(ctl(L"reload").output, "signatures reloaded: 1, database e2e-1\n");
   EXPECT_EQ(json(L"reload")["signatures"]["count"], 1);
+  EXPECT_EQ(json(L"update reload")["what"], "reload");
 }
 
 TEST_F(SettingsCommand, StopAsksFirst) {

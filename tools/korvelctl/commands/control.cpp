@@ -3,6 +3,7 @@
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/control_words.h"
 #include "korvelctl/cli/words/status_words.h"
+#include "korvelctl/cli/words/update_words.h"
 #include "korvelctl/commands/commands.h"
 #include "korvelctl/render/json_text.h"
 #include "korvelctl/render/printable.h"
@@ -47,6 +48,9 @@ int stop(Context& context) {
 
 void addReloadCommand(Command& root) {
   root.add("reload", words::kReloadHelp, reload).example("korvelctl reload", words::kReloadExample);
+  root.group("update", words::kUpdateHelp)
+      .add("reload", words::kReloadHelp, reload)
+      .example("korvelctl update reload", words::kReloadExample);
 }
 
 void addStopCommand(Command& root) {
