@@ -33,6 +33,15 @@ class SoakReportTest(unittest.TestCase):
         with contextlib.redirect_stdout(io.StringIO()):
             return soak_report.main(log, system, self.folder)
 
+    def test_a_shorter_soak_takes_the_page_only_when_it_is_not_level(self):
+        self.judge(samples(lambda second: 20 * MIB))
+        page = (self.folder / "soak.md").read_text()
+        self.assertIn("took 60 minutes", page)
+        self.assertEqual(self.judge(samples(lambda second: 30 * MIB)[:40]), 0)
+        self.assertEqual((self.folder / "soak.md").read_text(), page)
+        self.assertEqual(self.judge(samples(lambda second: 20 * MIB + second * 100_000)[:40]), 1)
+        self.assertIn("**no**", (self.folder / "soak.md").read_text())
+
     def test_a_level_process_passes_and_is_drawn(self):
         self.assertEqual(self.judge(samples(lambda second: 20 * MIB + second % 7 * 1000)), 0)
         self.assertIn("<polyline", (self.folder / "soak.svg").read_text())
@@ -58,9 +67,9 @@ class SoakReportTest(unittest.TestCase):
 
 
 class EvidenceTableTest(unittest.TestCase):
-    def put(self, page, rows):
+    def put(self, page, rows, *columns):
         with mock.patch.object(sys, "stdin", io.StringIO(rows)):
-            evidence_table.main([str(page), "2", "phase", "build", "ms"])
+            evidence_table.main([str(page), "2", *(columns or ("phase", "build", "ms"))])
         return page.read_text().splitlines()
 
     def test_a_new_row_takes_the_place_of_the_one_with_its_name(self):
@@ -71,6 +80,15 @@ class EvidenceTableTest(unittest.TestCase):
             self.assertEqual(self.put(page, "b\tdebug\t99\nb\trelease\t1\n"),
                              ["# Title", "", "Text.", "", "| phase | build | ms |", "| --- | --- | --- |",
                               "| a | debug | 7 |", "| b | debug | 99 |", "| b | release | 1 |"])
+
+    def test_a_shorter_run_only_brings_what_was_worse_in_it(self):
+        columns = ("--most", "stops", "slowest", "phase", "build", "stops", "slowest")
+        with tempfile.TemporaryDirectory() as folder:
+            page = pathlib.Path(folder) / "page.md"
+            self.put(page, "a\tdebug\t100\t1500\nb\tdebug\t100\t7\n", *columns)
+            self.assertEqual(self.put(page, "a\tdebug\t5\t9\nb\tdebug\t5\t1600\n", *columns)[-2:],
+                             ["| a | debug | 100 | 1,500 |", "| b | debug | 100 | 1,600 |"])
+            self.assertEqual(self.put(page, "a\tdebug\t100\t9\n", *columns)[-2], "| a | debug | 100 | 9 |")
 
     def test_numbers_get_commas_and_a_short_row_is_refused(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -2,13 +2,15 @@
 """Judges a soak and draws it: soak_report.py LOG SYSTEM FOLDER
 
 LOG is the output of the test (lines "sample: seconds, private bytes, handles, threads", as Windows counts them),
-SYSTEM what soak_sampler.py wrote. FOLDER gets soak.svg and soak.md.
+SYSTEM what soak_sampler.py wrote. FOLDER gets soak.svg and soak.md, unless they are those of a longer soak and this one
+was level.
 
 Level means: after the first fifth of the time, the median of the last quarter of the samples is at most that of the
 first quarter plus 2 MiB or 5 percent, whichever is more, for memory, plus 8 for handles and files, plus 3 for threads.
 A leak of 100 bytes in each of the 100,000 pings of an hour would already show.
 """
 import pathlib
+import re
 import statistics
 import sys
 
@@ -64,6 +66,12 @@ def plot(samples, column, divisor, top, title):
             f'<polyline points="{points}" fill="none" stroke="#1f5fa8" stroke-width="1.5"/>']
 
 
+def minutes_of(page):
+    """Of the soak that the page is about; 0 without one."""
+    found = re.search(r"soak took (\d+) minutes", page.read_text(encoding="utf-8")) if page.exists() else None
+    return int(found.group(1)) if found else 0
+
+
 def main(log, system, folder):
     files = read(pathlib.Path(log), pathlib.Path(system))
     if any(len(samples) < 8 for samples in files):
@@ -78,11 +86,14 @@ def main(log, system, folder):
         title = name + (f", {unit}" if unit else "")
         picture += plot(samples, column, divisor, TOP + place * (HEIGHT + GAP), title)
         print(f"        {name}: {first / divisor:.1f} -> {last / divisor:.1f} {unit} {'level' if level else 'NOT LEVEL'}")
+    minutes = round(files[0][-1][0] / 60)
+    if level_all and minutes < minutes_of(pathlib.Path(folder) / "soak.md"):
+        return 0
     height = TOP + len(SERIES) * (HEIGHT + GAP)
     svg = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{LEFT + WIDTH + 20}" height="{height}" '
            'font-family="sans-serif" font-size="12">', '<rect width="100%" height="100%" fill="white"/>', *picture, "</svg>"]
     page = ["# What the service holds under a soak", "",
-            f"The last soak took {files[0][-1][0] / 60:.0f} minutes. Medians of the first and the last quarter of the samples, after a warm-up of",
+            f"The soak took {minutes} minutes. Medians of the first and the last quarter of the samples, after a warm-up of",
             "a fifth of the time; `scripts/lib/soak_report.py` states what counts as level.", "",
             "| what | first | last | bound | level |", "|---|---|---|---|---|", *rows, "",
             "![What the service held, over the time of the soak](soak.svg)"]
