@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -36,6 +37,29 @@ TEST(Stop, EachCallbackRunsOnceUnlessItHasGone) {
   EXPECT_EQ(first, 1);
   EXPECT_EQ(gone, 0);
   EXPECT_EQ(last, 1);
+}
+
+TEST(Stop, CallbacksMayGoFromTheMidstOfOthers) {
+  StopSource source;
+  std::vector<int> ran;
+  const auto callback = [&](int number) {
+    return std::make_unique<StopCallback>(source.get_token(), [&ran, number] { ran.push_back(number); });
+  };
+  std::vector<std::unique_ptr<StopCallback>> callbacks;
+  for (int number = 0; number < 5; ++number) callbacks.push_back(callback(number));
+  for (const size_t gone : {2u, 1u, 3u}) callbacks[gone].reset();
+  source.request_stop();
+  EXPECT_EQ(ran, (std::vector<int>{4, 0}));
+}
+
+TEST(Stop, AnActionMayEndTheCallbackThatIsNext) {
+  StopSource source;
+  int ran = 0;
+  const StopCallback last(source.get_token(), [&ran] { ++ran; });
+  std::optional<StopCallback> next(std::in_place, source.get_token(), [&ran] { ran += 10; });
+  const StopCallback first(source.get_token(), [&next] { next.reset(); });
+  source.request_stop();
+  EXPECT_EQ(ran, 1);
 }
 
 TEST(Stop, ACallbackThatComesTooLateRunsAtOnce) {

@@ -19,7 +19,26 @@ TEST(LowerWide, CoversAsciiAndCyrillicAndLeavesTheRest) {
   EXPECT_EQ(lowerWide(L"ÀÖ×ÞΩ[]"), L"àö×þω[]");
 }
 
+TEST(LowerWide, EndsWithTheLastLetterOfEachAlphabet) {
+  struct Range {
+    wchar_t first, last;
+    int by;
+  };
+  constexpr Range kRanges[] = {{L'A', L'Z', 0x20},       {0xC0, 0xD6, 0x20},     {0xD8, 0xDE, 0x20},
+                               {0x0391, 0x03A1, 0x20},   {0x03A3, 0x03AB, 0x20}, {0x0400, 0x040F, 0x50},
+                               {0x0410, 0x042F, 0x20}};
+  for (wchar_t unit = 1; unit < 0x0500; ++unit) {
+    wchar_t expected = unit;
+    for (const Range& range : kRanges) {
+      if (unit >= range.first && unit <= range.last) expected = static_cast<wchar_t>(unit + range.by);
+    }
+    EXPECT_EQ(lowerWide(std::wstring(1, unit)), std::wstring(1, expected)) << static_cast<unsigned>(unit);
+  }
+}
+
 TEST(LowerAscii, LeavesUtf8BytesAlone) { EXPECT_EQ(lowerAscii("ABC-Я"), "abc-Я"); }
+
+TEST(LowerAscii, EndsWithZ) { EXPECT_EQ(lowerAscii("@AZ["), "@az["); }
 
 TEST(Trimmed, RemovesOnlyTheGivenCharacters) {
   EXPECT_EQ(trimmed(" \t a b\r\n", " \t\r\n"), "a b");

@@ -49,6 +49,14 @@ TEST(HasForeignScheme, IsFalseForHttpInAnyCase) {
   }
 }
 
+TEST(HasForeignScheme, IsMadeOfLettersAndDigitsUpToTheLast) {
+  for (const char* url : {"az://h", "AZ://h", "a09://h", "a+-.://h"}) EXPECT_TRUE(hasForeignScheme(url)) << url;
+  for (const char* url : {"[x://h", "{x://h", "@x://h", "`x://h", "a[://h", "a{://h", "a@://h", "a/://h", "0a://h"})
+    EXPECT_FALSE(hasForeignScheme(url)) << url;
+  EXPECT_FALSE(hasForeignScheme("host:09/x"));
+  EXPECT_TRUE(hasForeignScheme("host:0:")) << "no port";
+}
+
 TEST(HasForeignScheme, IsFalseWithoutAScheme) {
   for (const char* url : {"", "h", "h/x", "://h", ":", "1tp://h", "127.0.0.1:80", "+x:y", "a b://h",
                           " ftp://h", "h_x:y", "h/x?u=ftp://y", "\xD0\x9F:x"}) {
@@ -61,6 +69,12 @@ TEST(ParseContentLength, IsADecimalNumberOf64Bits) {
   EXPECT_EQ(parseContentLength(L"0010"), 10u);
   EXPECT_EQ(parseContentLength(L"4294967296"), 4'294'967'296u);
   EXPECT_EQ(parseContentLength(L"18446744073709551615"), UINT64_MAX);
+}
+
+TEST(ParseContentLength, HasNoOtherDigits) {
+  EXPECT_EQ(parseContentLength(L"09"), 9u);
+  EXPECT_EQ(parseContentLength(L"0:"), std::nullopt);
+  EXPECT_EQ(parseContentLength(L"0/"), std::nullopt);
 }
 
 TEST(ParseContentLength, IsAbsentForAnythingElse) {

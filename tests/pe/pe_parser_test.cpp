@@ -175,6 +175,12 @@ TEST(PeParser, CopiesEachSectionHeader) {
   EXPECT_EQ(info.sectionCount, 2u);
 }
 
+TEST(PeParser, TakesNoOtherCharacteristicForWritableOrExecutable) {
+  const PeInfo info = parse(PeBuilder().section({"other", 0x5FFFFFFF, Bytes(8)}).build());
+  EXPECT_FALSE(info.sections[0].writable);
+  EXPECT_FALSE(info.sections[0].executable);
+}
+
 TEST(PeParser, TakesOnlyTrailingZeroBytesOffSectionNames) {
   PeBuilder builder = PeBuilder().section({"12345678"}).section({"abc"}).section({""});
   Bytes image = builder.build();

@@ -281,6 +281,7 @@ TEST(PeFindings, TraceHoldsEveryRuleWithItsValueAndItsLimit) {
   info.sections[0].name = "UPX0";
   info.sections[0].writable = info.sections[0].executable = true;
   info.sections[1].name = ".rsrc";
+  info.sections[1].writable = true;
   info.rwxSection = true;
   info.maxSectionEntropy = 7.25;
   info.hasOverlay = true;

@@ -130,8 +130,9 @@ TEST(SignatureRule, CopiesTheMatchAndTellsTheLevel) {
   EXPECT_EQ(verdict.reasons, Reasons{"Точное совпадение в базе угроз"});
 
   match.reference = "https://example.org/x";
-  EXPECT_EQ(verdictFor(L"C:\\a\\b.exe", {}, true, match).findings.at(0).detail,
-            "Уровень: critical, ссылка: https://example.org/x");
+  const FileVerdict referring = verdictFor(L"C:\\a\\b.exe", {}, true, match);
+  EXPECT_EQ(referring.findings.at(0).detail, "Уровень: critical, ссылка: https://example.org/x");
+  EXPECT_EQ(referring.reference, "https://example.org/x");
 }
 
 TEST(SignatureRule, NamesEachLevel) {

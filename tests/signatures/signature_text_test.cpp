@@ -258,6 +258,14 @@ TEST(SignatureFileParser, TheRestOfASkippedLineIsNoLineOfItsOwn) {
   }
 }
 
+TEST(SignatureFileParser, TheLinesBehindASkippedOneAreReadInEveryPiece) {
+  SignatureFileParser parser(0);
+  parser.feed("#" + std::string(100'000, 'x'));
+  parser.feed("x\n" + kMd5 + "\n");
+  parser.feed(kSha1 + "\n");
+  EXPECT_EQ(parser.finish().table.size(), 2u);
+}
+
 TEST(SignatureFileParser, LongLinesThatMatterAreReadWhole) {
   const std::string name(300'000, 'n');
   for (const size_t pieceBytes : {1000u, 65536u, 100000u, 1000000u}) {
