@@ -50,8 +50,10 @@ TEST(HasForeignScheme, IsFalseForHttpInAnyCase) {
 }
 
 TEST(HasForeignScheme, IsMadeOfLettersAndDigitsUpToTheLast) {
-  for (const char* url : {"az://h", "AZ://h", "a09://h", "a+-.://h"}) EXPECT_TRUE(hasForeignScheme(url)) << url;
-  for (const char* url : {"[x://h", "{x://h", "@x://h", "`x://h", "a[://h", "a{://h", "a@://h", "a/://h", "0a://h"})
+  for (const char* url : {"az://h", "AZ://h", "a09://h", "a+-.://h"})
+    EXPECT_TRUE(hasForeignScheme(url)) << url;
+  for (const char* url :
+       {"[x://h", "{x://h", "@x://h", "`x://h", "a[://h", "a{://h", "a@://h", "a/://h", "0a://h"})
     EXPECT_FALSE(hasForeignScheme(url)) << url;
   EXPECT_FALSE(hasForeignScheme("host:09/x"));
   EXPECT_TRUE(hasForeignScheme("host:0:")) << "no port";
