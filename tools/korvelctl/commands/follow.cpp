@@ -253,20 +253,25 @@ void followScan(Context& context, const FollowOptions& options, ScanDocument& do
   Follower(context, options, document).run();
 }
 
+ReportedEvent seenNow(const ThreatEvent& event) {
+  ReportedEvent seen;
+  seen.event = event;
+  seen.seenUtc = unixSecondsNow();
+  return seen;
+}
+
 void keepEvents(Context& context, const std::vector<ThreatEvent>& events, std::vector<ReportedEvent>& kept,
                 ProgressLine* line) {
   const Language language = context.language();
   for (const ThreatEvent& event : events) {
-    ReportedEvent seen;
-    seen.event = event;
-    seen.seenUtc = unixSecondsNow();
+    const ReportedEvent seen = seenNow(event);
     context.line("event", eventJson(seen));
     if (line != nullptr && line->drawsBar()) {
       line->interrupt(context.say(words::kEventSeen, {severityText(event.severity, language),
                                                       printable(event.name), printable(event.path)}) +
                       "\n");
     }
-    kept.push_back(std::move(seen));
+    kept.push_back(seen);
   }
 }
 

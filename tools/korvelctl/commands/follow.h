@@ -23,6 +23,9 @@ struct FollowOptions {
 /// thrown.
 void followScan(Context& context, const FollowOptions& options, ScanDocument& document);
 
+/// An event with the moment at which it came.
+ReportedEvent seenNow(const ThreatEvent& event);
+
 /// Takes the events of one progress reply into the document, and tells of them at once.
 void keepEvents(Context& context, const std::vector<ThreatEvent>& events, std::vector<ReportedEvent>& kept,
                 ProgressLine* line);

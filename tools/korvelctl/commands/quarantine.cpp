@@ -4,7 +4,6 @@
 
 #include "base/clock.h"
 #include "base/files.h"
-#include "base/utf.h"
 #include "korvelctl/cli/context.h"
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/quarantine_words.h"

@@ -1,5 +1,4 @@
 // selftest: the EICAR test file through scan, quarantine and back.
-#include "base/clock.h"
 #include "base/files.h"
 #include "base/long_path.h"
 #include "base/paths.h"
@@ -11,6 +10,7 @@
 #include "korvelctl/cli/exit_codes.h"
 #include "korvelctl/cli/words/doctor_words.h"
 #include "korvelctl/commands/commands.h"
+#include "korvelctl/commands/follow.h"
 #include "korvelctl/model/diagnosis.h"
 #include "korvelctl/render/diagnosis.h"
 #include "korvelctl/render/printable.h"
@@ -214,12 +214,7 @@ class Selftest {
 
   /// The service delivers each event once, so those that come meanwhile are passed on.
   void keepEvents(const ScanReport& report) {
-    for (const ThreatEvent& event : report.events) {
-      ReportedEvent seen;
-      seen.event = event;
-      seen.seenUtc = unixSecondsNow();
-      events_.push_back(eventJson(seen));
-    }
+    for (const ThreatEvent& event : report.events) events_.push_back(eventJson(seenNow(event)));
   }
 
   Context& context_;

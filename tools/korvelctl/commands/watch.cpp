@@ -1,7 +1,6 @@
 // watch: real-time detections as they come.
 #include <optional>
 
-#include "base/clock.h"
 #include "base/sizes.h"
 #include "base/utf.h"
 #include "base/win.h"
@@ -12,6 +11,7 @@
 #include "korvelctl/cli/words/watch_words.h"
 #include "korvelctl/commands/commands.h"
 #include "korvelctl/commands/decide.h"
+#include "korvelctl/commands/follow.h"
 #include "korvelctl/machine/event_log.h"
 #include "korvelctl/machine/interrupt.h"
 #include "korvelctl/render/listing.h"
@@ -132,13 +132,6 @@ class Watcher {
       if (!seen.inQuarantineStore) log(threatFound(forEventLog(seen)));
       if (options_.apply && settings.quarantineOnDetect) apply(places, seen);
     }
-  }
-
-  static ReportedEvent seenNow(const ThreatEvent& event) {
-    ReportedEvent seen;
-    seen.event = event;
-    seen.seenUtc = unixSecondsNow();
-    return seen;
   }
 
   void tell(const ReportedEvent& seen) {
